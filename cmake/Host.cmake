@@ -1,0 +1,79 @@
+# Host programs: the products' own sources over the simulated machine.
+set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz or bench")
+
+add_library(host_flags INTERFACE)
+target_include_directories(host_flags INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(host_flags INTERFACE -g)
+if(MFGTEST_FLAVOUR STREQUAL "sanitizers")
+  target_compile_options(host_flags INTERFACE
+    -O1 -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all)
+  target_link_options(host_flags INTERFACE -fsanitize=address,undefined)
+elseif(MFGTEST_FLAVOUR STREQUAL "coverage")
+  target_compile_options(host_flags INTERFACE -O0 --coverage)
+  target_link_options(host_flags INTERFACE --coverage)
+elseif(MFGTEST_FLAVOUR STREQUAL "fuzz")
+  target_compile_options(host_flags INTERFACE -O1 -fsanitize=address,undefined,fuzzer-no-link)
+  target_link_options(host_flags INTERFACE -fsanitize=address,undefined)
+else()
+  target_compile_options(host_flags INTERFACE -O2)
+endif()
+
+# gnu-efi's library without the few names that a host program takes from its C
+# library.
+set(HOST_LIBEFI ${CMAKE_CURRENT_BINARY_DIR}/libefi.a)
+add_custom_command(OUTPUT ${HOST_LIBEFI}
+  COMMAND objcopy --localize-symbol=memcpy --localize-symbol=memset
+          --localize-symbol=setjmp --localize-symbol=longjmp ${GNU_EFI_LIBEFI} ${HOST_LIBEFI}
+  DEPENDS ${GNU_EFI_LIBEFI} VERBATIM)
+add_custom_target(host_libefi DEPENDS ${HOST_LIBEFI})
+
+function(add_product name)
+  add_library(${name} STATIC ${ARGN})
+  target_link_libraries(${name} PRIVATE product_flags host_flags)
+endfunction()
+
+add_product(host_platform ${PLATFORM_SOURCES})
+add_dependencies(host_platform host_libefi)
+target_link_libraries(host_platform INTERFACE ${HOST_LIBEFI})
+add_product(host_module ${MODULE_SOURCES})
+target_link_libraries(host_module PUBLIC host_platform)
+if(TESTLIB_SOURCES)
+  add_product(host_testlib ${TESTLIB_SOURCES})
+  target_link_libraries(host_testlib PUBLIC host_platform)
+  # Both products start at efi_main; one host program can hold both.
+  set_source_files_properties(${CMAKE_SOURCE_DIR}/testlib/entry.cc PROPERTIES
+    COMPILE_DEFINITIONS efi_main=testlib_efi_main)
+endif()
+
+# What runs on the host only may use all of C++.
+add_library(host_test_flags INTERFACE)
+target_link_libraries(host_test_flags INTERFACE gnu_efi host_flags)
+target_compile_options(host_test_flags INTERFACE -fno-strict-aliasing -Wall -Wextra -Wshadow -Werror)
+
+file(GLOB SIMULATION_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/simulation/*.cc)
+add_library(simulation STATIC ${SIMULATION_SOURCES})
+target_link_libraries(simulation PUBLIC host_module host_test_flags)
+if(TESTLIB_SOURCES)
+  target_link_libraries(simulation PUBLIC host_testlib)
+endif()
+
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+# add_host_tests(name folders...): one test program of the *_test.cc files.
+function(add_host_tests name)
+  set(sources)
+  foreach(folder ${ARGN})
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cc)
+    list(APPEND sources ${found})
+  endforeach()
+  if(sources)
+    add_executable(${name} ${sources})
+    target_link_libraries(${name} PRIVATE simulation GTest::gtest_main)
+    target_compile_definitions(${name} PRIVATE TESTS_FOLDER="${CMAKE_SOURCE_DIR}/tests")
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+  endif()
+endfunction()
+
+add_host_tests(module_tests platform module smbios)
+add_host_tests(testlib_tests testlib)

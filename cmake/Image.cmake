@@ -1,0 +1,50 @@
+# UEFI images: position-independent ELF objects, linked by gnu-efi's start code
+# and converted to PE32+.
+set(IMAGE_COMPILE_OPTIONS
+  -Os -ffreestanding -fpic -fno-stack-protector -fno-stack-check -mno-red-zone
+  -maccumulate-outgoing-args -fno-asynchronous-unwind-tables
+  -ffunction-sections -fdata-sections -fvisibility=hidden)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  list(REMOVE_ITEM IMAGE_COMPILE_OPTIONS -maccumulate-outgoing-args)
+endif()
+
+add_library(image_flags INTERFACE)
+target_link_libraries(image_flags INTERFACE product_flags)
+target_compile_options(image_flags INTERFACE ${IMAGE_COMPILE_OPTIONS})
+
+add_library(image_platform OBJECT ${PLATFORM_SOURCES} ${FREESTANDING_SOURCES})
+target_link_libraries(image_platform PRIVATE image_flags)
+set_source_files_properties(${FREESTANDING_SOURCES} PROPERTIES COMPILE_OPTIONS -fno-builtin)
+
+set(IMAGE_LINKER_SCRIPT ${CMAKE_SOURCE_DIR}/cmake/image.lds)
+set(IMAGE_OUTPUT ${CMAKE_SOURCE_DIR}/build/efi)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  set(IMAGE_OUTPUT ${CMAKE_SOURCE_DIR}/build/efi-clang)
+endif()
+file(MAKE_DIRECTORY ${IMAGE_OUTPUT})
+
+# add_efi_image(name target sources...): target is objcopy's efi-app-x86_64
+# (application) or efi-bsdrv-x86_64 (boot-services driver).
+function(add_efi_image name target)
+  add_library(${name} OBJECT ${ARGN})
+  target_link_libraries(${name} PRIVATE image_flags)
+  set(elf ${CMAKE_CURRENT_BINARY_DIR}/${name}.so)
+  set(efi ${IMAGE_OUTPUT}/${name}.efi)
+  add_custom_command(OUTPUT ${efi}
+    COMMAND ld -shared -nostdlib -Bsymbolic -znocombreloc -znoexecstack --gc-sections --no-undefined
+            -T ${IMAGE_LINKER_SCRIPT} -o ${elf}
+            ${GNU_EFI_CRT0} $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform>
+            ${GNU_EFI_LIBEFI} ${GNU_EFI_LIBGNUEFI}
+    COMMAND objcopy --target ${target}
+            -j .text -j .reloc -j .rodata -j .data -j .dynamic -j .rela -j .dynsym
+            ${elf} ${efi}
+    DEPENDS $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform> ${IMAGE_LINKER_SCRIPT}
+    COMMAND_EXPAND_LISTS VERBATIM
+    COMMENT "Linking ${name}.efi")
+  add_custom_target(${name}_efi ALL DEPENDS ${efi})
+endfunction()
+
+add_efi_image(mfgtest efi-app-x86_64 ${MODULE_SOURCES})
+if(TESTLIB_SOURCES)
+  add_efi_image(testlib efi-bsdrv-x86_64 ${TESTLIB_SOURCES})
+endif()

@@ -1,0 +1,22 @@
+// Which routine each test number runs.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace mfgtest {
+
+struct CatalogueEntry {
+  std::uint32_t number;
+  void (*routine)(std::uint32_t argument);
+  // The field index, or 0 for the normal run of a test that can also probe.
+  std::uint32_t argument;
+};
+
+// All tests, sorted by number.
+std::span<const CatalogueEntry> Catalogue();
+
+// The test of that number, or null when there is none.
+const CatalogueEntry* FindTest(std::uint32_t number);
+
+}  // namespace mfgtest

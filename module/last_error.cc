@@ -1,0 +1,7 @@
+#include "module/last_error.h"
+
+namespace mfgtest {
+
+constinit std::array<char16_t, kLastErrorCharacters> last_error{};
+
+}  // namespace mfgtest

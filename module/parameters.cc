@@ -1,0 +1,12 @@
+#include "module/parameters.h"
+
+#include "module/text.h"
+#include "platform/collation.h"
+
+namespace mfgtest {
+
+ReferencePrefix::ReferencePrefix(const char16_t* value) { CopyChars(text.data(), value, kReferencePrefixCharacters); }
+
+bool ReferencePrefix::NamesVariable() const { return platform::EqualIgnoringCase(text.data(), u"env="); }
+
+}  // namespace mfgtest

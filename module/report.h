@@ -1,0 +1,53 @@
+// How the module speaks: one wrapper for each operation of the test library,
+// with formats that are checked against their arguments by the compiler.
+#pragma once
+
+#include "module/error_codes.h"
+#include "platform/format.h"
+#include "platform/protocols/test_library.h"
+
+namespace mfgtest {
+
+// The test library's table, bound when the module starts.
+extern constinit TestLibrary* TestLib;
+
+namespace report {
+
+// A value as it travels in its 8-byte argument slot.
+template <class T>
+constexpr auto Slot(const T& argument) {
+  if constexpr (std::signed_integral<T>) {
+    return static_cast<std::int64_t>(argument);
+  } else if constexpr (std::integral<T>) {
+    return static_cast<std::uint64_t>(argument);
+  } else {
+    return &*argument;
+  }
+}
+
+// A failure of the test: its code and its message.
+template <class... Args>
+void ReportError(ErrorCode code, Format<Args...> format, const Args&... arguments) {
+  TestLib->ReportError(static_cast<UINTN>(code), format.text, Slot(arguments)...);
+}
+
+// A message for whoever selected its class with the debug mask.
+template <class... Args>
+void DebugPrint(std::uint32_t mask, Format<Args...> format, const Args&... arguments) {
+  TestLib->DebugPrint(mask, format.text, Slot(arguments)...);
+}
+
+// A message that is always shown.
+template <class... Args>
+void LogMessage(Format<Args...> format, const Args&... arguments) {
+  TestLib->LogMessage(format.text, Slot(arguments)...);
+}
+
+// The data that a display test is started for.
+template <class... Args>
+void DisplayPrint(Format<Args...> format, const Args&... arguments) {
+  TestLib->DisplayPrint(format.text, Slot(arguments)...);
+}
+
+}  // namespace report
+}  // namespace mfgtest

@@ -1,0 +1,16 @@
+// The running image: its start and its early end.
+#pragma once
+
+#include "platform/efi.h"
+
+namespace platform {
+
+// Gives gnu-efi the image handle and the system table. Everything else of this
+// folder works only after it.
+void InitializeImage(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+
+// Ends the image at once with `status` and no exit data. Does not return on
+// working firmware; gives the status for the caller to return otherwise.
+EFI_STATUS ExitImage(EFI_HANDLE image, EFI_STATUS status);
+
+}  // namespace platform

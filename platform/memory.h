@@ -1,0 +1,27 @@
+// Memory that the firmware owns: pool blocks and physical addresses.
+#pragma once
+
+#include "platform/efi.h"
+
+namespace platform {
+
+// A block of the boot-services pool, released when it goes out of scope.
+// `data` is null when there is no block.
+struct PoolBuffer {
+  PoolBuffer() = default;
+  PoolBuffer(void* block, std::size_t bytes) : data(block), size(bytes) {}
+  PoolBuffer(const PoolBuffer&) = delete;
+  PoolBuffer& operator=(const PoolBuffer&) = delete;
+  ~PoolBuffer();
+
+  void* data = nullptr;
+  std::size_t size = 0;
+};
+
+// The byte at a physical address. UEFI maps memory one-to-one while boot
+// services last, so the address is the pointer.
+inline const std::uint8_t* PhysicalMemory(std::uint64_t address) {
+  return reinterpret_cast<const std::uint8_t*>(address);
+}
+
+}  // namespace platform

@@ -1,0 +1,46 @@
+#include "smbios/entry_point.h"
+
+#include <cstring>
+
+#include "module/last_error.h"
+#include "platform/configuration_tables.h"
+#include "platform/memory.h"
+
+namespace mfgtest {
+namespace {
+
+constexpr EFI_GUID kSmbiosTableGuid = {0xEB9D2D31, 0x2D88, 0x11D3, {0x9A, 0x16, 0x00, 0x90, 0x27, 0x3F, 0xC1, 0x4D}};
+
+constexpr std::uint64_t kBiosSegment = 0xF0000;
+constexpr std::uint32_t kSearchEnd = 0xFFFC;
+
+// Any byte offset will do: not every BIOS keeps to the paragraph alignment.
+const SmbiosEntryPoint* SearchBiosSegment() {
+  const std::uint8_t* const segment = platform::PhysicalMemory(kBiosSegment);
+  for (std::uint32_t offset = 0; offset < kSearchEnd; ++offset) {
+    if (std::memcmp(segment + offset, "_SM_", 4) == 0) {
+      return reinterpret_cast<const SmbiosEntryPoint*>(segment + offset);
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry) {
+  const void* const listed = platform::FindConfigurationTable(kSmbiosTableGuid);
+  if (listed != nullptr) {
+    *entry = static_cast<const SmbiosEntryPoint*>(listed);
+    return true;
+  }
+  SetLastError(u"SMBIOS Table not found with GUID, trying memory search.\n");
+  const SmbiosEntryPoint* const found = SearchBiosSegment();
+  if (found != nullptr) {
+    *entry = found;
+    return true;
+  }
+  SetLastError(u"Unable to find SMBIOS table entry point.\n");
+  return false;
+}
+
+}  // namespace mfgtest
