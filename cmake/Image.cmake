@@ -35,7 +35,7 @@ function(add_efi_image name target)
             -T ${IMAGE_LINKER_SCRIPT} -o ${elf}
             ${GNU_EFI_CRT0} $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform>
             ${GNU_EFI_LIBEFI} ${GNU_EFI_LIBGNUEFI}
-    COMMAND objcopy --target ${target}
+    COMMAND objcopy --strip-all --target ${target}
             -j .text -j .reloc -j .rodata -j .data -j .dynamic -j .rela -j .dynsym
             ${elf} ${efi}
     DEPENDS $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform> ${IMAGE_LINKER_SCRIPT}
