@@ -1,18 +1,14 @@
 #include "platform/collation.h"
 
-#include <initializer_list>
-
+#include "platform/handles.h"
 #include "platform/protocols/unicode_collation.h"
 
 namespace platform {
 namespace {
 
 UnicodeCollation* FindCollation() {
-  void* collation = nullptr;
-  for (const EFI_GUID& guid : {kUnicodeCollation2ProtocolGuid, kUnicodeCollationProtocolGuid}) {
-    if (!EFI_ERROR(LibLocateProtocol(AsFirmwareGuid(guid), &collation)) && collation != nullptr) break;
-  }
-  return static_cast<UnicodeCollation*>(collation);
+  auto* const collation = FirstInterface<UnicodeCollation>(kUnicodeCollation2ProtocolGuid);
+  return collation != nullptr ? collation : FirstInterface<UnicodeCollation>(kUnicodeCollationProtocolGuid);
 }
 
 char16_t FoldAscii(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c; }

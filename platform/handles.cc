@@ -3,12 +3,47 @@
 namespace platform {
 
 EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface) {
-  return BS->HandleProtocol(handle, AsFirmwareGuid(protocol), interface);
+  *interface = nullptr;
+  const EFI_STATUS status = BS->HandleProtocol(handle, AsFirmwareGuid(protocol), interface);
+  return !EFI_ERROR(status) && *interface == nullptr ? EFI_UNSUPPORTED : status;
 }
 
 EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle) {
   UINTN size = sizeof *handle;
   return BS->LocateHandle(ByProtocol, AsFirmwareGuid(protocol), nullptr, &size, handle);
+}
+
+void* FirstInterface(const EFI_GUID& protocol) {
+  void* interface = nullptr;
+  return EFI_ERROR(LibLocateProtocol(AsFirmwareGuid(protocol), &interface)) ? nullptr : interface;
+}
+
+EFI_STATUS InstallInterface(EFI_HANDLE* handle, const EFI_GUID& protocol, void* interface) {
+  return BS->InstallProtocolInterface(handle, AsFirmwareGuid(protocol), EFI_NATIVE_INTERFACE, interface);
+}
+
+EFI_STATUS UninstallInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface) {
+  return BS->UninstallProtocolInterface(handle, AsFirmwareGuid(protocol), interface);
+}
+
+EFI_STATUS WatchProtocol(const EFI_GUID& protocol, EFI_EVENT_NOTIFY notify, ProtocolWatch* watch) {
+  EFI_STATUS status = BS->CreateEvent(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, notify, nullptr, &watch->event);
+  if (EFI_ERROR(status)) return status;
+  status = BS->RegisterProtocolNotify(AsFirmwareGuid(protocol), watch->event, &watch->registration);
+  if (EFI_ERROR(status)) EndWatch(watch);
+  return status;
+}
+
+EFI_HANDLE NextWatchedHandle(const ProtocolWatch& watch) {
+  EFI_HANDLE handle = nullptr;
+  UINTN size = sizeof handle;
+  const EFI_STATUS status = BS->LocateHandle(ByRegisterNotify, nullptr, watch.registration, &size, &handle);
+  return EFI_ERROR(status) ? nullptr : handle;
+}
+
+void EndWatch(ProtocolWatch* watch) {
+  if (watch->event != nullptr) BS->CloseEvent(watch->event);
+  *watch = {};
 }
 
 }  // namespace platform

@@ -5,7 +5,8 @@
 
 namespace platform {
 
-// The interface of a protocol on a handle (boot service HandleProtocol).
+// The interface of a protocol on a handle (boot service HandleProtocol). A
+// protocol that was installed without one gives EFI_UNSUPPORTED.
 EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface);
 
 template <class Interface>
@@ -16,5 +17,34 @@ EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, Interfac
 // The handle that carries the protocol, when it is the only one: the search
 // has room for one handle, so two of them give EFI_BUFFER_TOO_SMALL.
 EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle);
+
+// The first instance of a protocol in the system, or null.
+void* FirstInterface(const EFI_GUID& protocol);
+
+template <class Interface>
+Interface* FirstInterface(const EFI_GUID& protocol) {
+  return static_cast<Interface*>(FirstInterface(protocol));
+}
+
+// Puts an interface on a handle, or takes it off again. A null handle is
+// replaced by a new one; a handle ends with its last interface.
+EFI_STATUS InstallInterface(EFI_HANDLE* handle, const EFI_GUID& protocol, void* interface);
+EFI_STATUS UninstallInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface);
+
+// The firmware's promise to call back whenever a protocol is installed.
+struct ProtocolWatch {
+  EFI_EVENT event = nullptr;
+  void* registration = nullptr;
+};
+
+// `notify` runs at TPL_CALLBACK, while InstallProtocolInterface returns to its
+// caller. Handles that carry the protocol already are told once as well, at
+// the first notification: take them with NextWatchedHandle before.
+EFI_STATUS WatchProtocol(const EFI_GUID& protocol, EFI_EVENT_NOTIFY notify, ProtocolWatch* watch);
+
+// The next handle on which the protocol appeared, or null.
+EFI_HANDLE NextWatchedHandle(const ProtocolWatch& watch);
+
+void EndWatch(ProtocolWatch* watch);
 
 }  // namespace platform

@@ -13,4 +13,8 @@ void InitializeImage(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 // working firmware; gives the status for the caller to return otherwise.
 EFI_STATUS ExitImage(EFI_HANDLE image, EFI_STATUS status);
 
+// What the firmware knows of an image, or null for a handle that is none or
+// whose image has ended.
+EFI_LOADED_IMAGE* LoadedImage(EFI_HANDLE image);
+
 }  // namespace platform

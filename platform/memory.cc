@@ -6,4 +6,8 @@ PoolBuffer::~PoolBuffer() {
   if (data != nullptr) ::FreePool(data);
 }
 
+void* TakeBlock(std::size_t bytes) { return AllocateZeroPool(bytes); }
+
+void ReleaseBlock(void* block) { ::FreePool(block); }
+
 }  // namespace platform

@@ -18,6 +18,11 @@ struct PoolBuffer {
   std::size_t size = 0;
 };
 
+// A block of the pool, filled with zeros, that stays until ReleaseBlock; null
+// when there is no memory.
+void* TakeBlock(std::size_t bytes);
+void ReleaseBlock(void* block);
+
 // The byte at a physical address. UEFI maps memory one-to-one while boot
 // services last, so the address is the pointer.
 inline const std::uint8_t* PhysicalMemory(std::uint64_t address) {

@@ -1,0 +1,76 @@
+#include "platform/console.h"
+
+#include <array>
+
+#include "platform/efi.h"
+
+namespace platform {
+namespace {
+
+// What stands last on the console; a shell starts a program on a fresh line.
+constinit char16_t last_written = u'\n';
+
+UINTN Attribute(Colour colour) {
+  switch (colour) {
+    case Colour::kQuiet:
+      return EFI_TEXT_ATTR(EFI_CYAN, EFI_BLACK);
+    case Colour::kGood:
+      return EFI_TEXT_ATTR(EFI_LIGHTGREEN, EFI_BLACK);
+    case Colour::kBad:
+      return EFI_TEXT_ATTR(EFI_LIGHTRED, EFI_BLACK);
+    case Colour::kNotice:
+      return EFI_TEXT_ATTR(EFI_YELLOW, EFI_BLACK);
+    default:
+      return EFI_TEXT_ATTR(EFI_LIGHTGRAY, EFI_BLACK);
+  }
+}
+
+bool IsShown(char16_t c) { return c >= u' ' ? c < 0x7F || c > 0x9F : c == u'\n' || c == u'\r' || c == u'\t'; }
+
+// Characters on their way to the console, handed over in portions.
+struct Portion {
+  std::array<char16_t, 128> text;
+  std::size_t length = 0;
+
+  void Flush() {
+    text[length] = 0;
+    if (length > 0) ST->ConOut->OutputString(ST->ConOut, AsFirmwareText(text.data()));
+    length = 0;
+  }
+
+  void Put(char16_t c) {
+    if (length + 1 == text.size()) Flush();
+    text[length++] = c;
+    last_written = c;
+  }
+};
+
+}  // namespace
+
+void Write(const char16_t* text, Colour colour) {
+  if (colour != Colour::kNormal) ST->ConOut->SetAttribute(ST->ConOut, Attribute(colour));
+  Portion portion;
+  for (; *text != 0; ++text) {
+    if (*text == u'\n' && last_written != u'\r') portion.Put(u'\r');
+    portion.Put(IsShown(*text) ? *text : u'?');
+  }
+  portion.Flush();
+  if (colour != Colour::kNormal) ST->ConOut->SetAttribute(ST->ConOut, Attribute(Colour::kNormal));
+}
+
+void StartLine() {
+  if (last_written != u'\n') Write(u"\n");
+}
+
+void EraseCharacter() { ST->ConOut->OutputString(ST->ConOut, AsFirmwareText(u"\b \b")); }
+
+char16_t ReadKey() {
+  EFI_INPUT_KEY key{};
+  while (EFI_ERROR(ST->ConIn->ReadKeyStroke(ST->ConIn, &key))) {
+    UINTN index = 0;
+    BS->WaitForEvent(1, &ST->ConIn->WaitForKey, &index);
+  }
+  return key.UnicodeChar;
+}
+
+}  // namespace platform

@@ -1,0 +1,22 @@
+// The operator's console: text out, keys in.
+#pragma once
+
+namespace platform {
+
+enum class Colour { kNormal, kQuiet, kGood, kBad, kNotice };
+
+// Writes text in the colour and goes back to the normal one. "\n" becomes
+// "\r\n" unless it is that already; other control characters but the tab are
+// shown as "?", since text from the platform could hold a terminal's commands.
+void Write(const char16_t* text, Colour colour = Colour::kNormal);
+
+// Ends the line unless nothing stands on it.
+void StartLine();
+
+// Takes the last character on the line back.
+void EraseCharacter();
+
+// Waits for a key and gives its character; 0 for a key that has none.
+char16_t ReadKey();
+
+}  // namespace platform

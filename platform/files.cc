@@ -1,0 +1,127 @@
+#include "platform/files.h"
+
+#include <array>
+
+#include "platform/handles.h"
+#include "platform/image.h"
+#include "platform/protocols/shell.h"
+
+namespace platform {
+namespace {
+
+constexpr EFI_GUID kSimpleFileSystemProtocolGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+constexpr EFI_GUID kFileInfoGuid = EFI_FILE_INFO_ID;
+
+constexpr std::size_t kPathCharacters = 512;
+using Path = std::array<char16_t, kPathCharacters>;
+
+// A file that fills the buffer is followed by a read that must give nothing.
+template <class ReadPart>
+EFI_STATUS ReadWhole(ReadPart read_part, std::span<std::uint8_t> buffer, std::size_t* size) {
+  *size = 0;
+  while (true) {
+    std::uint8_t beyond = 0;
+    const bool full = *size == buffer.size();
+    UINTN part = full ? 1 : buffer.size() - *size;
+    const EFI_STATUS status = read_part(&part, full ? &beyond : &buffer[*size]);
+    if (EFI_ERROR(status)) return status;
+    if (part == 0) return EFI_SUCCESS;
+    if (full) return EFI_BUFFER_TOO_SMALL;
+    *size += part;
+  }
+}
+
+EFI_STATUS ReadThroughShell(Shell* shell, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
+  SHELL_FILE_HANDLE file = nullptr;
+  EFI_STATUS status = shell->OpenFileByName(AsFirmwareText(path), &file, EFI_FILE_MODE_READ);
+  if (EFI_ERROR(status)) return status;
+  EFI_FILE_INFO* const info = shell->GetFileInfo(file);
+  const bool is_folder = info != nullptr && (info->Attribute & EFI_FILE_DIRECTORY) != 0;
+  if (info != nullptr) ::FreePool(info);
+  status = is_folder ? EFI_UNSUPPORTED
+                     : ReadWhole([&](UINTN* part, void* to) { return shell->ReadFile(file, part, to); }, buffer, size);
+  shell->CloseFile(file);
+  return status;
+}
+
+bool IsFolder(EFI_FILE* file) {
+  alignas(EFI_FILE_INFO)
+      std::array<std::uint8_t, offsetof(EFI_FILE_INFO, FileName) + kPathCharacters * sizeof(char16_t)>
+          block{};
+  UINTN size = block.size();
+  if (EFI_ERROR(file->GetInfo(file, AsFirmwareGuid(kFileInfoGuid), &size, block.data()))) return false;
+  return (reinterpret_cast<EFI_FILE_INFO*>(block.data())->Attribute & EFI_FILE_DIRECTORY) != 0;
+}
+
+EFI_STATUS ReadOnVolume(EFI_HANDLE device, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
+  EFI_FILE_IO_INTERFACE* volume = nullptr;
+  // An image that came over the network has no volume.
+  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NOT_FOUND;
+  EFI_FILE* root = nullptr;
+  EFI_STATUS status = volume->OpenVolume(volume, &root);
+  if (EFI_ERROR(status)) return status;
+  EFI_FILE* file = nullptr;
+  status = root->Open(root, &file, AsFirmwareText(path), EFI_FILE_MODE_READ, 0);
+  if (!EFI_ERROR(status)) {
+    status = IsFolder(file)
+                 ? EFI_UNSUPPORTED
+                 : ReadWhole([&](UINTN* part, void* to) { return file->Read(file, part, to); }, buffer, size);
+    file->Close(file);
+  }
+  root->Close(root);
+  return status;
+}
+
+bool Append(Path& path, std::size_t& length, const CHAR16* text, std::size_t count) {
+  for (; count > 0 && *text != 0; --count, ++text) {
+    if (length + 1 == path.size()) return false;
+    path[length++] = *text;
+  }
+  return true;
+}
+
+// The path of the image's file on its volume: the file path nodes of its
+// device path, one after the other.
+bool ImagePath(EFI_DEVICE_PATH* node, Path& path, std::size_t& length) {
+  for (length = 0; node != nullptr && !IsDevicePathEnd(node); node = NextDevicePathNode(node)) {
+    const auto node_length = static_cast<std::size_t>(DevicePathNodeLength(node));
+    if (node_length < sizeof *node) return false;
+    if (DevicePathType(node) != MEDIA_DEVICE_PATH || DevicePathSubType(node) != MEDIA_FILEPATH_DP) continue;
+    const auto* const text = reinterpret_cast<FILEPATH_DEVICE_PATH*>(node)->PathName;
+    if (length > 0 && path[length - 1] != u'\\' && !Append(path, length, reinterpret_cast<const CHAR16*>(u"\\"), 1)) {
+      return false;
+    }
+    if (!Append(path, length, text, (node_length - sizeof *node) / sizeof *text)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
+  auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
+  if (shell != nullptr) return ReadThroughShell(shell, path, buffer, size);
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  return loaded == nullptr ? EFI_NOT_FOUND : ReadOnVolume(loaded->DeviceHandle, path, buffer, size);
+}
+
+EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size) {
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  // An image that was loaded from memory has no folder.
+  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return EFI_NOT_FOUND;
+  Path path;
+  std::size_t length = 0;
+  if (!ImagePath(loaded->FilePath, path, length)) return EFI_NOT_FOUND;
+  while (length > 0 && path[length - 1] != u'\\') --length;
+  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_NOT_FOUND;
+  path[length] = 0;
+  return ReadOnVolume(loaded->DeviceHandle, path.data(), buffer, size);
+}
+
+const char16_t* StatusText(EFI_STATUS status) {
+  static constinit std::array<CHAR16, 64> text{};
+  StatusToString(text.data(), status);
+  return AsText(text.data());
+}
+
+}  // namespace platform

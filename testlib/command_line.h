@@ -1,0 +1,53 @@
+// The command line of a run: what to do, and with which parameters.
+#pragma once
+
+#include "testlib/parameters.h"
+
+namespace testlib {
+
+inline constexpr std::size_t kParameterFiles = 16;
+inline constexpr std::size_t kAnswers = 32;
+
+// A bounded list of words of the command line, which the shell owns while the
+// module runs.
+template <std::size_t kSize>
+struct Words {
+  std::array<const char16_t*, kSize> words;
+  std::size_t count;
+};
+
+enum class Action : std::uint8_t { kRunTest, kShowParameters, kListTests, kShowSummary, kShowHelp };
+
+struct CommandLine {
+  Action action;
+  bool has_test;
+  bool trace;
+  std::uint32_t test;
+  std::uint32_t debug_mask;
+  std::uint32_t delay_scale;  // percent
+  Words<kParameterFiles> files;
+  Words<kAnswers> answers;
+  Words<kParameters> definitions;  // NAME=VALUE as it was given
+};
+
+// Reads the shell's arguments; the first is the program. False, with the
+// reason in `error`, at the first word that cannot be taken; what stood before
+// it is kept.
+bool ReadCommandLine(std::span<const char16_t* const> arguments, CommandLine& command_line, ErrorText& error);
+
+// Defines the parameters that the command line gives.
+bool DefineFromCommandLine(const CommandLine& command_line, ParameterStore& store, ErrorText& error);
+
+// The file that is read without being named, in the module's folder.
+inline constexpr const char16_t* kFileBesideModule = u"mfgtest.cfg";
+
+// The file behind a source number: 0 is the one beside the module, n the n-th
+// of the command line.
+inline const char16_t* SourceName(const CommandLine& command_line, std::uint16_t source) {
+  return source == 0 ? kFileBesideModule : command_line.files.words[source - 1u];
+}
+
+// How a run is started, line by line.
+extern const char16_t* const kHelpText;
+
+}  // namespace testlib

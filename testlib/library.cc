@@ -1,0 +1,237 @@
+#include "testlib/library.h"
+
+#include <algorithm>
+
+#include "platform/clock.h"
+#include "testlib/output.h"
+#include "testlib/run.h"
+#include "testlib/status.h"
+#include "testlib/text_part.h"
+#include "testlib/trace.h"
+
+namespace testlib {
+namespace {
+
+TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
+  const TestLibraryStatus status = StartRun(*descriptor);
+  TranscriptLine& line = BeginTrace(u"Initialize -> ");
+  AppendDecimal(line, status);
+  if (status == kTestLibrarySuccess) {
+    AppendPlain(line, u" test ");
+    AppendDecimal(line, descriptor->SelectedTest);
+  }
+  EndTrace();
+  return status;
+}
+
+void EFIAPI EndTest() {
+  BeginTrace(u"EndTest");
+  EndTrace();
+  FinishRun();
+}
+
+void EFIAPI Delay(std::uint32_t milliseconds) {
+  TraceNumber(u"Delay ", milliseconds);
+  // 1000 microseconds a millisecond, 100 percent of them.
+  platform::Wait(std::uint64_t{milliseconds} * 10 * state->command_line.delay_scale);
+}
+
+TestLibraryStatus ReadNumber(const char16_t* name, std::uint32_t* value) {
+  const Parameter* const parameter = Find(state->parameters, name);
+  if (parameter == nullptr) return kNotFound;
+  if (ParseNumber(parameter->value.data(), value)) return kTestLibrarySuccess;
+  Note(u"%s = \"%s\" (%s): expected a number of at most 32 bits, decimal or 0x hexadecimal\n", name,
+       parameter->value.data(), OriginOf(*parameter).data());
+  return kNotANumber;
+}
+
+TestLibraryStatus EFIAPI GetParamNumber(const char16_t* name, std::uint32_t* value) {
+  const TestLibraryStatus status = ReadNumber(name, value);
+  TranscriptLine& line = BeginTrace(u"GetParamNumber ");
+  AppendQuoted(line, name);
+  AppendPlain(line, u" -> ");
+  AppendDecimal(line, status);
+  if (status == kTestLibrarySuccess) {
+    AppendPlain(line, u" ");
+    AppendHexadecimal(line, *value);
+  }
+  EndTrace();
+  return status;
+}
+
+TestLibraryStatus EFIAPI GetParamString(const char16_t* name, char16_t* value, UINTN maximum) {
+  const Parameter* const parameter = Find(state->parameters, name);
+  const TestLibraryStatus status = parameter == nullptr ? kNotFound : CopyValue(*parameter, value, maximum);
+  TranscriptLine& line = BeginTrace(u"GetParamString ");
+  AppendQuoted(line, name);
+  AppendPlain(line, u" ");
+  AppendDecimal(line, maximum);
+  AppendPlain(line, u" -> ");
+  AppendDecimal(line, status);
+  if (status == kTestLibrarySuccess) {
+    AppendPlain(line, u" ");
+    AppendQuoted(line, value);
+  }
+  EndTrace();
+  return status;
+}
+
+// Keeps a result for the boot and for the table at the end of the run.
+void Keep(const char16_t* key, const char16_t* value) {
+  if (Publish(state->results, key, value, state->history.count)) return;
+  Note(u"There is no room for more results: %s is not kept\n", key);
+}
+
+void EFIAPI SetResultNumber(const char16_t* key, UINTN value) {
+  std::array<char16_t, 24> text;
+  FormatText(text, u"%lu", value);
+  TranscriptLine& line = BeginTrace(u"SetResultNumber ");
+  AppendQuoted(line, key);
+  AppendPlain(line, u" ");
+  AppendDecimal(line, value);
+  EndTrace();
+  Keep(key, text.data());
+}
+
+void EFIAPI SetResultString(const char16_t* key, const char16_t* value) {
+  TranscriptLine& line = BeginTrace(u"SetResultString ");
+  AppendQuoted(line, key);
+  AppendPlain(line, u" ");
+  AppendQuoted(line, value);
+  EndTrace();
+  Keep(key, value);
+}
+
+void EFIAPI RemoveSubtest(UINTN subtest) {
+  TraceNumber(u"RemoveSubtest ", subtest);
+  if (!RemoveTest(state->removed, subtest, state->run.test)) Note(u"There is no test %lu to remove.\n", subtest);
+}
+
+void EFIAPI LogMessage(const char16_t* format, ...) {
+  __builtin_ms_va_list arguments;
+  __builtin_ms_va_start(arguments, format);
+  FormatVariadic(state->message, format, arguments);
+  __builtin_ms_va_end(arguments);
+  TraceText(u"LogMessage ", state->message.data());
+  Show(state->message.data());
+}
+
+void EFIAPI DisplayPrint(const char16_t* format, ...) {
+  __builtin_ms_va_list arguments;
+  __builtin_ms_va_start(arguments, format);
+  FormatVariadic(state->message, format, arguments);
+  __builtin_ms_va_end(arguments);
+  TraceText(u"DisplayPrint ", state->message.data());
+  Show(state->message.data());
+}
+
+void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
+  __builtin_ms_va_list arguments;
+  __builtin_ms_va_start(arguments, format);
+  FormatVariadic(state->message, format, arguments);
+  __builtin_ms_va_end(arguments);
+  TraceNumberAndText(u"DebugPrint ", mask, state->message.data());
+  if ((mask & state->command_line.debug_mask) != 0) Show(state->message.data(), Colour::kQuiet);
+}
+
+void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
+  __builtin_ms_va_list arguments;
+  __builtin_ms_va_start(arguments, format);
+  FormatVariadic(state->message, format, arguments);
+  __builtin_ms_va_end(arguments);
+  TraceNumberAndText(u"ReportError ", code, state->message.data());
+  ++state->run.errors;
+  // The module's own code for a number that is no test of its.
+  if (code == 0) state->run.no_such_test = true;
+  if (Tracing()) return;
+  std::array<char16_t, 32> label;
+  FormatText(label, u"ERROR %lu: ", code);
+  ShowError(label.data(), state->message.data());
+}
+
+void EFIAPI Prompt(const char16_t* text) {
+  TraceText(u"Prompt ", text);
+  Show(text, Colour::kNotice);
+}
+
+void TakeAnswer(std::span<char16_t> answer) {
+  const auto& answers = state->command_line.answers;
+  if (state->answers_used == answers.count) return Note(u"(no answer is left: taken as empty)\n");
+  const std::u16string_view text = answers.words[state->answers_used++];
+  *std::ranges::copy(PartBefore(text, answer.size() - 1), answer.begin()).out = 0;
+  Show(answer.data());
+  Show(u"  (answer given in advance)\n", Colour::kQuiet);
+}
+
+// Reads a line from the keyboard.
+void TypeAnswer(std::span<char16_t> answer) {
+  std::size_t length = 0;
+  for (char16_t key = platform::ReadKey(); key != u'\r' && key != u'\n'; key = platform::ReadKey()) {
+    if (key == u'\b' && length > 0) {
+      --length;
+      platform::EraseCharacter();
+    } else if (key >= u' ' && length + 1 < answer.size()) {
+      answer[length++] = key;
+      const char16_t echo[] = {key, 0};
+      platform::Write(echo);
+    }
+  }
+  answer[length] = 0;
+  platform::Write(u"\n");
+}
+
+void EFIAPI ReadInput(char16_t* answer, UINTN maximum, UINTN flags) {
+  if (answer == nullptr || maximum == 0) return;
+  answer[0] = 0;
+  if (state->command_line.answers.count > 0) {
+    TakeAnswer({answer, maximum});
+  } else {
+    Show(u"(Enter ends the answer) ", Colour::kQuiet);
+    TypeAnswer({answer, maximum});
+  }
+  TranscriptLine& line = BeginTrace(u"ReadInput ");
+  AppendDecimal(line, maximum);
+  AppendPlain(line, u" ");
+  AppendDecimal(line, flags);
+  AppendPlain(line, u" -> ");
+  AppendQuoted(line, answer);
+  EndTrace();
+}
+
+TestLibraryStatus EFIAPI Unsupported() { return kUnsupported; }
+
+}  // namespace
+
+void FillTable(TestLibrary& table) {
+  table = {
+      .Initialize = Initialize,
+      .unused1 = Unsupported,
+      .Delay = Delay,
+      .GetParamNumber = GetParamNumber,
+      .unused4 = Unsupported,
+      .GetParamString = GetParamString,
+      .unused6 = {Unsupported, Unsupported, Unsupported, Unsupported},
+      .SetResultNumber = SetResultNumber,
+      .unused11 = Unsupported,
+      .SetResultString = SetResultString,
+      .unused13 = {Unsupported, Unsupported},
+      .RemoveSubtest = RemoveSubtest,
+      .unused16 = {Unsupported, Unsupported, Unsupported},
+      .EndTest = EndTest,
+      .LogMessage = LogMessage,
+      .ReportError = ReportError,
+      .unused22 = Unsupported,
+      .DisplayPrint = DisplayPrint,
+      .Prompt = Prompt,
+      .unused25 = Unsupported,
+      .DebugPrint = DebugPrint,
+      .ReadInput = ReadInput,
+  };
+}
+
+void PrepareForApplication(EFI_HANDLE image) {
+  ForgetVerdict(image);
+  state->table.Initialize = Initialize;
+}
+
+}  // namespace testlib

@@ -1,0 +1,15 @@
+// The operations of the test library.
+#pragma once
+
+#include "testlib/state.h"
+
+namespace testlib {
+
+// Fills the table of operations.
+void FillTable(TestLibrary& table);
+
+// Makes the start of an application safe: an earlier verdict is gone, and the
+// table is as it was installed, whatever a crashed module left in it.
+void PrepareForApplication(EFI_HANDLE image);
+
+}  // namespace testlib

@@ -1,0 +1,159 @@
+#include "testlib/output.h"
+
+#include <algorithm>
+
+#include "testlib/state.h"
+#include "testlib/test_titles.h"
+
+namespace testlib {
+namespace {
+
+const char16_t* ErrorWord(std::uint32_t count) { return count == 1 ? u"error" : u"errors"; }
+
+Colour ColourOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kPass:
+      return Colour::kGood;
+    case Verdict::kSkip:
+      return Colour::kNotice;
+    default:
+      return Colour::kBad;
+  }
+}
+
+// A run whose command line names no test shows a dash.
+std::array<char16_t, 12> TestNumberText(const Run& run) {
+  std::array<char16_t, 12> text{u'-'};
+  if (run.has_test) FormatText(text, u"%u", run.test);
+  return text;
+}
+
+void SayRun(const char16_t* before, const Run& run) {
+  const auto number = TestNumberText(run);
+  const std::uint64_t seconds = run.hundredths / 100;
+  const auto fraction = static_cast<std::uint32_t>(run.hundredths % 100);
+  Say(ColourOf(run.verdict), u"%stest %s \"%s\": %s, %u %s, %lu.%02u s\n", before, number.data(),
+      run.has_test ? TitleOf(run.test) : u"-", VerdictText(run.verdict), run.errors, ErrorWord(run.errors), seconds,
+      fraction);
+}
+
+void SayLeftAligned(const char16_t* text, std::size_t width) {
+  platform::Write(text);
+  for (std::size_t length = std::u16string_view(text).size(); length < width; ++length) platform::Write(u" ");
+}
+
+// Two columns: what `label` gives for a result, unless it gives null, and the
+// value.
+template <class Label>
+void SayResults(Label label) {
+  std::size_t width = 0;
+  for (const Result& result : state->results.All()) {
+    if (label(result) != nullptr) width = std::max(width, std::u16string_view(label(result)).size());
+  }
+  for (const Result& result : state->results.All()) {
+    if (label(result) == nullptr) continue;
+    platform::Write(u"  ");
+    SayLeftAligned(label(result), width);
+    Say(Colour::kNormal, u"  %s\n", result.value.data());
+  }
+}
+
+void SayRemovedTests() {
+  for (std::uint32_t test = 0; test < RemovedTests::kTests; ++test) {
+    const RemovedTests::Removal* const removal = FindRemoval(state->removed, test);
+    if (removal != nullptr) Say(Colour::kNotice, u"  test %u does not apply (removed by test %u)\n", test, removal->by);
+  }
+}
+
+}  // namespace
+
+bool Tracing() { return state->command_line.trace; }
+
+void Show(const char16_t* text, Colour colour) {
+  if (!Tracing()) platform::Write(text, colour);
+}
+
+OriginText OriginOf(const Parameter& parameter) {
+  OriginText text;
+  const Origin origin = parameter.origin;
+  if (origin.source == Origin::kCommandLine) {
+    FormatText(text, u"command line");
+  } else {
+    FormatText(text, u"%s line %u", SourceName(state->command_line, origin.source), origin.line);
+  }
+  return text;
+}
+
+void ShowError(const char16_t* label, const char16_t* message) {
+  while (*message == u'\n' || *message == u'\r') ++message;
+  std::array<char16_t, 4096> text;
+  std::size_t length = 0;
+  std::size_t line_ends = 0;
+  const auto put = [&](char16_t c) {
+    if (length + 1 < text.size()) text[length++] = c;
+  };
+  for (; *message != 0; ++message) {
+    if (*message == u'\n') ++line_ends;
+    if (*message == u'\n' || *message == u'\r') continue;
+    for (; line_ends > 0; --line_ends) {
+      put(u'\n');
+      put(u' ');
+      put(u' ');
+    }
+    put(*message);
+  }
+  text[length] = 0;
+  platform::StartLine();
+  platform::Write(label, Colour::kBad);
+  platform::Write(text.data(), Colour::kBad);
+  platform::Write(u"\n");
+}
+
+void ShowTests() {
+  platform::StartLine();
+  for (const TestTitle& test : TestTitles()) {
+    const RemovedTests::Removal* const removal = FindRemoval(state->removed, test.number);
+    Say(Colour::kNormal, u"%4u  %s", test.number, test.title);
+    if (removal != nullptr) Say(Colour::kNotice, u"  (does not apply: removed by test %u)", removal->by);
+    platform::Write(u"\n");
+  }
+}
+
+void ShowParameters() {
+  platform::StartLine();
+  if (state->parameters.count == 0) platform::Write(u"No parameters are given.\n");
+  for (const Parameter& parameter : state->parameters.All()) {
+    Say(Colour::kNormal, u"%s = \"%s\"", parameter.name.data(), parameter.value.data());
+    Say(Colour::kQuiet, u"  (%s)\n", OriginOf(parameter).data());
+  }
+}
+
+void ShowSummary() {
+  platform::StartLine();
+  Say(Colour::kNormal, u"Runs since the library was loaded: %u\n", state->history.count);
+  for (const Run& run : state->history.Kept()) {
+    SayRun(u"  ", run);
+  }
+  if (state->history.count > RunHistory::kRuns) platform::Write(u"  (later runs are counted, not listed)\n");
+  SayRemovedTests();
+  if (state->results.count == 0) return;
+  platform::Write(u"Results:\n");
+  SayResults([](const Result& result) { return result.key.data(); });
+}
+
+void ShowRunResults() {
+  const auto label = [](const Result& result) {
+    return result.run == state->history.count ? DisplayLabel(result) : nullptr;
+  };
+  if (std::ranges::none_of(state->results.All(), [&](const Result& r) { return label(r) != nullptr; })) return;
+  platform::StartLine();
+  platform::Write(u"Results:\n");
+  SayResults(label);
+}
+
+void ShowVerdict() {
+  platform::StartLine();
+  SayRun(u"RESULT ", state->run);
+}
+
+}  // namespace testlib

@@ -1,0 +1,50 @@
+// How the library speaks to the operator.
+#pragma once
+
+#include "platform/console.h"
+#include "platform/format.h"
+#include "testlib/parameters.h"
+
+namespace testlib {
+
+using platform::Colour;
+
+// Formats a text of at most 1023 characters and writes it.
+template <class... Args>
+void Say(Colour colour, Format<Args...> format, const Args&... arguments) {
+  std::array<char16_t, 1024> text;
+  FormatText(text, format, arguments...);
+  platform::Write(text.data(), colour);
+}
+
+// Whether this run shows its operations as transcript lines. The operator's
+// output is left out then, but for errors of the command line and the verdict.
+bool Tracing();
+
+// What the operator reads of the test.
+void Show(const char16_t* text, Colour colour = Colour::kNormal);
+
+// What the library has to add, on a line of its own.
+template <class... Args>
+void Note(Format<Args...> format, const Args&... arguments) {
+  if (Tracing()) return;
+  platform::StartLine();
+  Say(Colour::kNotice, format, arguments...);
+}
+
+// Where a parameter was given, in words.
+using OriginText = std::array<char16_t, 320>;
+OriginText OriginOf(const Parameter& parameter);
+
+// An error stands out on lines of its own: the label, then the message. Empty
+// lines around the message go, its further lines are indented.
+void ShowError(const char16_t* label, const char16_t* message);
+
+// The lists and tables. Each begins on a fresh line.
+void ShowTests();
+void ShowParameters();
+void ShowSummary();
+void ShowRunResults();
+void ShowVerdict();
+
+}  // namespace testlib

@@ -1,0 +1,79 @@
+#include "testlib/results.h"
+
+#include <algorithm>
+
+#include "testlib/text_part.h"
+
+namespace testlib {
+namespace {
+
+constexpr std::u16string_view kDisplayPrefix = u"display.cfg:";
+
+template <std::size_t kSize>
+std::u16string_view Fitting(const std::array<char16_t, kSize>&, std::u16string_view text) {
+  return PartBefore(text, kSize - 1);
+}
+
+template <std::size_t kSize>
+void Assign(std::array<char16_t, kSize>& to, std::u16string_view text) {
+  *std::ranges::copy(Fitting(to, text), to.begin()).out = 0;
+}
+
+}  // namespace
+
+const char16_t* VerdictText(Verdict verdict) {
+  constexpr const char16_t* kTexts[] = {u"", u"PASS", u"FAIL", u"ERROR", u"SKIP"};
+  return kTexts[static_cast<std::size_t>(verdict)];
+}
+
+Verdict Judge(const Run& run) {
+  switch (run.stage) {
+    case Stage::kRunning:
+      if (run.no_such_test) return Verdict::kError;
+      return run.errors == 0 ? Verdict::kPass : Verdict::kFail;
+    case Stage::kDoesNotApply:
+      return Verdict::kSkip;
+    case Stage::kRefused:
+      return Verdict::kError;
+    default:
+      return Verdict::kNone;
+  }
+}
+
+void Remember(RunHistory& history, const Run& run) {
+  if (history.count < RunHistory::kRuns) history.runs[history.count] = run;
+  ++history.count;
+}
+
+bool Publish(ResultStore& store, std::u16string_view key, std::u16string_view value, std::uint32_t run) {
+  const auto known = std::span(store.results).first(store.count);
+  const auto found = std::ranges::find_if(
+      known, [&](const Result& result) { return std::u16string_view(result.key.data()) == Fitting(result.key, key); });
+  if (found == known.end() && store.count == ResultStore::kResults) return false;
+  Result& result = store.results[static_cast<std::size_t>(found - known.begin())];
+  if (found == known.end()) {
+    Assign(result.key, key);
+    ++store.count;
+  }
+  Assign(result.value, value);
+  result.run = run;
+  return true;
+}
+
+const char16_t* DisplayLabel(const Result& result) {
+  const std::u16string_view key = result.key.data();
+  return key.starts_with(kDisplayPrefix) ? result.key.data() + kDisplayPrefix.size() : nullptr;
+}
+
+bool RemoveTest(RemovedTests& removed, std::uint64_t test, std::uint32_t by) {
+  if (test >= RemovedTests::kTests) return false;
+  removed.tests[test] = {true, by};
+  return true;
+}
+
+const RemovedTests::Removal* FindRemoval(const RemovedTests& removed, std::uint32_t test) {
+  if (test >= RemovedTests::kTests || !removed.tests[test].removed) return nullptr;
+  return &removed.tests[test];
+}
+
+}  // namespace testlib

@@ -1,0 +1,88 @@
+// What the library knows about this boot: the runs and their verdicts, the
+// results that tests published, the tests that do not apply to this machine.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace testlib {
+
+enum class Verdict : std::uint8_t { kNone, kPass, kFail, kError, kSkip };
+
+// PASS, FAIL, ERROR or SKIP; empty for kNone.
+const char16_t* VerdictText(Verdict verdict);
+
+// How far a run came.
+enum class Stage : std::uint8_t {
+  kIdle,          // no run is open
+  kNothingToRun,  // help and lists
+  kRefused,       // the command line could not be taken
+  kDoesNotApply,  // an earlier test removed the selected one
+  kRunning,
+};
+
+struct Run {
+  Stage stage;
+  bool has_test;
+  bool no_such_test;  // the module found no test of that number
+  Verdict verdict;
+  std::uint32_t test;
+  std::uint32_t errors;
+  std::uint64_t hundredths;  // of a second: the start while it runs, then the duration
+};
+
+// The verdict on a run that came to its regular end. Only a test that ran and
+// reported nothing passes.
+Verdict Judge(const Run& run);
+
+// The first runs of the boot, and the number of all of them.
+struct RunHistory {
+  static constexpr std::size_t kRuns = 256;
+  std::array<Run, kRuns> runs;
+  std::uint32_t count;
+
+  std::span<const Run> Kept() const { return std::span(runs).first(count < kRuns ? count : kRuns); }
+};
+
+void Remember(RunHistory& history, const Run& run);
+
+// A published result: the last value of its key.
+struct Result {
+  std::array<char16_t, 256> key;
+  std::array<char16_t, 256> value;
+  std::uint32_t run;  // the run that published it, counted from 0
+};
+
+struct ResultStore {
+  static constexpr std::size_t kResults = 512;
+  std::array<Result, kResults> results;
+  std::size_t count;
+
+  std::span<const Result> All() const { return std::span(results).first(count); }
+};
+
+// Keeps the result, cut to what a Result holds. False when the store is full.
+bool Publish(ResultStore& store, std::u16string_view key, std::u16string_view value, std::uint32_t run);
+
+// The label of a result that the operator shall see, or null for another key.
+const char16_t* DisplayLabel(const Result& result);
+
+// The tests that do not apply to this machine, each with the one that said so.
+struct RemovedTests {
+  static constexpr std::size_t kTests = 64;
+  struct Removal {
+    bool removed;
+    std::uint32_t by;
+  };
+  std::array<Removal, kTests> tests;
+};
+
+// False for a number beyond RemovedTests::kTests.
+bool RemoveTest(RemovedTests& removed, std::uint64_t test, std::uint32_t by);
+
+// Who removed the test, or null.
+const RemovedTests::Removal* FindRemoval(const RemovedTests& removed, std::uint32_t test);
+
+}  // namespace testlib

@@ -1,0 +1,165 @@
+#include "testlib/run.h"
+
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/shell.h"
+#include "testlib/output.h"
+#include "testlib/state.h"
+#include "testlib/status.h"
+#include "testlib/test_titles.h"
+
+namespace testlib {
+namespace {
+
+constexpr const char16_t* kVerdictVariable = u"MfgVerdict";
+constexpr std::uint32_t kAutosense = 0;
+
+void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
+  const EFI_STATUS status =
+      platform::SetShellVariable(image, kVerdictVariable, VerdictText(verdict), platform::VariableLife::kUntilReset);
+  // There may have been none to delete.
+  if (verdict == Verdict::kNone || !EFI_ERROR(status)) return;
+  platform::StartLine();
+  Say(Colour::kBad, u"The shell variable %s could not be set: %s\n", kVerdictVariable, platform::StatusText(status));
+}
+
+void CloseRun(Verdict verdict) {
+  Run& run = state->run;
+  run.verdict = verdict;
+  run.hundredths = platform::Hundredths() - run.hundredths;
+  if (run.stage == Stage::kRunning && !Tracing()) ShowRunResults();
+  SetVerdictVariable(state->module, verdict);
+  ShowVerdict();
+  Remember(state->history, run);
+}
+
+// A module that never came to its EndTest did not pass, whatever it reported.
+void RememberAbandonedRun() {
+  if (state->run.stage != Stage::kRunning) return;
+  state->run.verdict = Verdict::kError;
+  state->run.hundredths = platform::Hundredths() - state->run.hundredths;
+  Remember(state->history, state->run);
+}
+
+void ExplainUnreadableFile(const char16_t* path, EFI_STATUS status, ErrorText& error) {
+  if (status == EFI_NOT_FOUND) {
+    FormatText(error, u"%s: there is no such file", path);
+  } else if (status == EFI_BUFFER_TOO_SMALL) {
+    FormatText(error, u"%s: the file is larger than %lu bytes", path, kFileBytes);
+  } else if (status == EFI_UNSUPPORTED) {
+    FormatText(error, u"%s: this is a folder, expected a file", path);
+  } else {
+    FormatText(error, u"%s: the file cannot be read: %s", path, platform::StatusText(status));
+  }
+}
+
+bool LoadFile(std::uint16_t source, ErrorText& error) {
+  const char16_t* const path = SourceName(state->command_line, source);
+  std::size_t size = 0;
+  const EFI_STATUS status = source == 0 ? platform::ReadFileBeside(state->module, path, state->file, &size)
+                                        : platform::ReadFile(state->module, path, state->file, &size);
+  if (source == 0 && status == EFI_NOT_FOUND) return true;
+  if (EFI_ERROR(status)) {
+    ExplainUnreadableFile(path, status, error);
+    return false;
+  }
+  std::uint32_t line = 0;
+  ErrorText reason;
+  const auto content = std::span(state->file).first(size);
+  const bool is_good = ReadParameterFile(content, source, state->parameters, &line, reason);
+  // Nobody named this file, and it may be left from another machine.
+  if (is_good && source == 0) Note(u"Parameters of %s beside the module count.\n", path);
+  if (is_good) return true;
+  FormatText(error, u"%s line %u: %s", path, line, reason.data());
+  return false;
+}
+
+bool LoadParameters(ErrorText& error) {
+  for (std::size_t source = 0; source <= state->command_line.files.count; ++source) {
+    if (!LoadFile(static_cast<std::uint16_t>(source), error)) return false;
+  }
+  return DefineFromCommandLine(state->command_line, state->parameters, error);
+}
+
+TestLibraryStatus Refuse(const ErrorText& error) {
+  state->run.stage = Stage::kRefused;
+  state->run.errors = 1;
+  ShowError(u"ERROR: ", error.data());
+  return kCommandLineRefused;
+}
+
+TestLibraryStatus ShowInstead(Action action) {
+  state->run.stage = Stage::kNothingToRun;
+  switch (action) {
+    case Action::kShowParameters:
+      ShowParameters();
+      break;
+    case Action::kListTests:
+      ShowTests();
+      break;
+    case Action::kShowSummary:
+      ShowSummary();
+      break;
+    default:
+      platform::Write(kHelpText);
+  }
+  return kNothingToRun;
+}
+
+TestLibraryStatus Begin(TestDescriptor& descriptor) {
+  Run& run = state->run;
+  if (run.test == kAutosense) state->removed = {};
+  if (const RemovedTests::Removal* const removal = FindRemoval(state->removed, run.test); removal != nullptr) {
+    run.stage = Stage::kDoesNotApply;
+    Note(u"Test %u does not apply to this machine (removed by test %u).\n", run.test, removal->by);
+    return kDoesNotApply;
+  }
+  run.stage = Stage::kRunning;
+  descriptor.SelectedTest = run.test;
+  Note(u"Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
+  if (state->command_line.delay_scale != 100) {
+    Note(u"Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
+  }
+  return kTestLibrarySuccess;
+}
+
+TestLibraryStatus Prepare(TestDescriptor& descriptor) {
+  ErrorText error{};
+  const std::span arguments(descriptor.Argv, descriptor.Argc);
+  CommandLine& command_line = state->command_line;
+  const bool is_good = ReadCommandLine(arguments, command_line, error);
+  state->run.has_test = command_line.has_test;
+  state->run.test = command_line.test;
+  if (!is_good) return Refuse(error);
+  const bool takes_parameters =
+      command_line.action == Action::kRunTest || command_line.action == Action::kShowParameters;
+  if (takes_parameters && !LoadParameters(error)) return Refuse(error);
+  return command_line.action == Action::kRunTest ? Begin(descriptor) : ShowInstead(command_line.action);
+}
+
+}  // namespace
+
+TestLibraryStatus StartRun(TestDescriptor& descriptor) {
+  RememberAbandonedRun();
+  state->run = {};
+  state->run.hundredths = platform::Hundredths();
+  state->module = descriptor.ImageHandle;
+  state->parameters.count = 0;
+  state->answers_used = 0;
+  ForgetVerdict(state->module);
+  const TestLibraryStatus status = Prepare(descriptor);
+  // A module may report the refusal as a debug message; the operator knows.
+  if (status != kTestLibrarySuccess) state->command_line.debug_mask = 0;
+  return status;
+}
+
+void FinishRun() {
+  EndInterface(state->bridge, state->module);
+  const Verdict verdict = Judge(state->run);
+  if (verdict != Verdict::kNone) CloseRun(verdict);
+  state->run = {};
+}
+
+void ForgetVerdict(EFI_HANDLE image) { SetVerdictVariable(image, Verdict::kNone); }
+
+}  // namespace testlib

@@ -1,0 +1,40 @@
+// The two EFI 1.x shell protocols on a modern shell, which no longer has them:
+// the shell interface on every application it starts, and the one shell
+// environment through which an application sets variables.
+#pragma once
+
+#include <array>
+
+#include "platform/handles.h"
+#include "platform/protocols/shell_environment.h"
+#include "platform/protocols/shell_interface.h"
+
+namespace testlib {
+
+struct ShellBridge {
+  // One for each application that may run inside another.
+  static constexpr std::size_t kSlots = 16;
+  struct Slot {
+    EFI_HANDLE image;  // null: free
+    ShellInterface interface;
+  };
+  EFI_HANDLE provider;  // carries the shell environment; null when the shell has its own
+  ShellEnvironment environment;
+  std::array<Slot, kSlots> slots;
+  platform::ProtocolWatch watch;
+};
+
+// What is done whenever the shell starts an application.
+using ApplicationStarted = void (*)(EFI_HANDLE image);
+
+// Puts the shell environment on `provider` and watches for applications. Where
+// the shell has the old protocols itself nothing is installed.
+EFI_STATUS StartBridge(ShellBridge& bridge, EFI_HANDLE provider, ApplicationStarted on_start);
+
+// Takes the shell interface off an image.
+void EndInterface(ShellBridge& bridge, EFI_HANDLE image);
+
+// Takes everything back.
+void EndBridge(ShellBridge& bridge);
+
+}  // namespace testlib

@@ -1,0 +1,340 @@
+// The driver on a simulated machine: loaded, used by an application through
+// the shell bridge, unloaded.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/handles.h"
+#include "platform/image.h"
+#include "platform/protocols/shell_environment.h"
+#include "platform/protocols/shell_interface.h"
+#include "platform/protocols/test_library.h"
+#include "simulation/machine.h"
+#include "simulation/modern_shell.h"
+#include "simulation/old_shell.h"
+#include "simulation/text.h"
+#include "tests/faults_fail_tests.h"
+
+extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+
+namespace {
+
+using simulation::CommandLine;
+using Words = std::vector<std::u16string>;
+using Body = std::function<void(TestLibrary& library)>;
+
+void Nothing(TestLibrary&) {}
+
+// What the application of the running test does between Initialize and EndTest.
+Body application_body;
+bool application_ends = true;
+TestDescriptor descriptor;
+
+EFI_STATUS Application(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table) {
+  platform::InitializeImage(image, system_table);
+  ShellInterface* shell = nullptr;
+  auto* const library = platform::FirstInterface<TestLibrary>(kTestLibraryProtocolGuid);
+  if (EFI_ERROR(platform::HandleInterface(image, kShellInterfaceProtocolGuid, &shell)) || library == nullptr) {
+    return EFI_NOT_FOUND;
+  }
+  descriptor = {48, 795, 0, image, "3.26.1.0001", static_cast<std::uint32_t>(shell->Argc), shell->Argv};
+  if (library->Initialize(&descriptor) == 0) application_body(*library);
+  if (application_ends) library->EndTest();
+  return EFI_SUCCESS;
+}
+
+struct Driver : testing::Test {
+  Driver() { application_ends = true; }
+
+  void TearDown() override {
+    if (driver != nullptr) Unload();
+  }
+
+  EFI_STATUS Load() {
+    const EFI_HANDLE loaded = machine.LoadImage();
+    const EFI_STATUS end = machine.StartImage(loaded, testlib_efi_main).status;
+    if (EFI_ERROR(end)) {
+      machine.UnloadImage(loaded);
+    } else {
+      driver = loaded;
+    }
+    return end;
+  }
+
+  EFI_STATUS Unload() {
+    void* loaded = nullptr;
+    machine.handles.Interface(driver, kLoadedImage, &loaded);
+    const EFI_STATUS unloaded = static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload(driver);
+    machine.UnloadImage(driver);
+    driver = nullptr;
+    return unloaded;
+  }
+
+  // What an application writes on the console.
+  template <class Shell>
+  std::u16string RunOn(Shell& shell_to_use, Words words, const Body& body) {
+    machine.console.written.clear();
+    words.insert(words.begin(), u"FS0:\\mfgtest.efi");
+    application_body = body;
+    image = machine.LoadImage();
+    status = shell_to_use.Run(image, application, CommandLine(words)).status;
+    machine.UnloadImage(image);
+    return machine.console.written;
+  }
+
+  std::u16string Verdict() const {
+    const simulation::Variable* const variable = machine.variables.Find(u"MfgVerdict", simulation::kShellVariableGuid);
+    if (variable == nullptr) return u"";
+    EXPECT_EQ(variable->attributes & EFI_VARIABLE_NON_VOLATILE, 0u);
+    return {reinterpret_cast<const char16_t*>(variable->data.data()), variable->data.size() / sizeof(char16_t)};
+  }
+
+  static constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
+  simulation::ImageEntry application = Application;
+  simulation::Machine machine;
+  EFI_HANDLE driver = nullptr;
+  EFI_HANDLE image = nullptr;
+  EFI_STATUS status = 0;
+};
+
+struct DriverOnModernShell : Driver {
+  std::u16string Run(Words words, const Body& body = Nothing) { return RunOn(shell, std::move(words), body); }
+
+  void AddFile(const char16_t* name, const std::string& content) {
+    shell.files[name] = {content.begin(), content.end()};
+  }
+
+  simulation::ModernShell shell{machine};
+};
+
+void ReportTwice(TestLibrary& library) {
+  library.ReportError(4, u"\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", u"X", u"a", u"b");
+  library.ReportError(23, u"again %x\n", UINTN{0xAB});
+}
+void ReportNoSuchTest(TestLibrary& library) { library.ReportError(0, u"Invalid test number: %d\n", UINTN{15}); }
+
+TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  AddFile(u"bad.cfg", "# x\nA B\n");
+  AddFile(u"full.cfg", "#" + std::string(500, 'x') + "\n" + std::string(64 * 1024 - 502, '\n'));
+  AddFile(u"big.cfg", std::string(64 * 1024 + 1, '\n'));
+  const struct {
+    Words words;
+    Body body;
+    std::u16string verdict;
+    bool runs;
+    std::u16string shows;
+  } cases[] = {
+      {{u"1"}, Nothing, u"PASS", true, u"\r\nRESULT test 1 \"System manufacturer\": PASS, 0 errors, "},
+      {{u"1"},
+       ReportTwice,
+       u"FAIL",
+       true,
+       u"\r\nERROR 4: X mismatched. \r\n  Exp: \"a\"\r\n  Rec: \"b\"\r\nERROR 23: again ab"},
+      {{u"1"}, ReportTwice, u"FAIL", true, u"\r\nRESULT test 1 \"System manufacturer\": FAIL, 2 errors, "},
+      {{u"15"}, ReportNoSuchTest, u"ERROR", true, u"\r\nRESULT test 15 \"-\": ERROR, 1 error, "},
+      {{u"--bogus"}, Nothing, u"ERROR", false, u"unknown option --bogus"},
+      {{}, Nothing, u"ERROR", false, u"\r\nRESULT test - \"-\": ERROR, 1 error, "},
+      {{u"1", u"-f", u"none.cfg"}, Nothing, u"ERROR", false, u"none.cfg: there is no such file"},
+      {{u"1", u"-f", u"bad.cfg"}, Nothing, u"ERROR", false, u"bad.cfg line 2: expected NAME = VALUE"},
+      {{u"1", u"-f", u"big.cfg"}, Nothing, u"ERROR", false, u"big.cfg: the file is larger than 65536 bytes"},
+      {{u"1", u"-f", u"full.cfg"}, Nothing, u"PASS", true, u"RESULT"},
+      {{u"1", u"X="}, Nothing, u"ERROR", false, u"parameter \"X=\": the value is empty"},
+      {{u"--help"}, Nothing, u"", false, u"mfgtest.efi [options]"},
+      {{u"-l"}, Nothing, u"", false, u"  10  Chassis type"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(simulation::Readable(c.shows));
+    bool ran = false;
+    const std::u16string written = Run(c.words, [&](TestLibrary& library) {
+      ran = true;
+      c.body(library);
+    });
+    EXPECT_NE(written.find(c.shows), written.npos) << simulation::Readable(written);
+    EXPECT_EQ(Verdict(), c.verdict);
+    EXPECT_EQ(written.find(u"RESULT ") == written.npos, c.verdict.empty());
+    EXPECT_EQ(written.rfind(u"RESULT "), written.find(u"RESULT "));
+    EXPECT_EQ(ran, c.runs);
+  }
+}
+
+TEST_F(DriverOnModernShell, GivesParametersByRank) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  AddFile(u"a", "A=a\nB=a\nC=a\nN=0x1F\nM=-1\n");
+  AddFile(u"b", "B=b\nC=b\n");
+  const std::u16string written = Run({u"1", u"C=typed", u"-fa", u"-fb"}, [](TestLibrary& library) {
+    std::array<char16_t, 8> text{};
+    for (const auto& [name, value] : {std::pair{u"A", u"a"}, {u"B", u"b"}, {u"C", u"typed"}}) {
+      EXPECT_EQ(library.GetParamString(name, text.data(), sizeof text), 0u);
+      EXPECT_EQ(std::u16string(text.data()), value);
+    }
+    EXPECT_EQ(library.GetParamString(u"C", text.data(), 11), kTestLibraryBufferTooSmall);
+    EXPECT_EQ(library.GetParamString(u"c", text.data(), sizeof text), 1u);
+    std::uint32_t number = 0;
+    EXPECT_EQ(library.GetParamNumber(u"N", &number), 0u);
+    EXPECT_EQ(number, 0x1Fu);
+    EXPECT_EQ(library.GetParamNumber(u"none", &number), 1u);
+    EXPECT_EQ(library.GetParamNumber(u"M", &number), 2u);
+    EXPECT_EQ(library.unused22(), 7u);
+  });
+  EXPECT_NE(written.find(u"M = \"-1\" (a line 5): expected a number"), written.npos);
+  const std::u16string shown = Run({u"--show", u"C=typed", u"-fa", u"-fb"});
+  for (const auto* const line :
+       {u"A = \"a\"  (a line 1)", u"B = \"b\"  (b line 1)", u"C = \"typed\"  (command line)"}) {
+    EXPECT_NE(shown.find(line), shown.npos) << simulation::Readable(shown);
+  }
+}
+
+TEST_F(DriverOnModernShell, TalksToTheOperator) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  const auto ask = [](TestLibrary& library) {
+    std::u16string answers;
+    for (int i = 0; i < 3; ++i) {
+      std::array<char16_t, 4> answer;
+      library.Prompt(u"next? ");
+      library.ReadInput(answer.data(), answer.size(), 0);
+      (answers += answer.data()) += u';';
+    }
+    library.LogMessage(u"[%s]\n", answers.c_str());
+    library.DebugPrint(1, u"progress\n");
+    library.DebugPrint(6, u"details %d\r\n", UINTN{7});
+    library.DisplayPrint(u"\x1B[2J\n");
+    library.SetResultNumber(u"display.cfg:Type", 23);
+    library.SetResultString(u"display.cfg:System product", u"Box");
+    library.SetResultString(u"System_Product", u"Box");
+    library.Delay(1000);
+  };
+  const std::u16string scripted = Run({u"1", u"-a", u"s", u"-a", u"quite", u"-d2", u"-s", u"25"}, ask);
+  for (const auto* const text : {u"[s;qui;;]\r\n", u"no answer is left", u"details 7\r\n", u"?[2J\r\n", u"25 percent",
+                                 u"Results:\r\n  Type            23\r\n  System product  Box\r\nRESULT"}) {
+    EXPECT_NE(scripted.find(text), scripted.npos) << simulation::Readable(scripted);
+  }
+  EXPECT_EQ(scripted.find(u"progress"), scripted.npos);
+  // A quarter of a second, and the calibration of the clock.
+  EXPECT_EQ(machine.stalled_microseconds, 250'000u + 10'000u);
+
+  for (const char16_t key : std::u16string_view(u"ab\b\b\bXYZ\r\rlong\r")) machine.console.keys.push_back(key);
+  const std::u16string typed = Run({u"1", u"-s0"}, ask);
+  EXPECT_NE(typed.find(u"[XYZ;;lon;]"), typed.npos) << simulation::Readable(typed);
+}
+
+TEST_F(DriverOnModernShell, RemembersTheBoot) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  Run({u"0"}, [](TestLibrary& library) { library.RemoveSubtest(13); });
+  bool ran = false;
+  const std::u16string skipped = Run({u"13"}, [&](TestLibrary&) { ran = true; });
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(Verdict(), u"SKIP");
+  EXPECT_NE(skipped.find(u"does not apply to this machine (removed by test 0)"), skipped.npos);
+  EXPECT_NE(Run({u"-l"}).find(u"Chassis asset tag  (does not apply"), std::u16string::npos);
+
+  application_ends = false;
+  Run({u"2"});
+  EXPECT_EQ(Verdict(), u"");
+  application_ends = true;
+  const std::u16string summary = Run({u"--summary"});
+  for (const auto* const line : {u"loaded: 3\r\n", u"test 13 \"Chassis asset tag\": SKIP",
+                                 u"test 2 \"System product\": ERROR", u"test 13 does not apply (removed by test 0)"}) {
+    EXPECT_NE(summary.find(line), summary.npos) << simulation::Readable(summary);
+  }
+  Run({u"0"});
+  Run({u"13"});
+  EXPECT_EQ(Verdict(), u"PASS");
+}
+
+TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  const std::u16string long_text(100, u'x');
+  std::u16string written = Run({u"1", u"A=v", u"-as", u"-s0", u"--trace", u"-d1"}, [&](TestLibrary& library) {
+    std::array<char16_t, 4> text;
+    library.GetParamString(u"A", text.data(), 8);
+    library.GetParamString(u"B", text.data(), 8);
+    library.DebugPrint(1, u"\n%s", long_text.c_str());
+    library.ReadInput(text.data(), 4, 0);
+    library.Delay(5);
+    library.SetResultNumber(u"display.cfg:k", 3);
+    library.ReportError(4, u"bad\n");
+  });
+  const std::u16string expected =
+      u"@ Initialize -> 0 test 1\r\n@ GetParamString \"A\" 8 -> 0 \"v\"\r\n@ GetParamString \"B\" 8 -> 1\r\n"
+      u"@ DebugPrint 1 \"\\n" +
+      std::u16string(72 - 16, u'x') + u"\r\n@+" + std::u16string(100 - 72 + 16, u'x') +
+      u"\"\r\n@ ReadInput 4 0 -> \"s\"\r\n@ Delay 5\r\n@ SetResultNumber \"display.cfg:k\" 3\r\n"
+      u"@ ReportError 4 \"bad\\n\"\r\n@ EndTest\r\nRESULT test 1 \"System manufacturer\": FAIL, 1 error, ";
+  EXPECT_EQ(simulation::Readable(written.substr(0, expected.size())), simulation::Readable(expected));
+  written = Run({u"--trace"});
+  EXPECT_NE(written.find(u"\r\n@ Initialize -> 3\r\n@ EndTest\r\nRESULT test - "), written.npos);
+}
+
+TEST_F(DriverOnModernShell, BridgesAModernShell) {
+  const std::size_t handles = machine.handles.Handles(nullptr).size();
+  const std::size_t blocks = machine.memory.Outstanding();
+  machine.variables.Add(u"MfgVerdict", simulation::TextData(u"PASS"));
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  Run({u"1"}, [&](TestLibrary&) {
+    EXPECT_EQ(Verdict(), u"");
+    auto* const environment = platform::FirstInterface<ShellEnvironment>(kShellEnvironmentProtocolGuid);
+    EXPECT_EQ(environment->Execute(&image, u"set \"MFG\" \"A B\"", FALSE), EFI_SUCCESS);
+    EXPECT_EQ(std::u16string(environment->GetEnv(u"MFG")), u"A B");
+    EXPECT_EQ(environment->Execute(static_cast<EFI_HANDLE*>(image), u"set -d \"MFG\"", FALSE), EFI_SUCCESS);
+    EXPECT_EQ(environment->GetEnv(u"MFG"), nullptr);
+    EXPECT_EQ(environment->Execute(&image, u"ls fs0:", FALSE), EFI_SUCCESS);
+    shell.command_status = EFI_DEVICE_ERROR;
+    EXPECT_EQ(environment->Execute(&image, u"ls fs1:", FALSE), EFI_DEVICE_ERROR);
+  });
+  EXPECT_EQ(shell.commands, (std::vector<std::u16string>{u"ls fs0:", u"ls fs1:"}));
+  EXPECT_TRUE(machine.handles.Handles(&kShellInterfaceProtocolGuid).empty());
+
+  // An application that ends without a word is cleared away at the next start,
+  // and one that never comes to the library finds no verdict left.
+  application_ends = false;
+  for (int i = 0; i < 40; ++i) Run({u"1"});
+  EXPECT_EQ(status, EFI_SUCCESS);
+  EXPECT_EQ(machine.handles.Handles(&kShellInterfaceProtocolGuid).size(), 1u);
+  EXPECT_EQ(Verdict(), u"");
+
+  EXPECT_EQ(Unload(), EFI_SUCCESS);
+  EXPECT_EQ(machine.handles.Handles(nullptr).size(), handles);
+  EXPECT_EQ(machine.memory.Outstanding(), blocks);
+  Run({u"1"});
+  EXPECT_EQ(status, EFI_NOT_FOUND);
+}
+
+TEST_F(Driver, StaysOutOfTheWayOfAnOldShell) {
+  simulation::OldShell old_shell(machine);
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  EXPECT_EQ(machine.handles.Handles(&kShellEnvironmentProtocolGuid).size(), 1u);
+  old_shell.upper_half_of_argc = 0;
+  RunOn(old_shell, {u"1"}, Nothing);
+  ASSERT_EQ(old_shell.commands.size(), 2u);
+  EXPECT_EQ(old_shell.commands[0].line, u"set -d \"MfgVerdict\"");
+  EXPECT_EQ(old_shell.commands[1].line, u"set -v \"MfgVerdict\" \"PASS\"");
+  EXPECT_EQ(old_shell.commands[1].parent, image);
+  Unload();
+}
+
+TEST_F(DriverOnModernShell, RunsTheModule) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  application = efi_main;
+  Run({u"26"});
+  EXPECT_EQ(Verdict(), u"PASS");
+  const std::u16string written = Run({u"15"});
+  EXPECT_EQ(Verdict(), u"ERROR");
+  EXPECT_NE(written.find(u"ERROR 0: Invalid test number: 15\r\nRESULT"), written.npos) << simulation::Readable(written);
+  EXPECT_EQ(status, EFI_SUCCESS);
+}
+
+TEST_F(DriverOnModernShell, RefusesASecondLoad) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  const std::size_t blocks = machine.memory.Outstanding();
+  EXPECT_EQ(Load(), EFI_ALREADY_STARTED);
+  EXPECT_NE(machine.console.written.find(u"a test library is loaded already"), std::u16string::npos);
+  EXPECT_EQ(machine.memory.Outstanding(), blocks);
+  EXPECT_EQ(machine.handles.Handles(&kTestLibraryProtocolGuid).size(), 1u);
+}
+
+}  // namespace

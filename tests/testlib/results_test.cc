@@ -1,0 +1,83 @@
+#include "testlib/results.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "module/catalogue.h"
+#include "testlib/test_titles.h"
+
+namespace testlib {
+namespace {
+
+TEST(Verdict, OnlyARunWithoutErrorsPasses) {
+  const struct {
+    Stage stage;
+    std::uint32_t errors;
+    bool no_such_test;
+    const char16_t* verdict;
+  } cases[] = {
+      {Stage::kRunning, 0, false, u"PASS"},  {Stage::kRunning, 1, false, u"FAIL"},
+      {Stage::kRunning, 1, true, u"ERROR"},  {Stage::kRefused, 1, false, u"ERROR"},
+      {Stage::kRefused, 0, false, u"ERROR"}, {Stage::kDoesNotApply, 0, false, u"SKIP"},
+      {Stage::kNothingToRun, 0, false, u""}, {Stage::kIdle, 0, false, u""},
+  };
+  for (const auto& c : cases) {
+    testlib::Run run{};
+    run.stage = c.stage;
+    run.errors = c.errors;
+    run.no_such_test = c.no_such_test;
+    EXPECT_EQ(std::u16string(VerdictText(Judge(run))), c.verdict);
+  }
+}
+
+TEST(Results, LastValueOfAKeyCounts) {
+  const auto store = std::make_unique<ResultStore>();
+  EXPECT_TRUE(Publish(*store, u"System_Product", u"old", 0));
+  EXPECT_TRUE(Publish(*store, u"display.cfg:System product", u"Box", 0));
+  EXPECT_TRUE(Publish(*store, u"System_Product", u"new", 1));
+  ASSERT_EQ(store->count, 2u);
+  EXPECT_EQ(std::u16string(store->results[0].value.data()), u"new");
+  EXPECT_EQ(store->results[0].run, 1u);
+  EXPECT_EQ(DisplayLabel(store->results[0]), nullptr);
+  EXPECT_EQ(std::u16string(DisplayLabel(store->results[1])), u"System product");
+}
+
+TEST(Results, LongTextIsCutAndAFullStoreRefuses) {
+  const auto store = std::make_unique<ResultStore>();
+  const std::u16string long_text(1000, u'x');
+  EXPECT_TRUE(Publish(*store, long_text, long_text, 0));
+  EXPECT_TRUE(Publish(*store, long_text, u"same key", 0));
+  EXPECT_EQ(store->count, 1u);
+  EXPECT_EQ(std::u16string(store->results[0].key.data()).size(), 255u);
+  for (char16_t i = 1; i < ResultStore::kResults; ++i) EXPECT_TRUE(Publish(*store, std::u16string(1, i), u"", 0));
+  EXPECT_FALSE(Publish(*store, u"one more", u"", 0));
+}
+
+TEST(RemovedTests, AreFoundAndBounded) {
+  RemovedTests removed{};
+  EXPECT_TRUE(RemoveTest(removed, 14, 0));
+  EXPECT_FALSE(RemoveTest(removed, 64, 0));
+  EXPECT_FALSE(RemoveTest(removed, UINT64_MAX, 0));
+  EXPECT_NE(FindRemoval(removed, 14), nullptr);
+  EXPECT_EQ(FindRemoval(removed, 13), nullptr);
+  EXPECT_EQ(FindRemoval(removed, 0xFFFFFFFF), nullptr);
+}
+
+TEST(RunHistory, CountsOnWhenItIsFull) {
+  const auto history = std::make_unique<RunHistory>();
+  for (unsigned i = 0; i < RunHistory::kRuns + 1; ++i) Remember(*history, {});
+  EXPECT_EQ(history->count, RunHistory::kRuns + 1);
+  EXPECT_EQ(history->Kept().size(), RunHistory::kRuns);
+}
+
+TEST(TestTitles, EveryTestOfTheModuleHasOne) {
+  const auto catalogue = mfgtest::Catalogue();
+  const auto titles = TestTitles();
+  ASSERT_EQ(titles.size(), catalogue.size());
+  for (std::size_t i = 0; i < titles.size(); ++i) EXPECT_EQ(titles[i].number, catalogue[i].number);
+}
+
+}  // namespace
+}  // namespace testlib
