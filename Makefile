@@ -1,0 +1,92 @@
+# The front door. Every target first installs what it needs and the machine
+# lacks, then says what it does.
+
+TEST ?= 1
+PARAMS ?=
+JOBS ?= $(shell nproc)
+# The recipes read them as shell variables, so that any character survives.
+export TEST PARAMS
+
+STARTED := $(shell date +%s)
+IMAGE_CHECK := tests/image/check_images.py
+CODE := $(wildcard module platform smbios guid net pci ipmi testlib drivers simulation tests fuzz bench)
+SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
+# Products are analysed as they are built for images, the rest as host programs.
+HOST_ONLY = $(filter simulation/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
+PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
+
+.PHONY: help run test efi image coverage format lint setup clean \
+        check-format check-images check-host check-firmware
+.NOTPARALLEL:
+
+help: ## this list
+	@echo "make TARGET"
+	@sed -n 's/^\([a-z]*\):.*## \(.*\)/\1 \2/p' $(MAKEFILE_LIST) | while read -r name text; do printf '  %-9s %s\n' $$name "$$text"; done
+	@echo "Another test, other expected values: make run TEST=5 PARAMS='\"Board_Manufacturer=Another Maker\"'"
+
+run: setup-run build-image ## one test on OVMF in QEMU, to watch; succeeds only for PASS
+	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS"
+
+test: setup-test check-format check-images check-host check-firmware ## everything that has to be green
+	@echo "==> All green after $$(($$(date +%s) - $(STARTED))) s"
+
+efi: setup-efi build-image ## the UEFI images, in build/efi
+	@ls -l build/efi/*.efi
+
+image: setup-run build-image ## a drive for a real server: folder build/usb, FAT image build/usb.img
+	@rm -rf build/usb && mkdir build/usb
+	@cp build/efi/*.efi station/* build/usb
+	@python3 -B qemu/drive.py build/usb.img build/usb/*
+	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
+
+coverage: setup-coverage build-coverage ## line coverage of the host tests, in build/coverage/report
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --test-dir build/coverage -j $(JOBS) --output-on-failure
+	@mkdir -p build/coverage/report
+	@gcovr --root . --filter '$(subst $() ,|,$(addsuffix /,$(filter-out simulation tests fuzz bench,$(CODE))))' \
+	  --object-directory build/coverage --html-details build/coverage/report/index.html --txt
+
+format: setup-test ## lays out the C++ sources
+	@clang-format -i $(SOURCES)
+
+lint: setup-lint configure-image-clang configure-host-clang ## clang-tidy and cppcheck
+	@echo "==> clang-tidy"
+	@printf '%s\n' $(PRODUCTS) | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p build/image-clang
+	@printf '%s\n' $(HOST_ONLY) | xargs -r -P $(JOBS) -n 4 clang-tidy --quiet -p build/host-clang
+	@echo "==> cppcheck"
+	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability --inline-suppr \
+	  --suppress=CastIntegerToAddressAtReturn --error-exitcode=1 -I . -D GNU_EFI_USE_MS_ABI $(PRODUCTS)
+
+setup: ## all packages that any target needs
+	@./setup.sh all
+
+clean: ## removes build/
+	@rm -rf build
+
+check-format:
+	@echo "==> Format"
+	@clang-format --dry-run -Werror $(SOURCES) || { echo '`make format` lays them out'; exit 1; }
+
+check-images: build-image build-image-clang
+	@echo "==> Images"
+	@python3 -B $(IMAGE_CHECK) build/efi build/image
+	@python3 -B $(IMAGE_CHECK) build/efi-clang build/image-clang
+
+check-host: build-host
+	@echo "==> Host tests"
+	@ctest --test-dir build/host -j $(JOBS) --output-on-failure --progress
+
+check-firmware: build-image
+	@echo "==> On OVMF in QEMU (software emulation)"
+	@python3 -B qemu/end_to_end.py
+
+setup-%:
+	@./setup.sh $*
+
+configure-%:
+	@mkdir -p build
+	@cmake --preset $* >build/$*.log 2>&1 || { cat build/$*.log; exit 1; }
+
+build-%: configure-%
+	@echo "==> Building $*"
+	@cmake --build build/$* -j $(JOBS)

@@ -1,0 +1,251 @@
+"""End-to-end checks of the images on OVMF: one boot a machine."""
+
+import sys
+import time
+
+from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
+from scenarios import scenario_boots
+from session import Check, faults, regions, script
+from shell import quote
+from station import ROOT, image_files, station_files
+
+TIME_LIMIT = 150
+
+PASS, FAIL, ERROR, NONE = ("PASS",), ("FAIL",), ("ERROR",), ("",)
+
+SYSTEM, BOARD, CHASSIS = EXAMPLE_SERVER[1], EXAMPLE_SERVER[2], EXAMPLE_SERVER[3]
+
+# Test number, its parameter and the value that the machine was given. QEMU's
+# chassis type is always 1, "other".
+IDENTITY = (
+    (1, "System_Manufacturer", SYSTEM["manufacturer"]),
+    (2, "System_Product", SYSTEM["product"]),
+    (3, "System_Part_Number", SYSTEM["version"]),
+    (4, "System_Serial_Number", SYSTEM["serial"]),
+    (5, "Board_Manufacturer", BOARD["manufacturer"]),
+    (6, "Board_Product", BOARD["product"]),
+    (7, "Board_Part_Number", BOARD["version"]),
+    (8, "Board_Serial_Number", BOARD["serial"]),
+    (9, "Chassis_Manufacturer", CHASSIS["manufacturer"]),
+    (10, "Chassis_Type", "0x1"),
+    (11, "Chassis_Part_Number", CHASSIS["version"]),
+    (12, "Chassis_Serial_Number", CHASSIS["serial"]),
+    (13, "Chassis_Asset", CHASSIS["asset"]),
+)
+
+
+def module(*words):
+    return " ".join(["mfgtest.efi", *map(quote, words)])
+
+
+def identity_checks():
+    for number, parameter, value in IDENTITY:
+        yield Check(
+            f"test {number} passes on {parameter} of the firmware's table",
+            (module(str(number), f"{parameter}={value}"),),
+            verdicts=PASS,
+            shows=(f"RESULT test {number} ",),
+        )
+        yield Check(
+            f"test {number} fails on another {parameter}",
+            (module(str(number), f"{parameter}=2"),),
+            verdicts=FAIL,
+            shows=(f"{parameter} mismatched.",),
+        )
+
+
+LOAD = Check("the library loads", ("load testlib.efi",), shows=("is loaded", "Success"))
+
+FIRST = (
+    Check(
+        "started before the library, the module returns to the shell at once",
+        (module("1"), "echo status %lasterror%"),
+        shows=("status 0x3",),
+    ),
+    Check(
+        "the station's script loads the library and passes all identity tests",
+        ("station.nsh",),
+        verdicts=13 * PASS,
+        shows=("STATION PASS",),
+        hides=("STATION FAIL",),
+    ),
+)
+
+WITH_THE_LIBRARY = (
+    Check("a second load is refused", ("load testlib.efi",), shows=("loaded already", "Already started")),
+    Check(
+        "after the refused load the first library still works",
+        (module("26"),),
+        verdicts=PASS,
+    ),
+    Check(
+        "mismatch shows the expected and the received value",
+        (module("1", "System_Manufacturer=Another Maker"),),
+        verdicts=FAIL,
+        shows=('Exp: "Another Maker"', f'Rec: "{SYSTEM["manufacturer"]}"'),
+    ),
+    Check(
+        "comparison regards case",
+        (module("1", f"System_Manufacturer={SYSTEM['manufacturer'].upper()}"),),
+        verdicts=FAIL,
+    ),
+    Check(
+        "env= reads a shell variable",
+        (f"set StationMaker {quote(SYSTEM['manufacturer'])}", module("1", "System_Manufacturer=env=StationMaker")),
+        verdicts=PASS,
+    ),
+    Check(
+        "ENV= in capitals, name in another case",
+        (module("1", "System_Manufacturer=ENV=stationmaker"),),
+        verdicts=PASS,
+    ),
+    Check(
+        "env= of a volatile variable that holds another value",
+        (f"set -v StationOther {quote('Another Maker')}", module("1", "System_Manufacturer=env=StationOther")),
+        verdicts=FAIL,
+        shows=('Exp: "Another Maker"',),
+    ),
+    Check(
+        "env= of a variable that does not exist",
+        (module("1", "System_Manufacturer=env=NoSuchVariable"),),
+        verdicts=FAIL,
+        shows=("Enviroment Variable NoSuchVariable not found",),
+        hides=("mismatched",),
+    ),
+    Check(
+        "a value too long for the test",
+        (module("1", f"System_Manufacturer={'x' * 32}"),),
+        verdicts=FAIL,
+        shows=("buffer size must < 32",),
+    ),
+    Check("a chassis type that is no number", (module("10", "Chassis_Type=blade"),), verdicts=FAIL),
+    Check(
+        "an unknown option runs nothing",
+        (module("--no-such-option", "1"),),
+        verdicts=ERROR,
+        shows=("no-such-option",),
+    ),
+    Check(
+        "a word that is neither a test nor a parameter",
+        (module("1", "nonsense"),),
+        verdicts=ERROR,
+        shows=("nonsense",),
+    ),
+    Check("no test number", (module(),), verdicts=ERROR),
+    Check("an invalid test number", (module("15"),), verdicts=ERROR, shows=("Invalid test number: 15",)),
+    Check("a number beyond 32 bits", (module("4294967297"),), verdicts=ERROR),
+    Check(
+        "a missing parameter file",
+        (module("-f", "missing.cfg", "1"),),
+        verdicts=ERROR,
+        shows=("missing.cfg",),
+    ),
+    Check(
+        "a bad line in a parameter file is named",
+        (module("-f", "bad.cfg", "1"),),
+        verdicts=ERROR,
+        shows=("bad.cfg line 3: ",),
+    ),
+    Check("mfgtest.cfg beside the module is read", (module("5"),), verdicts=PASS),
+    Check("the command line wins over a file", (module("5", "Board_Manufacturer=Other"),), verdicts=FAIL),
+    Check(
+        "a later file wins over mfgtest.cfg",
+        (module("-f", "other.cfg", "5"),),
+        verdicts=FAIL,
+        shows=('"From a file"',),
+    ),
+    Check(
+        "a parameter file in UCS-2",
+        (module("-f", "ucs2.cfg", "5"),),
+        verdicts=FAIL,
+        shows=('"From UCS-2"',),
+    ),
+    Check(
+        "scripts branch on the verdict",
+        (
+            module("26"),
+            'if "%MfgVerdict%" == "PASS" then',
+            "  echo went the way of PASS",
+            "else",
+            "  echo went another way",
+            "endif",
+        ),
+        verdicts=PASS,
+        shows=("went the way of PASS",),
+        hides=("another way",),
+    ),
+    Check(
+        "a verdict does not outlive the next start",
+        (module("26"), module("--list")),
+        verdicts=PASS + NONE,
+        shows=("System manufacturer",),
+    ),
+    Check(
+        "show names each value's origin",
+        (module("--show", "5", "Board_Product=X"),),
+        shows=("Board_Product", "mfgtest.cfg"),
+    ),
+    Check("help tells the forms", (module("--help"),), shows=("--param", "--file")),
+    Check(
+        "the station's script stops at the first failure",
+        ("cp -q wrong.cfg mfgtest.cfg", "station.nsh"),
+        verdicts=2 * PASS + FAIL,
+        shows=("STATION FAIL",),
+        hides=("STATION PASS",),
+    ),
+    Check(
+        "summary tells the runs since the library was loaded",
+        (module("--summary"),),
+        shows=("Board manufacturer",),
+    ),
+)
+
+CONFIGURATION = (ROOT / "station" / "mfgtest.cfg").read_bytes()
+
+FILES = {
+    "station.nsh": (ROOT / "station" / "startup.nsh").read_bytes(),
+    "wrong.cfg": CONFIGURATION.replace(SYSTEM["version"].encode(), b"RS2U-0042-B"),
+    "bad.cfg": b"# a comment\nSystem_Product = A\nthis is no parameter\n",
+    "other.cfg": b"Board_Manufacturer = From a file\n",
+    "ucs2.cfg": "Board_Manufacturer = \"From UCS-2\"\r\n".encode("utf-16"),
+}
+
+
+def run(smbios, files, checks):
+    """Runs the checks in one boot and prints how each ended; gives how many passed, and of how many.
+
+    A machine that did not power off by itself counts as one more check.
+    """
+    try:
+        lines, stopped = boot(smbios, files, script(checks), TIME_LIMIT), 0
+    except BootFailed as failure:
+        print(f"FAILED: {failure}")
+        lines, stopped = failure.lines, 1
+    return sum(map(report, checks, regions(lines, len(checks)))), len(checks) + stopped
+
+
+def report(check, region):
+    """Prints how a check ended; true when it passed."""
+    complaints = faults(check, region)
+    print(f"{'FAILED' if complaints else 'ok    '} {check.name}", flush=True)
+    for complaint in complaints:
+        print(f"    {complaint}")
+    if complaints and region:
+        print("\n".join("    | " + line for line in region.lines))
+    return not complaints
+
+
+def main():
+    started = time.monotonic()
+    checks = (*FIRST, *identity_checks(), *WITH_THE_LIBRARY)
+    runs = [run(smbios_options(EXAMPLE_SERVER), {**station_files(), **FILES}, checks)]
+    # A scenario gives all its parameters itself: no file beside the module.
+    for smbios, scenario_checks in scenario_boots().items():
+        runs.append(run(smbios, image_files(), [LOAD, *scenario_checks]))
+    passed, total = map(sum, zip(*runs))
+    print(f"{passed} passed, {total - passed} failed, {time.monotonic() - started:.0f} s")
+    return 0 if passed == total else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

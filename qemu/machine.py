@@ -1,0 +1,138 @@
+"""Boots a QEMU machine with OVMF firmware and gives its serial text."""
+
+import os
+import select
+import shutil
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+
+from console import Console
+from drive import make_drive
+from shell import script_files
+
+_FIRMWARE = Path("/usr/share/OVMF/OVMF_CODE_4M.fd")
+_VARIABLES = Path("/usr/share/OVMF/OVMF_VARS_4M.fd")
+
+# Software emulation: a virtual machine under hardware acceleration is not to
+# be had everywhere, and a run is short.
+_QEMU = (
+    "qemu-system-x86_64 -accel tcg -machine q35 -m 256 -nodefaults -display none -vga std -serial stdio -no-reboot"
+).split()
+
+# The shell waits five seconds before it starts the script, unless a key comes.
+_COUNTDOWN = "or any other key to continue"
+_EXCEPTION = "X64 Exception Type"
+
+# The identity of a made-up server, by structure type and by the fields of
+# QEMU's -smbios option; station/mfgtest.cfg holds what its tests expect.
+EXAMPLE_SERVER = {
+    1: {
+        "manufacturer": "Example Systems, Inc.",
+        "product": "Rack Server 2U",
+        "version": "RS2U-0042-A",
+        "serial": "SN-0000001",
+    },
+    2: {
+        "manufacturer": "Example Boards",
+        "product": "Main Board",
+        "version": "MB-0007-C",
+        "serial": "BSN-0000002",
+    },
+    3: {
+        "manufacturer": "Example Sheet Metal",
+        "version": "CH-0019-B",
+        "serial": "CSN-0000003",
+        "asset": "Asset 4711",
+    },
+}
+
+
+class BootFailed(Exception):
+    """The machine did not power off by itself; `lines` is what it said until then."""
+
+    def __init__(self, complaint, console):
+        super().__init__(f"{complaint}; the last it said:\n{console.tail()}")
+        self.lines = console.lines
+
+
+def smbios_options(identity):
+    """An identity as values of QEMU's -smbios option, which wants commas doubled."""
+    for structure, fields in identity.items():
+        yield ",".join([f"type={structure}", *(f"{name}={text.replace(',', ',,')}" for name, text in fields.items())])
+
+
+def boot(smbios, files, commands, time_limit, on_line=lambda line: None):
+    """Boots a machine once and gives the lines that it said.
+
+    smbios: values of QEMU's -smbios option
+    files: name -> bytes, on the drive fs0: beside the script
+    commands: what the shell is to run before the machine powers off
+    time_limit: seconds after which the machine is ended and BootFailed raised
+    on_line: called with each line as it arrives
+    """
+    with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
+        drive = Path(folder, "drive.img")
+        make_drive(drive, {**files, **script_files(commands)})
+        # Every run starts from factory settings: variables of one run never
+        # reach the next.
+        variables = Path(folder, "variables.fd")
+        shutil.copyfile(_VARIABLES, variables)
+        return _run(_command_line(smbios, drive, variables), time_limit, on_line)
+
+
+def _command_line(smbios, drive, variables):
+    command = [
+        *_QEMU,
+        *("-drive", f"if=pflash,format=raw,readonly=on,file={_FIRMWARE}"),
+        *("-drive", f"if=pflash,format=raw,file={variables}"),
+        *("-drive", f"if=none,id=drive,format=raw,file={drive}"),
+        # Without a boot index the firmware tries the network first.
+        *("-device", "ide-hd,drive=drive,bootindex=1"),
+    ]
+    for option in smbios:
+        command += ["-smbios", option]
+    return command
+
+
+def _run(command, time_limit, on_line):
+    machine = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    console = Console()
+    try:
+        complaint = _follow(machine, console, time_limit, on_line)
+        if not complaint and machine.wait(timeout=10) != 0:
+            complaint = f"QEMU ended with status {machine.returncode}"
+    finally:
+        machine.kill()
+        machine.wait()
+        machine.stdin.close()
+        machine.stdout.close()
+    if complaint:
+        raise BootFailed(complaint, console)
+    return console.lines
+
+
+def _follow(machine, console, time_limit, on_line):
+    """Reads the serial port until the machine closes it; gives what went wrong."""
+    deadline = time.monotonic() + time_limit
+    complaint = f"the machine did not power off within {time_limit} s"
+    countdown_ended = False
+    while True:
+        readable, _, _ = select.select([machine.stdout], [], [], max(0, deadline - time.monotonic()))
+        if not readable:
+            return complaint
+        data = os.read(machine.stdout.fileno(), 65536)
+        if not data:
+            return None
+        finished = console.feed(data)
+        if not countdown_ended and _COUNTDOWN in console.pending:
+            countdown_ended = True
+            machine.stdin.write(b" ")
+            machine.stdin.flush()
+        for line in finished:
+            on_line(line)
+            if _EXCEPTION in line:
+                # The firmware stays here; the registers it prints follow at once.
+                complaint = "the machine stopped at a processor exception"
+                deadline = min(deadline, time.monotonic() + 2)

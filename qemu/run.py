@@ -1,0 +1,81 @@
+"""Runs one test on OVMF for a person to watch.
+
+Exit status: 0 for PASS and nothing else, 1 for FAIL, 2 when there is no verdict
+on the machine.
+"""
+
+import argparse
+import re
+import shlex
+import sys
+
+from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
+from shell import quote
+from station import station_files
+
+TIME_LIMIT = 120
+
+BEGIN = "<<begin>>"
+VERDICT = "<<verdict "
+
+_PLAIN = re.compile(r"[\w.,:=/\\-]+")
+
+
+class Display:
+    """Shows the run line by line; leaves out what the shell says about itself."""
+
+    def __init__(self):
+        self.verdict = ""
+        self._running = False
+
+    def show(self, line):
+        if line.startswith("BdsDxe: starting"):
+            print("    the firmware is up, its shell starts", flush=True)
+        elif line == BEGIN:
+            self._running = True
+        elif line.startswith(VERDICT):
+            self._running = False
+            self.verdict = line.removeprefix(VERDICT).removesuffix(">>")
+        elif self._running:
+            print("  | " + line, flush=True)
+
+
+def arguments():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--test", default="1", help="test number, 1 when not given")
+    parser.add_argument(
+        "--parameters",
+        default="",
+        help="NAME=VALUE words and options, quoted as for a Unix shell; they win over station/mfgtest.cfg",
+    )
+    options = parser.parse_args()
+    try:
+        options.words = shlex.split(options.parameters)
+    except ValueError as fault:
+        parser.error(f"--parameters: {fault}")
+    return options
+
+
+def command_line(options):
+    """The module's command line, with the progress messages that show the firmware's table."""
+    words = [options.test, "--debug=1", *options.words]
+    return " ".join(["mfgtest.efi", *(word if _PLAIN.fullmatch(word) else quote(word) for word in words)])
+
+
+def main():
+    command = command_line(arguments())
+    print("==> Booting OVMF in QEMU (software emulation, about 5 s to the shell)", flush=True)
+    print(f"==> load testlib.efi, then {command}", flush=True)
+    commands = [f'echo "{BEGIN}"', "load testlib.efi", command, f'echo "{VERDICT}%MfgVerdict%>>"']
+    display = Display()
+    try:
+        boot(smbios_options(EXAMPLE_SERVER), station_files(), commands, TIME_LIMIT, display.show)
+    except BootFailed as failure:
+        print(f"==> No verdict: {failure}")
+        return 2
+    print(f"==> Verdict: {display.verdict or 'none'}")
+    return {"PASS": 0, "FAIL": 1}.get(display.verdict, 2)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,53 @@
+#!/bin/sh
+# Installs what a purpose needs and the machine lacks (Debian and descendants):
+#   setup.sh efi | run | test | coverage | lint | all
+set -eu
+
+efi='g++ binutils cmake ninja-build make python3 gnu-efi'
+run="$efi mtools qemu-system-x86 ovmf"
+host='libgtest-dev libgmock-dev'
+test="$run $host clang clang-format"
+coverage="$efi $host gcovr"
+# clang-tidy parses every file as clang would build it, the host tests included.
+lint="$efi $host clang clang-tidy cppcheck"
+
+case "${1:-all}" in
+  efi) packages=$efi ;;
+  run) packages=$run ;;
+  test) packages=$test ;;
+  coverage) packages=$coverage ;;
+  lint) packages=$lint ;;
+  all) packages="$test $coverage $lint" ;;
+  *)
+    echo "usage: $0 [efi|run|test|coverage|lint|all]" >&2
+    exit 2
+    ;;
+esac
+
+if ! command -v dpkg-query >/dev/null; then
+  echo "setup: no Debian package system here; going on with what the machine has. Needed are the" >&2
+  echo "       equivalents of: $packages" >&2
+  exit 0
+fi
+
+missing=
+for package in $packages; do
+  case " $missing " in *" $package "*) continue ;; esac
+  installed=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+  [ "$installed" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+  if ! sudo -n true 2>/dev/null; then
+    echo "setup: packages are missing, and this user may not install them. As root:" >&2
+    echo "       apt-get update && apt-get install --no-install-recommends$missing" >&2
+    exit 1
+  fi
+  as_root='sudo -n'
+fi
+
+echo "==> Installing Debian packages:$missing"
+$as_root apt-get update -q </dev/null
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing </dev/null

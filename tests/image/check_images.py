@@ -1,0 +1,109 @@
+"""Checks built UEFI images: check_images.py FOLDER_OF_EFI FOLDER_OF_ELF
+
+Firmware refuses a wrong image, or worse, starts it: each rule here is one that
+the loader, gnu-efi's start code or a tool of the line relies on.
+"""
+
+import re
+import struct
+import subprocess
+import sys
+from pathlib import Path
+
+APPLICATION = 10
+BOOT_SERVICE_DRIVER = 11
+SUBSYSTEMS = {"mfgtest": APPLICATION, "testlib": BOOT_SERVICE_DRIVER}
+
+PE32_PLUS = 0x20B
+X86_64 = 0x8664
+EXECUTE = 0x20000000
+WRITE = 0x80000000
+
+
+def pe_faults(data, subsystem):
+    """What is wrong with the headers, by the PE/COFF format and the UEFI specification."""
+    header = struct.unpack_from("<I", data, 0x3C)[0]
+    if data[:2] != b"MZ" or data[header : header + 4] != b"PE\0\0":
+        return ["no PE image"]
+    machine, sections, _, _, _, optional_size, _ = struct.unpack_from("<HHIIIHH", data, header + 4)
+    optional = header + 24
+    magic = struct.unpack_from("<H", data, optional)[0]
+    entry = struct.unpack_from("<I", data, optional + 16)[0]
+    found_subsystem = struct.unpack_from("<H", data, optional + 68)[0]
+    relocations = struct.unpack_from("<I", data, optional + 112 + 5 * 8 + 4)[0]
+
+    faults = []
+    if machine != X86_64:
+        faults.append(f"machine {machine:#x}, not x86-64")
+    if magic != PE32_PLUS:
+        faults.append(f"optional header {magic:#x}, not PE32+")
+    if found_subsystem != subsystem:
+        faults.append(f"subsystem {found_subsystem}, not {subsystem}")
+    if relocations == 0:
+        faults.append("no base relocations: the loader could not move it")
+
+    entry_is_code = False
+    for index in range(sections):
+        fields = struct.unpack_from("<8sIIIIIIHHI", data, optional + optional_size + 40 * index)
+        name, virtual_size, address, flags = fields[0].rstrip(b"\0").decode(), fields[1], fields[2], fields[9]
+        if flags & WRITE and flags & EXECUTE:
+            faults.append(f"section {name} is writable and executable")
+        if flags & EXECUTE and address <= entry < address + virtual_size:
+            entry_is_code = True
+    if not entry_is_code:
+        faults.append("the entry point lies in no executable section")
+    return faults
+
+
+def elf_faults(elf):
+    """What the conversion to PE32+ hides: static constructors and missing symbols."""
+    faults = []
+    sections = _readelf("--section-headers", elf)
+    for name, size in re.findall(r"(\.init_array|\.ctors)\S*\s+\S+\s+\S+\s+\S+\s+([0-9a-f]+)", sections):
+        if int(size, 16) != 0:
+            faults.append(f"{name}: static constructors, which nothing runs")
+    for symbol in re.findall(r" UND (\S+)", _readelf("--symbols", elf)):
+        faults.append(f"undefined symbol {symbol}")
+    return faults
+
+
+def _readelf(option, elf):
+    return subprocess.run(["readelf", "--wide", option, elf], check=True, capture_output=True, text=True).stdout
+
+
+def version_faults(data):
+    """The marker tells a tool the version; the library is told it by another text."""
+    markers = re.findall(rb"version_number=([0-9.]+)\0", data)
+    if markers != [b"3.26.1.0001"]:
+        return [f"version markers: {markers}"]
+    versions = re.findall(rb"\0(\d+\.\d+\.\d+\.\d{4})\0", data)
+    if versions != markers:
+        return [f"the marker says {markers}, the texts for the library {versions}"]
+    return []
+
+
+def image_faults(image, elf_folder):
+    if image.stem not in SUBSYSTEMS:
+        return ["an image whose subsystem is not known here"]
+    data = image.read_bytes()
+    faults = pe_faults(data, SUBSYSTEMS[image.stem]) + elf_faults(Path(elf_folder, f"{image.stem}.so"))
+    if image.stem == "mfgtest":
+        faults += version_faults(data)
+    return faults
+
+
+def main(efi_folder, elf_folder):
+    images = sorted(Path(efi_folder).glob("*.efi"))
+    faults_of = {image.name: image_faults(image, elf_folder) for image in images}
+    for name in SUBSYSTEMS:
+        faults_of.setdefault(f"{name}.efi", ["was not built"])
+    for image in images:
+        print(f"{image}: {image.stat().st_size} bytes")
+    for name, faults in faults_of.items():
+        for fault in faults:
+            print(f"FAILED {name}: {fault}")
+    return 1 if any(faults_of.values()) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
