@@ -1,0 +1,48 @@
+#include "simulation/console.h"
+
+#include <array>
+
+#include "simulation/fault.h"
+#include "simulation/machine.h"
+
+namespace simulation {
+namespace {
+
+constexpr std::array kOutputNames = {"ConOut Reset", "OutputString",      "TestString",
+                                     "QueryMode",    "SetMode",           "ConOut SetAttribute",
+                                     "ClearScreen",  "SetCursorPosition", "EnableCursor"};
+constexpr std::array kInputNames = {"ConIn Reset", "ReadKeyStroke"};
+static_assert(kNamesEverySlot<kOutputNames, offsetof(SIMPLE_TEXT_OUTPUT_INTERFACE, Mode)>);
+static_assert(kNamesEverySlot<kInputNames, offsetof(SIMPLE_INPUT_INTERFACE, WaitForKey)>);
+
+EFI_STATUS EFIAPI OutputString(SIMPLE_TEXT_OUTPUT_INTERFACE*, CHAR16* text) {
+  Machine::Current().console.written += AsText(text);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI SetAttribute(SIMPLE_TEXT_OUTPUT_INTERFACE* output, UINTN attribute) {
+  output->Mode->Attribute = static_cast<INT32>(attribute);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI ReadKeyStroke(SIMPLE_INPUT_INTERFACE*, EFI_INPUT_KEY* key) {
+  auto& keys = Machine::Current().console.keys;
+  if (keys.empty()) return EFI_NOT_READY;
+  *key = {.ScanCode = 0, .UnicodeChar = keys.front()};
+  keys.pop_front();
+  return EFI_SUCCESS;
+}
+
+}  // namespace
+
+Console::Console() {
+  FillWithRefusals<kOutputNames>(&output);
+  FillWithRefusals<kInputNames>(&input);
+  output.OutputString = OutputString;
+  output.SetAttribute = SetAttribute;
+  output.Mode = &mode_;
+  input.ReadKeyStroke = ReadKeyStroke;
+  input.WaitForKey = &input;
+}
+
+}  // namespace simulation

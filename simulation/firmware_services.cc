@@ -1,0 +1,264 @@
+#include "simulation/firmware_services.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "simulation/machine.h"
+
+namespace simulation {
+namespace {
+
+constexpr std::array kBootServiceNames = {"RaiseTPL",
+                                          "RestoreTPL",
+                                          "AllocatePages",
+                                          "FreePages",
+                                          "GetMemoryMap",
+                                          "AllocatePool",
+                                          "FreePool",
+                                          "CreateEvent",
+                                          "SetTimer",
+                                          "WaitForEvent",
+                                          "SignalEvent",
+                                          "CloseEvent",
+                                          "CheckEvent",
+                                          "InstallProtocolInterface",
+                                          "ReinstallProtocolInterface",
+                                          "UninstallProtocolInterface",
+                                          "HandleProtocol",
+                                          "PCHandleProtocol",
+                                          "RegisterProtocolNotify",
+                                          "LocateHandle",
+                                          "LocateDevicePath",
+                                          "InstallConfigurationTable",
+                                          "LoadImage",
+                                          "StartImage",
+                                          "Exit",
+                                          "UnloadImage",
+                                          "ExitBootServices",
+                                          "GetNextMonotonicCount",
+                                          "Stall",
+                                          "SetWatchdogTimer",
+                                          "ConnectController",
+                                          "DisconnectController",
+                                          "OpenProtocol",
+                                          "CloseProtocol",
+                                          "OpenProtocolInformation",
+                                          "ProtocolsPerHandle",
+                                          "LocateHandleBuffer",
+                                          "LocateProtocol",
+                                          "InstallMultipleProtocolInterfaces",
+                                          "UninstallMultipleProtocolInterfaces",
+                                          "CalculateCrc32",
+                                          "CopyMem",
+                                          "SetMem",
+                                          "CreateEventEx"};
+constexpr std::array kRuntimeServiceNames = {"GetTime",
+                                             "SetTime",
+                                             "GetWakeupTime",
+                                             "SetWakeupTime",
+                                             "SetVirtualAddressMap",
+                                             "ConvertPointer",
+                                             "GetVariable",
+                                             "GetNextVariableName",
+                                             "SetVariable",
+                                             "GetNextHighMonotonicCount",
+                                             "ResetSystem",
+                                             "UpdateCapsule",
+                                             "QueryCapsuleCapabilities",
+                                             "QueryVariableInfo"};
+static_assert(kNamesEverySlot<kBootServiceNames, sizeof(EFI_BOOT_SERVICES) - sizeof(EFI_TABLE_HEADER)>);
+static_assert(kNamesEverySlot<kRuntimeServiceNames, sizeof(EFI_RUNTIME_SERVICES) - sizeof(EFI_TABLE_HEADER)>);
+
+using Service = ProtocolCall::Service;
+
+HandleDatabase& Handles() { return Machine::Current().handles; }
+Memory& Pool() { return Machine::Current().memory; }
+VariableStore& Variables() { return Machine::Current().variables; }
+
+void Note(Service service, const EFI_GUID* protocol) {
+  if (protocol != nullptr) Machine::Current().protocol_calls.push_back({service, *protocol});
+}
+
+EFI_STATUS EFIAPI AllocatePages(EFI_ALLOCATE_TYPE type, EFI_MEMORY_TYPE, UINTN count, EFI_PHYSICAL_ADDRESS* address) {
+  return Pool().AllocatePages(type, count, address);
+}
+
+EFI_STATUS EFIAPI FreePages(EFI_PHYSICAL_ADDRESS address, UINTN count) { return Pool().FreePages(address, count); }
+
+EFI_STATUS EFIAPI AllocatePool(EFI_MEMORY_TYPE, UINTN size, void** block) { return Pool().AllocatePool(size, block); }
+
+EFI_STATUS EFIAPI FreePool(void* block) { return Pool().FreePool(block); }
+
+EFI_STATUS EFIAPI CreateEvent(UINT32 type, EFI_TPL, EFI_EVENT_NOTIFY notify, void* context, EFI_EVENT* event) {
+  return Handles().CreateEvent(type, notify, context, event);
+}
+
+EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) { return Handles().CloseEvent(event); }
+
+// The only event to wait for is a key.
+EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
+  const Console& console = Machine::Current().console;
+  if (count != 1 || *events != console.input.WaitForKey || console.keys.empty()) {
+    throw std::logic_error("WaitForEvent would wait for ever");
+  }
+  *index = 0;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI InstallProtocolInterface(EFI_HANDLE* handle, EFI_GUID* protocol, EFI_INTERFACE_TYPE,
+                                           void* interface) {
+  return Handles().Install(handle, *protocol, interface);
+}
+
+EFI_STATUS EFIAPI UninstallProtocolInterface(EFI_HANDLE handle, EFI_GUID* protocol, void* interface) {
+  return Handles().Uninstall(handle, *protocol, interface);
+}
+
+EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE* handle, ...) {
+  __builtin_ms_va_list arguments;
+  __builtin_ms_va_start(arguments, handle);
+  EFI_STATUS status = EFI_SUCCESS;
+  while (!EFI_ERROR(status)) {
+    const auto* const protocol = __builtin_va_arg(arguments, const EFI_GUID*);
+    if (protocol == nullptr) break;
+    status = Handles().Install(handle, *protocol, __builtin_va_arg(arguments, void*));
+  }
+  __builtin_ms_va_end(arguments);
+  return status;
+}
+
+EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, ...) {
+  __builtin_ms_va_list arguments;
+  __builtin_ms_va_start(arguments, handle);
+  EFI_STATUS status = EFI_SUCCESS;
+  while (!EFI_ERROR(status)) {
+    const auto* const protocol = __builtin_va_arg(arguments, const EFI_GUID*);
+    if (protocol == nullptr) break;
+    status = Handles().Uninstall(handle, *protocol, __builtin_va_arg(arguments, void*));
+  }
+  __builtin_ms_va_end(arguments);
+  return status;
+}
+
+EFI_STATUS EFIAPI HandleProtocol(EFI_HANDLE handle, EFI_GUID* protocol, void** interface) {
+  Note(Service::kHandleProtocol, protocol);
+  return Handles().Interface(handle, *protocol, interface);
+}
+
+EFI_STATUS EFIAPI OpenProtocol(EFI_HANDLE handle, EFI_GUID* protocol, void** interface, EFI_HANDLE, EFI_HANDLE,
+                               UINT32 attributes) {
+  if (attributes != EFI_OPEN_PROTOCOL_GET_PROTOCOL) Fault("OpenProtocol for more than getting the interface");
+  return Handles().Interface(handle, *protocol, interface);
+}
+
+EFI_STATUS EFIAPI RegisterProtocolNotify(EFI_GUID* protocol, EFI_EVENT event, void** registration) {
+  return Handles().Register(*protocol, event, registration);
+}
+
+std::vector<EFI_HANDLE> Search(EFI_LOCATE_SEARCH_TYPE type, const EFI_GUID* protocol) {
+  return Handles().Handles(type == AllHandles ? nullptr : protocol);
+}
+
+EFI_STATUS LocateNotified(void* registration, UINTN* size, EFI_HANDLE* buffer) {
+  if (*size < sizeof(EFI_HANDLE)) {
+    *size = sizeof(EFI_HANDLE);
+    return EFI_BUFFER_TOO_SMALL;
+  }
+  *size = sizeof(EFI_HANDLE);
+  *buffer = Handles().NextNotified(registration);
+  return *buffer == nullptr ? EFI_NOT_FOUND : EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI LocateHandle(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void* key, UINTN* size,
+                               EFI_HANDLE* buffer) {
+  Note(Service::kLocateHandle, protocol);
+  if (type == ByRegisterNotify) return LocateNotified(key, size, buffer);
+  const std::vector<EFI_HANDLE> found = Search(type, protocol);
+  if (found.empty()) return EFI_NOT_FOUND;
+  const UINTN needed = found.size() * sizeof(EFI_HANDLE);
+  const bool fits = *size >= needed;
+  *size = needed;
+  if (!fits) return EFI_BUFFER_TOO_SMALL;
+  std::ranges::copy(found, buffer);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void*, UINTN* count,
+                                     EFI_HANDLE** buffer) {
+  const std::vector<EFI_HANDLE> found = Search(type, protocol);
+  if (found.empty()) return EFI_NOT_FOUND;
+  void* block = nullptr;
+  Pool().AllocatePool(found.size() * sizeof(EFI_HANDLE), &block);
+  *buffer = static_cast<EFI_HANDLE*>(block);
+  *count = found.size();
+  std::ranges::copy(found, *buffer);
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI LocateProtocol(EFI_GUID* protocol, void*, void** interface) {
+  const std::vector<EFI_HANDLE> found = Handles().Handles(protocol);
+  return found.empty() ? EFI_NOT_FOUND : Handles().Interface(found.front(), *protocol, interface);
+}
+
+EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHAR16* data) {
+  if (data_size != 0 || data != nullptr) Fault("Exit with exit data");
+  throw ImageExit{image, status};
+}
+
+EFI_STATUS EFIAPI Stall(UINTN microseconds) {
+  Machine::Current().stalled_microseconds += microseconds;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI GetTime(EFI_TIME* time, EFI_TIME_CAPABILITIES*) {
+  *time = Machine::Current().time;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI GetVariable(CHAR16* name, EFI_GUID* vendor, UINT32* attributes, UINTN* size, void* data) {
+  return Variables().Get(name, *vendor, attributes, size, data);
+}
+
+EFI_STATUS EFIAPI GetNextVariableName(UINTN* size, CHAR16* name, EFI_GUID* vendor) {
+  return Variables().Next(size, name, vendor);
+}
+
+EFI_STATUS EFIAPI SetVariable(CHAR16* name, EFI_GUID* vendor, UINT32 attributes, UINTN size, void* data) {
+  return Variables().Set(name, *vendor, attributes, size, data);
+}
+
+}  // namespace
+
+void FillBootServices(EFI_BOOT_SERVICES& table) {
+  FillWithRefusals<kBootServiceNames>(&table.RaiseTPL);
+  table.AllocatePages = AllocatePages;
+  table.FreePages = FreePages;
+  table.AllocatePool = AllocatePool;
+  table.FreePool = FreePool;
+  table.CreateEvent = CreateEvent;
+  table.CloseEvent = CloseEvent;
+  table.WaitForEvent = WaitForEvent;
+  table.InstallProtocolInterface = InstallProtocolInterface;
+  table.UninstallProtocolInterface = UninstallProtocolInterface;
+  table.InstallMultipleProtocolInterfaces = InstallMultipleProtocolInterfaces;
+  table.UninstallMultipleProtocolInterfaces = UninstallMultipleProtocolInterfaces;
+  table.HandleProtocol = HandleProtocol;
+  table.OpenProtocol = OpenProtocol;
+  table.RegisterProtocolNotify = RegisterProtocolNotify;
+  table.LocateHandle = LocateHandle;
+  table.LocateHandleBuffer = LocateHandleBuffer;
+  table.LocateProtocol = LocateProtocol;
+  table.Exit = Exit;
+  table.Stall = Stall;
+}
+
+void FillRuntimeServices(EFI_RUNTIME_SERVICES& table) {
+  FillWithRefusals<kRuntimeServiceNames>(&table.GetTime);
+  table.GetTime = GetTime;
+  table.GetVariable = GetVariable;
+  table.GetNextVariableName = GetNextVariableName;
+  table.SetVariable = SetVariable;
+}
+
+}  // namespace simulation

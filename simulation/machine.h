@@ -1,0 +1,71 @@
+// A simulated machine: firmware services behind an EFI system table, on which
+// the products' own sources run as an ordinary program. Devices are separate
+// structures that plug themselves into a machine: a protocol on a handle, a
+// configuration table, memory at an address.
+#pragma once
+
+#include <list>
+#include <vector>
+
+#include "platform/efi.h"
+#include "simulation/console.h"
+#include "simulation/handle_database.h"
+#include "simulation/memory.h"
+#include "simulation/variables.h"
+
+namespace simulation {
+
+// One call of a service that looks for a protocol, in the order of the calls.
+struct ProtocolCall {
+  enum class Service { kHandleProtocol, kLocateHandle };
+  Service service;
+  EFI_GUID protocol;
+  friend bool operator==(const ProtocolCall& a, const ProtocolCall& b) {
+    return a.service == b.service && SameGuid(a.protocol, b.protocol);
+  }
+};
+
+// How an image came to its end.
+struct ImageEnd {
+  EFI_STATUS status;
+  bool by_exit_service;
+};
+
+using ImageEntry = EFI_STATUS (*)(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+
+// Firmware services have no argument that tells the machine, so there is one
+// machine at a time.
+struct Machine {
+  Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+  ~Machine();
+
+  static Machine& Current();
+
+  void AddConfigurationTable(const EFI_GUID& guid, void* table);
+
+  // A handle with a loaded image on it.
+  EFI_HANDLE LoadImage();
+  ImageEnd StartImage(EFI_HANDLE image, ImageEntry entry);
+  void UnloadImage(EFI_HANDLE image);
+
+  Memory memory;
+  HandleDatabase handles;
+  VariableStore variables;
+  Console console;
+  EFI_TIME time{};
+  std::uint64_t stalled_microseconds = 0;
+  std::vector<ProtocolCall> protocol_calls;
+  // Physical addresses 0xF0000 to 0xFFFFF, and the page behind them.
+  Mapping bios_segment = Mapping::At(0xF0000, 0x11000);
+  EFI_SYSTEM_TABLE system_table{};
+
+ private:
+  EFI_BOOT_SERVICES boot_services_{};
+  EFI_RUNTIME_SERVICES runtime_services_{};
+  std::vector<EFI_CONFIGURATION_TABLE> configuration_tables_;
+  std::list<EFI_LOADED_IMAGE> loaded_images_;
+};
+
+}  // namespace simulation

@@ -1,0 +1,48 @@
+#include "simulation/old_shell.h"
+
+#include <array>
+
+#include "simulation/fault.h"
+
+namespace simulation {
+namespace {
+
+constexpr std::array kNames = {
+    "ShellEnvironment Execute", "ShellEnvironment GetEnv",      "ShellEnvironment GetMap",
+    "ShellEnvironment AddCmd",  "ShellEnvironment AddProt",     "ShellEnvironment GetProt",
+    "ShellEnvironment CurDir",  "ShellEnvironment FileMetaArg", "ShellEnvironment FreeFileList"};
+static_assert(kNamesEverySlot<kNames, sizeof(ShellEnvironment)>);
+
+OldShell* current = nullptr;
+
+EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* line, BOOLEAN debug_output) {
+  current->commands.push_back({*parent, line, debug_output != FALSE});
+  return current->command_status;
+}
+
+}  // namespace
+
+OldShell::OldShell(Machine& machine) : machine_(machine) {
+  current = this;
+  FillWithRefusals<kNames>(&environment_);
+  environment_.Execute = Execute;
+  environment_handle_ = machine.handles.Install(kShellEnvironmentProtocolGuid, &environment_);
+}
+
+OldShell::~OldShell() {
+  machine_.handles.Uninstall(environment_handle_, kShellEnvironmentProtocolGuid, &environment_);
+  current = nullptr;
+}
+
+ImageEnd OldShell::Run(EFI_HANDLE image, ImageEntry entry, const CommandLine& command_line) {
+  ShellInterface interface {};
+  interface.ImageHandle = image;
+  interface.Argv = command_line.argv.data();
+  interface.Argc = command_line.argv.size() | upper_half_of_argc;
+  machine_.handles.Install(&image, kShellInterfaceProtocolGuid, &interface);
+  const ImageEnd end = machine_.StartImage(image, entry);
+  machine_.handles.Uninstall(image, kShellInterfaceProtocolGuid, &interface);
+  return end;
+}
+
+}  // namespace simulation
