@@ -10,7 +10,6 @@
 
 namespace {
 
-using simulation::SmbiosTable;
 using simulation::Station;
 using simulation::TextData;
 using simulation::Widen;
@@ -122,7 +121,8 @@ TEST(Identity, EveryFieldPassesAndFailsInItsOwnWords) {
 
     ExpectRun(field, field.programmed,
               {ask + " -> 0 \"" + programmed + "\"",
-               R"(DebugPrint 1 "\ntestStr=)" + programmed + "  tmp=" + programmed.substr(0, 4) + R"(\n")"});
+               Replaced(Replaced(R"(DebugPrint 1 "\ntestStr={value}  tmp={prefix}\n")", "{value}", programmed),
+                        "{prefix}", programmed.substr(0, 4))});
     ExpectRun(field, "Zen",
               {ask + R"( -> 0 "Zen")", R"(DebugPrint 1 "\ntestStr=Zen  tmp=Zen\n")",
                Error(4, Replaced(Replaced(complaint(texts.mismatch), "{wanted}", "Zen"), "{found}", programmed))});
