@@ -1,0 +1,119 @@
+#include "ipmi/backplane_records.h"
+
+#include "ipmi/device_names.h"
+#include "ipmi/field_walk.h"
+#include "module/last_error.h"
+#include "module/report.h"
+
+namespace mfgtest {
+namespace {
+
+constexpr std::uint8_t kFirstBackplane = 5;
+constexpr std::uint8_t kLastBackplane = 7;
+constexpr std::uint32_t kTries = 3;
+
+struct BoardField {
+  FruField field;
+  LengthRule rule;  // what the factory programs
+  CheckedFormat<const char16_t*, const char16_t*> shown;
+  FruText FruTexts::*text;
+};
+
+constexpr BoardField kBoardFields[] = {
+    {kManufacturerField, {17, 17}, u"\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
+    {kProductNameField, {10, 14}, u"%s Product Name: %s\n", &FruTexts::product_name},
+    {kSerialNumberField, {12, 12}, u"%s Serial Number: %s\n", &FruTexts::serial_number},
+    {kPartNumberField, {10, 10}, u"%s Part Number: %s\n", &FruTexts::part_number},
+};
+
+enum class TryResult { kComplete, kNextTry, kFailed };
+
+constexpr bool IsLastTry(std::uint32_t attempt) { return attempt == kTries - 1; }
+
+// Whether the backplane answers at all.
+bool Ping(const FruDevice& device, FruBuffer* buffer) {
+  for (std::uint32_t attempt = 0; attempt < kTries; ++attempt) {
+    report::DebugPrint(kDebugProgress, u" retry %d to ping FRUID %02x \n", attempt, device.id);
+    if (ReadAreaOffset(device, AreaKindOf(device.id), buffer)) return true;
+  }
+  return false;
+}
+
+// A field that could not be read: the next try may bring it, the last one
+// reports.
+TryResult FailField(FieldResult result, std::uint8_t completion_code, bool last) {
+  if (result == FieldResult::kWrongLength || !last) return TryResult::kNextTry;
+  if (result == FieldResult::kCompletionCode) {
+    report::ReportError(ErrorCode::kFruReadFailed, u"Completion code error %02x.\n", completion_code);
+  } else {
+    report::ReportError(ErrorCode::kFruReadFailed, u"IPMI read FRU error.\n");
+  }
+  return TryResult::kFailed;
+}
+
+TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
+  const char16_t* const name = FruDeviceName(walk.device.id);
+  for (const BoardField& field : kBoardFields) {
+    FruText& text = texts.*field.text;
+    const FieldResult result = ReadFruField(walk, field.field, field.rule, text);
+    if (result != FieldResult::kRead) return FailField(result, walk.buffer->completion_code, last);
+    const char16_t* const shown = text.data();
+    report::DebugPrint(kDebugProgress, field.shown, name, shown);
+  }
+  return TryResult::kComplete;
+}
+
+TryResult ReadOnce(const FruDevice& device, std::uint32_t attempt, FruBuffer* buffer, FruTexts& texts) {
+  const FruAreaKind kind = AreaKindOf(device.id);
+  const bool last = IsLastTry(attempt);
+  report::DebugPrint(kDebugProgress, u" retry %d to read FRUID %02x \n", attempt, device.id);
+  if (!ReadAreaOffset(device, kind, buffer)) return last ? TryResult::kFailed : TryResult::kNextTry;
+  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", buffer->Byte());
+  if (IsUnprogrammed(buffer->Byte())) {
+    SetLastError(u"Board area information is not programmed in FRU");
+    return TryResult::kFailed;
+  }
+  const std::uint8_t offset = FirstFieldOffset(buffer->Byte(), kind);
+  report::DebugPrint(kDebugTrace, u"Mfg Name Type Offset: 0x%0x.\n", offset);
+  return ReadFields({device, OnReadFailure::kStop, buffer, offset}, last, texts);
+}
+
+// Gives false when the test ends here.
+bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
+  const FruDevice device{.id = id, .route = FruRoute::kBmc, .report = FruReport::kToLastError};
+  report::DisplayPrint(u".");
+  report::DebugPrint(kDebugProgress, u" FRUID %02x \n", id);
+  if (!Ping(device, buffer)) return false;
+  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", buffer->Byte());
+  if (IsUnprogrammedOrText(buffer->Byte())) {
+    report::DebugPrint(kDebugProgress, u"Board area information is not programmed in FRU\n");
+    return true;
+  }
+
+  FruTexts texts;
+  TryResult result = TryResult::kNextTry;
+  for (std::uint32_t attempt = 0; attempt < kTries && result == TryResult::kNextTry; ++attempt) {
+    result = ReadOnce(device, attempt, buffer, texts);
+  }
+  if (result == TryResult::kFailed) return false;
+  // Kept: the product name is shown but not published.
+  const char16_t* const name = FruDeviceName(id);
+  PublishFruRecord(name, u" Manufacture", texts.manufacturer);
+  PublishFruRecord(name, u" Serial Number", texts.serial_number);
+  PublishFruRecord(name, u" Part Number", texts.part_number);
+  return true;
+}
+
+}  // namespace
+
+bool ReadBackplaneFruRecords() {
+  // Without a transport the first ping fails and says so.
+  IsIpmiAvailable();
+  FruBuffer buffer;
+  for (std::uint8_t id = kFirstBackplane; id <= kLastBackplane; ++id) {
+    if (!ReadBackplane(id, &buffer)) return false;
+  }
+  return true;
+}
+
+}  // namespace mfgtest

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace mfgtest {
+
+// Test 42: reads, shows and publishes the board records of the SAS backplanes
+// (FRU devices 5, 6 and 7), which answer slowly and are pinged first. Gives
+// false when a backplane does not answer or its reads fail.
+bool ReadBackplaneFruRecords();
+
+}  // namespace mfgtest

@@ -1,0 +1,85 @@
+#include "ipmi/board_records.h"
+
+#include <span>
+
+#include "ipmi/device_names.h"
+#include "ipmi/field_walk.h"
+#include "module/report.h"
+
+namespace mfgtest {
+namespace {
+
+constexpr std::uint8_t kFirstDevice = 1;
+constexpr std::uint8_t kLastDevice = 16;
+
+struct ShownField {
+  FruField field;
+  CheckedFormat<const char16_t*, const char16_t*> shown;
+  FruText FruTexts::*text;
+};
+
+constexpr ShownField kBoardFields[] = {
+    {kManufacturerField, u"\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
+    {kProductNameField, u"%s Product Name: %s\n", &FruTexts::product_name},
+    {kSerialNumberField, u"%s Serial Number: %s\n", &FruTexts::serial_number},
+    {kPartNumberField, u"%s Part Number: %s\n\n", &FruTexts::part_number},
+};
+
+// Kept: version and serial number are traced with the part number's lines.
+constexpr ShownField kProductFields[] = {
+    {kManufacturerField, u"\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
+    {kProductNameField, u"%s Product Name: %s\n", &FruTexts::product_name},
+    {kPartNumberField, u"%s Part Number: %s\n\n", &FruTexts::part_number},
+    {kPartNumberField, u"%s Version Number: %s\n\n", &FruTexts::version},
+    {kPartNumberField, u"%s Serial Number: %s\n\n", &FruTexts::serial_number},
+};
+
+constexpr bool IsBackplane(std::uint8_t id) { return id >= 5 && id <= 7; }
+
+void ShowFields(FieldWalk walk, FruAreaKind kind, FruTexts& texts) {
+  const char16_t* const name = FruDeviceName(walk.device.id);
+  const std::span<const ShownField> fields =
+      kind.is_product ? std::span<const ShownField>(kProductFields) : kBoardFields;
+  for (const ShownField& field : fields) {
+    FruText& text = texts.*field.text;
+    ReadFruField(walk, field.field, kAnyLength, text);
+    const char16_t* const shown = text.data();
+    report::DebugPrint(kDebugProgress, field.shown, name, shown);
+  }
+}
+
+void ReadDevice(std::uint8_t id, FruBuffer* buffer) {
+  const FruDevice device{.id = id, .route = FruRoute::kBmc, .report = FruReport::kToLastError};
+  const FruAreaKind kind = AreaKindOf(id);
+  if (!ReadAreaOffset(device, kind, buffer) || buffer->completion_code != 0) return;
+  const std::uint8_t area = buffer->Byte();
+  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", area);
+  if (IsUnprogrammedOrText(area)) {
+    return report::DebugPrint(kDebugProgress, u"Board area information is not programmed in FRU");
+  }
+  const std::uint8_t offset = FirstFieldOffset(area, kind);
+  report::DebugPrint(kDebugTrace, u"Mfg Name Type Offset: 0x%0x.\n", offset);
+
+  FruTexts texts;
+  ShowFields({device, OnReadFailure::kGoOn, buffer, offset}, kind, texts);
+  const char16_t* const name = FruDeviceName(id);
+  PublishFruRecord(name, u" Manufacture", texts.manufacturer);
+  PublishFruRecord(name, u" Serial Number", texts.serial_number);
+  PublishFruRecord(name, u" Part Number", texts.part_number);
+}
+
+}  // namespace
+
+bool ReadFruBoardRecords() {
+  // Without a transport every device is skipped.
+  IsIpmiAvailable();
+  FruBuffer buffer;
+  for (std::uint8_t id = kFirstDevice; id <= kLastDevice; ++id) {
+    report::DisplayPrint(u".");
+    if (!IsBackplane(id)) ReadDevice(id, &buffer);
+  }
+  report::DisplayPrint(u"\n");
+  return true;
+}
+
+}  // namespace mfgtest

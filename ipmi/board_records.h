@@ -1,0 +1,10 @@
+#pragma once
+
+namespace mfgtest {
+
+// Test 41: shows and publishes the identity of the controller's FRU devices 1
+// to 16, the SAS backplanes left out. One read a field, nothing is judged;
+// always true.
+bool ReadFruBoardRecords();
+
+}  // namespace mfgtest

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace mfgtest {
+
+// Test 39: the identity strings of one FRU device, chosen by parameters,
+// against the expected ones. As a probe it publishes them instead, so that the
+// station learns them, and gives whether they could be read.
+bool VerifyFruBoardStrings(bool probe);
+
+}  // namespace mfgtest

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+
+namespace mfgtest {
+
+// Which of the two tables names the FRU devices of a platform.
+enum class FruNames : std::uint8_t { kStandard, kSecondTable };
+
+// The controller's answer to the OEM query on platforms of the second table.
+inline constexpr std::uint8_t kSecondTableOemCode = 11;
+
+// The name of a FRU device; "Unknown" for an ID beyond the table.
+const char16_t* FruDeviceName(std::uint8_t id, FruNames names = FruNames::kStandard);
+
+}  // namespace mfgtest

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace mfgtest {
+
+// Test 43: the chassis, board and product areas of the controller's FRU device
+// 0 each end with the end-of-fields marker.
+bool VerifyFruEndMarkers(bool probe);
+
+}  // namespace mfgtest

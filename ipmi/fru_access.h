@@ -1,0 +1,73 @@
+// FRU inventory bytes through Read FRU Data (IPMI Platform Management FRU
+// Information Storage Definition v1.0, IPMI 2.0 "FRU Inventory Device
+// Commands").
+#pragma once
+
+#include "ipmi/transport.h"
+
+namespace mfgtest {
+
+// Where a FRU device sits.
+enum class FruRoute : std::uint8_t {
+  kBmc = 0,                 // served by the management controller itself
+  kPrimaryBackplane = 1,    // behind the controller at IPMB address 0xC0
+  kSecondaryBackplane = 2,  // behind the controller at IPMB address 0xC2
+};
+
+// The route that the parameter `HSBP` names; a number that names none gives one
+// along which every read fails.
+constexpr FruRoute FruRouteOf(std::uint32_t parameter) {
+  return static_cast<FruRoute>(parameter > 0xFF ? 0xFF : parameter);
+}
+
+// Where the reason of a failed read goes.
+enum class FruReport : std::uint8_t {
+  kToLibrary,   // to ReportError, or nowhere: see the routines
+  kToLastError  // to the last-error text
+};
+
+struct FruDevice {
+  std::uint8_t id;
+  FruRoute route;
+  FruReport report;
+};
+
+// One buffer a test: a failed read leaves the bytes of the read before.
+struct FruBuffer {
+  // The response: the count byte, then the data; without the count byte after
+  // ReadFruBytesNoCount.
+  std::array<std::uint8_t, kIpmiResponseCapacity> bytes{};
+  // Data bytes of the last successful read.
+  std::uint32_t length = 0;
+  // Written by reads along the route to the controller itself.
+  std::uint8_t completion_code = 0;
+
+  // The first four bytes as a little-endian number, and without the count byte.
+  std::uint32_t Word() const;
+  std::uint32_t Value() const { return Word() >> 8; }
+  std::uint8_t Byte() const { return bytes[1]; }
+};
+
+struct FruRange {
+  std::uint8_t offset_low;
+  std::uint8_t offset_high;
+  std::uint8_t count;
+};
+
+// Device 0 of the controller, one attempt. A failure is reported to the library
+// with code 23, or goes to the last-error text.
+bool ReadFruData(FruRange range, FruReport report, FruBuffer* buffer);
+
+// A device along its route. A failure is reported with code 23, except that one
+// of the controller's own devices is not: the retrying transport has shown its
+// attempts.
+bool ReadFruBytes(const FruDevice& device, FruRange range, FruBuffer* buffer);
+
+// The same without the count byte in front, for the controller's own devices
+// only; along another route it fails at once. The byte after the data is 0.
+bool ReadFruBytesNoCount(const FruDevice& device, FruRange range, FruBuffer* buffer);
+
+// The first byte of the controller's answer to the OEM query, 0 without one.
+std::uint8_t GetBmcOemCode();
+
+}  // namespace mfgtest

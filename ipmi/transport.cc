@@ -1,0 +1,163 @@
+#include "ipmi/transport.h"
+
+#include <algorithm>
+
+#include "ipmi/completion_codes.h"
+#include "module/last_error.h"
+#include "module/report.h"
+#include "platform/handles.h"
+
+namespace mfgtest {
+
+constinit IpmiSession ipmi_session;
+
+namespace {
+
+constexpr std::size_t kHandleCapacity = 20;
+constexpr std::uint32_t kSingleWait = 100;
+constexpr std::uint32_t kRetryWait = 300;
+constexpr std::uint32_t kSlowDeviceWait = 1300;
+constexpr int kAttempts = 5;
+constexpr std::uint8_t kNoCompletionCode = 0xFF;
+
+// What the transport hands back. The capacity that a receive is given is what
+// the receive before it left.
+struct Exchange {
+  std::array<std::uint8_t, kIpmiResponseCapacity> data{};
+  std::uint32_t length = kIpmiResponseCapacity;
+  std::uint8_t completion_code = kNoCompletionCode;
+};
+
+bool GetIpmiInterface(IpmiTransport** interface) {
+  report::DebugPrint(kDebugProgress, u"Get IPMI Interface...\n");
+  EFI_HANDLE handles[kHandleCapacity] = {};
+  const EFI_STATUS status = platform::LocateHandles(kIpmiTransportProtocolGuid, handles);
+  if (status == EFI_NOT_FOUND) {
+    *interface = nullptr;
+    SetLastError(u"\nUnable to locate handle for IPMI Protocol.");
+    return false;
+  }
+  if (EFI_ERROR(status)) {
+    SetLastError(u"\nEFI LocateHandle failed (Status=%x).", static_cast<std::uint32_t>(status));
+    return false;
+  }
+  if (EFI_ERROR(platform::HandleInterface(handles[0], kIpmiTransportProtocolGuid, interface))) {
+    *interface = nullptr;
+    SetLastError(u"\nUnable to get interface for IPMI Protocol.");
+    return false;
+  }
+  report::DebugPrint(kDebugProgress, u"Done.\n");
+  return true;
+}
+
+bool Send(IpmiCommand command, std::span<const std::uint8_t> request) {
+  report::DebugPrint(kDebugIpmi, u"\nSend IPMI Cmd to BMC: NetFn=0x%02x, Cmd:0x%02x, ReqData:0x", command.net_function,
+                     command.command);
+  for (const std::uint8_t byte : request) report::DebugPrint(kDebugIpmi, u"%02x ", byte);
+  const EFI_STATUS status =
+      ipmi_session.transport->SendIpmiRequest(ipmi_session.transport, command.net_function, 0, command.command,
+                                              request.data(), static_cast<std::uint32_t>(request.size()));
+  if (!EFI_ERROR(status)) return true;
+  const EarlierLastError earlier;
+  SetLastError(u"\nFailed to send message to BMC through IMB bus. %s", earlier.Text());
+  return false;
+}
+
+EFI_STATUS Receive(Exchange* exchange) {
+  std::uint64_t net_function = 0;
+  std::uint64_t lun = 0;
+  std::uint64_t command = 0;
+  exchange->length = std::min(exchange->length, kIpmiResponseCapacity);
+  const EFI_STATUS status =
+      ipmi_session.transport->ReceiveIpmiResponse(ipmi_session.transport, &net_function, &lun, &command,
+                                                  &exchange->completion_code, exchange->data.data(), &exchange->length);
+  return status;
+}
+
+void FailToReceive() {
+  const EarlierLastError earlier;
+  SetLastError(u"\nFailed to receive message from BMC through IMB bus. %s", earlier.Text());
+}
+
+void FailOnCompletionCode(IpmiCommand command, std::uint8_t code) {
+  const EarlierLastError earlier;
+  const char16_t* const text = GetCompletionCodeText(code, command.net_function, command.command);
+  SetLastError(u"\nCompletion Code: 0x%02x (%s). %s", code, text, earlier.Text());
+}
+
+void TakeResponse(const Exchange& exchange, IpmiResponse* response) {
+  report::DebugPrint(kDebugIpmi, u", RespData:0x");
+  response->length = std::min(exchange.length, kIpmiResponseCapacity);
+  for (std::uint32_t i = 0; i < response->length; ++i) {
+    response->data[i] = exchange.data[i];
+    report::DebugPrint(kDebugIpmi, u"%02x ", response->data[i]);
+  }
+  report::DebugPrint(kDebugProgress, u"\n");
+}
+
+bool AddressesSlowDevice(std::span<const std::uint8_t> request) {
+  return !request.empty() && request[0] >= 5 && request[0] <= 7;
+}
+
+}  // namespace
+
+bool IsIpmiAvailable() { return ipmi_session.transport != nullptr || GetIpmiInterface(&ipmi_session.transport); }
+
+bool RequireIpmi(bool probe) {
+  if (IsIpmiAvailable()) return true;
+  if (probe) {
+    SetLastError(u"Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
+  } else {
+    report::ReportError(ErrorCode::kIpmiUnavailable,
+                        u"Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");
+  }
+  return false;
+}
+
+bool SendIpmiCommand(IpmiCommand command, std::span<const std::uint8_t> request, IpmiResponse* response) {
+  if (!IsIpmiAvailable() || !Send(command, request)) return false;
+  TestLib->Delay(kSingleWait);
+  Exchange exchange;
+  if (EFI_ERROR(Receive(&exchange))) {
+    FailToReceive();
+    return false;
+  }
+  if (exchange.completion_code != 0) {
+    FailOnCompletionCode(command, exchange.completion_code);
+    return false;
+  }
+  TakeResponse(exchange, response);
+  return true;
+}
+
+bool SendIpmiCommandWithRetry(IpmiCommand command, std::span<const std::uint8_t> request, IpmiResponse* response,
+                              std::uint8_t* completion_code) {
+  if (!IsIpmiAvailable()) return false;
+  const bool slow = AddressesSlowDevice(request);
+  // Kept: capacity and completion code are preset once, not for every attempt.
+  Exchange exchange;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const bool last = attempt == kAttempts - 1;
+    if (!Send(command, request)) return false;
+    TestLib->Delay(slow ? kSlowDeviceWait : kRetryWait);
+    const EFI_STATUS status = Receive(&exchange);
+    if (EFI_ERROR(status)) {
+      if (slow) report::DebugPrint(kDebugProgress, u"\nGet Massage error %lx\n", status);
+      if (last) FailToReceive();
+      if (last) return false;
+    }
+    if (exchange.completion_code == 0) {
+      *completion_code = exchange.completion_code;
+      TakeResponse(exchange, response);
+      return true;
+    }
+    if (slow) {
+      const std::uint64_t code = exchange.completion_code;
+      report::DebugPrint(kDebugProgress, u"\nCompletion Code error %lx\n", code);
+    }
+    if (last) FailOnCompletionCode(command, exchange.completion_code);
+  }
+  return false;
+}
+
+}  // namespace mfgtest
