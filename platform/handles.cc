@@ -9,8 +9,24 @@ EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** i
 }
 
 EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle) {
-  UINTN size = sizeof *handle;
-  return BS->LocateHandle(ByProtocol, AsFirmwareGuid(protocol), nullptr, &size, handle);
+  return LocateHandles(protocol, {handle, 1});
+}
+
+EFI_STATUS LocateHandles(const EFI_GUID& protocol, std::span<EFI_HANDLE> handles) {
+  UINTN size = handles.size_bytes();
+  return BS->LocateHandle(ByProtocol, AsFirmwareGuid(protocol), nullptr, &size, handles.data());
+}
+
+HandleList::~HandleList() {
+  if (handles.data() != nullptr) ::FreePool(handles.data());
+}
+
+EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list) {
+  UINTN count = 0;
+  EFI_HANDLE* found = nullptr;
+  const EFI_STATUS status = BS->LocateHandleBuffer(ByProtocol, AsFirmwareGuid(protocol), nullptr, &count, &found);
+  if (!EFI_ERROR(status)) list->handles = {found, count};
+  return status;
 }
 
 void* FirstInterface(const EFI_GUID& protocol) {

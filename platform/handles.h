@@ -1,6 +1,8 @@
 // The handle database: which handles carry a protocol, and its interface.
 #pragma once
 
+#include <span>
+
 #include "platform/efi.h"
 
 namespace platform {
@@ -17,6 +19,25 @@ EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, Interfac
 // The handle that carries the protocol, when it is the only one: the search
 // has room for one handle, so two of them give EFI_BUFFER_TOO_SMALL.
 EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle);
+
+// All handles that carry the protocol. More of them than `handles` has room
+// for give EFI_BUFFER_TOO_SMALL.
+EFI_STATUS LocateHandles(const EFI_GUID& protocol, std::span<EFI_HANDLE> handles);
+
+// Handles in a block of the pool, which is released when the list goes out of
+// scope.
+struct HandleList {
+  HandleList() = default;
+  HandleList(const HandleList&) = delete;
+  HandleList& operator=(const HandleList&) = delete;
+  ~HandleList();
+
+  std::span<EFI_HANDLE> handles{};
+};
+
+// All handles that carry the protocol, however many. The list is empty on
+// failure.
+EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list);
 
 // The first instance of a protocol in the system, or null.
 void* FirstInterface(const EFI_GUID& protocol);

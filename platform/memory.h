@@ -18,6 +18,21 @@ struct PoolBuffer {
   std::size_t size = 0;
 };
 
+// A new block of the pool, its bytes undefined; empty when there is no memory.
+PoolBuffer AllocatePool(std::size_t bytes);
+
+// One page of boot-services data that ends at or below `maximum`, released when
+// it goes out of scope.
+struct LowPage {
+  explicit LowPage(std::uint64_t maximum);
+  LowPage(const LowPage&) = delete;
+  LowPage& operator=(const LowPage&) = delete;
+  ~LowPage();
+
+  bool is_allocated = false;
+  std::uint64_t address = 0;
+};
+
 // A block of the pool, filled with zeros, that stays until ReleaseBlock; null
 // when there is no memory.
 void* TakeBlock(std::size_t bytes);
@@ -25,6 +40,7 @@ void ReleaseBlock(void* block);
 
 // The byte at a physical address. UEFI maps memory one-to-one while boot
 // services last, so the address is the pointer.
+inline std::uint8_t* WritablePhysicalMemory(std::uint64_t address) { return reinterpret_cast<std::uint8_t*>(address); }
 inline const std::uint8_t* PhysicalMemory(std::uint64_t address) {
   return reinterpret_cast<const std::uint8_t*>(address);
 }

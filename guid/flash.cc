@@ -1,0 +1,129 @@
+#include "guid/flash.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "module/last_error.h"
+#include "module/report.h"
+#include "pci/access.h"
+#include "platform/handles.h"
+#include "platform/memory.h"
+
+namespace mfgtest {
+namespace {
+
+constexpr std::uint64_t kRequestPageLimit = 0xFFFF;
+
+// Where the fields of a request lie in its page.
+constexpr std::size_t kBlockAddress = 0;
+constexpr std::size_t kWriteLength = 4;
+constexpr std::size_t kWriteSource = 8;
+constexpr std::size_t kEraseStatus = 8;
+constexpr std::size_t kWriteStatus = 16;
+
+// A request in its page below 64 KiB. The page is not cleared: what is not a
+// field of the request belongs to the flash service, the status above all.
+struct FlashRequest {
+  std::uint8_t* Bytes() const { return platform::WritablePhysicalMemory(page.address); }
+  void Put(std::size_t offset, std::uint32_t value) { std::memcpy(Bytes() + offset, &value, sizeof value); }
+
+  // Hands the request over and gives the status as it then reads.
+  std::uint64_t Submit(std::size_t status_offset) const {
+    initEfiProtocols(nullptr);
+    std::uint64_t status;
+    std::memcpy(&status, Bytes() + status_offset, sizeof status);
+    return status;
+  }
+
+  platform::LowPage page{kRequestPageLimit};
+};
+
+// Through the first handle of those that carry the protocol.
+bool ReadThroughInterface(EFI_HANDLE handle, RawGuid* guid) {
+  report::DebugPrint(kDebugProgress, u"MfgMode Protocol detected\r\n");
+  ManufacturingInterface* interface = nullptr;
+  EFI_STATUS status = platform::HandleInterface(handle, kManufacturingInterfaceProtocolGuid, &interface);
+  if (EFI_ERROR(status)) {
+    SetLastError(u"Error locating Mfg Interface. Code: 0x%X", static_cast<std::uint32_t>(status));
+    return false;
+  }
+  report::DebugPrint(kDebugProgress, u"Mfg Interface retrieved successfully.\r\n");
+  status = interface->ReadGuid(interface, 0, guid->data(), nullptr);
+  if (EFI_ERROR(status)) {
+    SetLastError(u"Error in Reading Sysid. Code: 0x%X", static_cast<std::uint32_t>(status));
+    return false;
+  }
+  report::DebugPrint(kDebugProgress, u"Raw GUID:\r\n");
+  for (const std::uint8_t byte : *guid) report::DebugPrint(kDebugProgress, u"%x ", byte);
+  report::DebugPrint(kDebugProgress, u"\r\n");
+  return true;
+}
+
+// A parameter of the flash's place, reported under a name that need not be the
+// one it is read by.
+bool ReadPlaceParameter(const char16_t* name, const char16_t* reported_name, bool probe, std::uint32_t* value) {
+  if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
+  SetLastError(u"Failed to get param: %s", reported_name);
+  if (!probe) {
+    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: %s\r\n", reported_name);
+  }
+  return false;
+}
+
+bool ReadFromMemory(RawGuid* guid, bool probe) {
+  report::DebugPrint(kDebugProgress, u"MfgMode not installed - reading FLASH directly\r\n");
+  std::uint32_t address = 0;
+  std::uint32_t offset = 0;
+  if (!ReadPlaceParameter(u"FlashAddress", u"FlashAddress", probe, &address)) return false;
+  // Kept: the offset that is read here has another name than the one reported.
+  if (!ReadPlaceParameter(u"GuidOffsetFlash", u"GuidOffsetInFlash", probe, &offset)) return false;
+  const std::uint32_t place = address + offset;
+  report::DebugPrint(kDebugProgress, u"Reading GUID from flash at %08.8x\r\n", place);
+  std::copy_n(platform::PhysicalMemory(place), guid->size(), guid->data());
+  return true;
+}
+
+}  // namespace
+
+ManufacturingInterface* FindManufacturingInterface() {
+  platform::HandleList providers;
+  const EFI_STATUS status = platform::LocateAllHandles(kManufacturingInterfaceProtocolGuid, &providers);
+  if (EFI_ERROR(status) || providers.handles.empty()) return nullptr;
+  ManufacturingInterface* interface = nullptr;
+  const EFI_STATUS opened =
+      platform::HandleInterface(providers.handles[0], kManufacturingInterfaceProtocolGuid, &interface);
+  return EFI_ERROR(opened) ? nullptr : interface;
+}
+
+bool ReadGuidFromFlash(RawGuid* guid, bool probe) {
+  platform::HandleList providers;
+  const EFI_STATUS status = platform::LocateAllHandles(kManufacturingInterfaceProtocolGuid, &providers);
+  if (EFI_ERROR(status)) return ReadFromMemory(guid, probe);
+  if (providers.handles.empty()) {
+    SetLastError(u"Error in getting manufacturing mode handles....\n");
+    return false;
+  }
+  return ReadThroughInterface(providers.handles[0], guid);
+}
+
+std::uint64_t SmiEraseBlock(std::uint32_t address) {
+  FlashRequest request;
+  if (!request.page.is_allocated) return EFI_OUT_OF_RESOURCES;
+  request.Put(kBlockAddress, address);
+  return request.Submit(kEraseStatus);
+}
+
+std::uint64_t SmiWriteBlock(std::uint32_t address, const void* source, std::uint64_t length) {
+  FlashRequest request;
+  if (!request.page.is_allocated) return EFI_OUT_OF_RESOURCES;
+  request.Put(kBlockAddress, address);
+  request.Put(kWriteLength, static_cast<std::uint32_t>(length));
+  request.Put(kWriteSource, static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(source)));
+  return request.Submit(kWriteStatus);
+}
+
+bool RequireFlashParameter(const char16_t* name, std::uint32_t* value) {
+  return ReadPlaceParameter(name, name, false, value);
+}
+
+}  // namespace mfgtest

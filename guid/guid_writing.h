@@ -1,0 +1,11 @@
+#pragma once
+
+namespace mfgtest {
+
+// Test 28: programs the platform's system GUID, the one that the parameters
+// give or a new one, through the manufacturing interface where the firmware has
+// it, else into the flash block. Gives false on failure, and also after a
+// successful write through the manufacturing interface.
+bool WriteGuid();
+
+}  // namespace mfgtest
