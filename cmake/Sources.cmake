@@ -1,10 +1,17 @@
 # The sources of each product, named once for images and host programs.
 file(GLOB MODULE_SOURCES CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/module/*.cc
-  ${CMAKE_SOURCE_DIR}/smbios/*.cc)
+  ${CMAKE_SOURCE_DIR}/smbios/*.cc
+  ${CMAKE_SOURCE_DIR}/ipmi/*.cc
+  ${CMAKE_SOURCE_DIR}/pci/*.cc
+  ${CMAKE_SOURCE_DIR}/net/*.cc
+  ${CMAKE_SOURCE_DIR}/guid/*.cc)
 file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc)
+file(GLOB IPMI_KCS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/*.cc)
 # The layer over the firmware, shared by all products; freestanding.cc stands
-# in for the C library, which a host program has.
+# in for the C library, which a host program has, and port_io.cc reaches for
+# ports, which the simulated machine has.
 file(GLOB PLATFORM_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/platform/*.cc)
-list(REMOVE_ITEM PLATFORM_SOURCES ${CMAKE_SOURCE_DIR}/platform/freestanding.cc)
+set(PORT_IO_SOURCES ${CMAKE_SOURCE_DIR}/platform/port_io.cc)
+list(REMOVE_ITEM PLATFORM_SOURCES ${CMAKE_SOURCE_DIR}/platform/freestanding.cc ${PORT_IO_SOURCES})
 set(FREESTANDING_SOURCES ${CMAKE_SOURCE_DIR}/platform/freestanding.cc)

@@ -25,7 +25,9 @@ void SetLastError(Format<Args...> format, const Args&... arguments) {
 
 // A copy of the text, for a message that puts its own words in front of it.
 struct EarlierLastError {
-  std::array<char16_t, kLastErrorCharacters> text = last_error;
+  const char16_t* Text() const { return copy.data(); }
+
+  std::array<char16_t, kLastErrorCharacters> copy = last_error;
 };
 
 }  // namespace mfgtest

@@ -2,10 +2,11 @@
 
 namespace platform {
 
-const void* FindConfigurationTable(const EFI_GUID& table) {
+bool FindConfigurationTable(const EFI_GUID& guid, const void** table) {
   void* found = nullptr;
-  if (EFI_ERROR(LibGetSystemConfigurationTable(AsFirmwareGuid(table), &found))) return nullptr;
-  return found;
+  if (EFI_ERROR(LibGetSystemConfigurationTable(AsFirmwareGuid(guid), &found))) return false;
+  *table = found;
+  return true;
 }
 
 }  // namespace platform

@@ -5,7 +5,8 @@
 
 namespace platform {
 
-// The table of the first entry with that GUID, or null.
-const void* FindConfigurationTable(const EFI_GUID& table);
+// The table of the first entry with that GUID; an entry may hold a null
+// pointer. Gives false when there is no entry.
+bool FindConfigurationTable(const EFI_GUID& guid, const void** table);
 
 }  // namespace platform

@@ -14,8 +14,16 @@ constexpr EFI_GUID kSmbiosTableGuid = {0xEB9D2D31, 0x2D88, 0x11D3, {0x9A, 0x16, 
 constexpr std::uint64_t kBiosSegment = 0xF0000;
 constexpr std::uint32_t kSearchEnd = 0xFFFC;
 
+}  // namespace
+
+const SmbiosEntryPoint* ListedSmbiosEntryPoint() {
+  const void* listed = nullptr;
+  return platform::FindConfigurationTable(kSmbiosTableGuid, &listed) ? static_cast<const SmbiosEntryPoint*>(listed)
+                                                                     : nullptr;
+}
+
 // Any byte offset will do: not every BIOS keeps to the paragraph alignment.
-const SmbiosEntryPoint* SearchBiosSegment() {
+const SmbiosEntryPoint* SearchSmbiosEntryPoint() {
   const std::uint8_t* const segment = platform::PhysicalMemory(kBiosSegment);
   for (std::uint32_t offset = 0; offset < kSearchEnd; ++offset) {
     if (std::memcmp(segment + offset, "_SM_", 4) == 0) {
@@ -25,20 +33,12 @@ const SmbiosEntryPoint* SearchBiosSegment() {
   return nullptr;
 }
 
-}  // namespace
-
 bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry) {
-  const void* const listed = platform::FindConfigurationTable(kSmbiosTableGuid);
-  if (listed != nullptr) {
-    *entry = static_cast<const SmbiosEntryPoint*>(listed);
-    return true;
-  }
+  *entry = ListedSmbiosEntryPoint();
+  if (*entry != nullptr) return true;
   SetLastError(u"SMBIOS Table not found with GUID, trying memory search.\n");
-  const SmbiosEntryPoint* const found = SearchBiosSegment();
-  if (found != nullptr) {
-    *entry = found;
-    return true;
-  }
+  *entry = SearchSmbiosEntryPoint();
+  if (*entry != nullptr) return true;
   SetLastError(u"Unable to find SMBIOS table entry point.\n");
   return false;
 }

@@ -31,6 +31,12 @@ static_assert(offsetof(SmbiosEntryPoint, table_address) == 0x18);
 static_assert(offsetof(SmbiosEntryPoint, structure_count) == 0x1C);
 static_assert(sizeof(SmbiosEntryPoint) == 0x1F);
 
+// The entry point that the system's configuration tables list, or null.
+const SmbiosEntryPoint* ListedSmbiosEntryPoint();
+
+// The entry point whose anchor is found first in the BIOS segment, or null.
+const SmbiosEntryPoint* SearchSmbiosEntryPoint();
+
 // Finds the entry point: in the system's configuration tables, else by its
 // anchor in the BIOS segment at 0xF0000. The anchor alone is proof; neither
 // the checksums nor the intermediate anchor are looked at. On failure gives

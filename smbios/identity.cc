@@ -137,10 +137,7 @@ bool ShowIdentity(const IdentityKind& kind, Identity& identity) {
     return false;
   }
   const SmbiosStructure& structure = identity.structure;
-  report::DebugPrint(kDebugProgress, u"\nStructure Header:");
-  report::DebugPrint(kDebugProgress, u"\nType: 0x%x   ", structure.Type());
-  report::DebugPrint(kDebugProgress, u"Len: 0x%x   ", structure.Length());
-  report::DebugPrint(kDebugProgress, u"Handle: 0x%x", structure.Handle());
+  ShowStructureHeader(structure);
   CollectStructureStrings(structure, &identity.strings);
   report::DebugPrint(kDebugProgress, u"\nNumber of strings found:%d", identity.strings.count);
   kind.show(structure, identity.strings);

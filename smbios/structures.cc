@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "module/last_error.h"
+#include "module/report.h"
 #include "platform/memory.h"
-#include "smbios/entry_point.h"
 
 namespace mfgtest {
 namespace {
@@ -22,53 +22,77 @@ const std::uint8_t* NextStructure(const std::uint8_t* structure) {
   return reinterpret_cast<const std::uint8_t*>(cursor + 1);
 }
 
-// The walk over the table. The counter has 8 bits, so a table of 256 or more
-// structures is not bounded by its count; such tables exist, and for them the
-// table's length becomes the bound.
-struct TableWalk {
-  const SmbiosEntryPoint* entry;
-  const std::uint8_t* table = platform::PhysicalMemory(entry->table_address);
-  const std::uint8_t* cursor = table;
-  std::uint8_t counter = 0;
-  bool wrapped = false;
+// The strings of a structure one after another, up to the empty one that ends
+// the string-set.
+struct StringCursor {
+  explicit StringCursor(const SmbiosStructure& structure)
+      : text(reinterpret_cast<const char*>(structure.bytes + structure.Length())), length(std::strlen(text)) {}
 
-  bool AtEnd() const {
-    if (counter >= entry->structure_count) return true;
-    return wrapped && cursor >= table + entry->table_length;
-  }
-
+  bool AtEnd() const { return length == 0; }
   void Step() {
-    cursor = NextStructure(cursor);
-    if (++counter == 0) wrapped = true;
+    text += length + 1;
+    length = std::strlen(text);
   }
+  void CopyTo(SmbiosString& slot) const {
+    AsciiToUnicode(text, slot.data(), std::min(length, kSmbiosStringCharacters - 1));
+  }
+
+  const char* text;
+  std::size_t length;
 };
 
 }  // namespace
 
-std::uint16_t SmbiosStructure::Handle() const { return static_cast<std::uint16_t>(Byte(2) | Byte(3) << 8); }
+std::uint16_t SmbiosStructure::Word(unsigned offset) const {
+  if (offset + 2 > Length()) return 0;
+  return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
+}
 
-std::uint8_t SmbiosStructure::Byte(unsigned offset) const { return offset < Length() ? bytes[offset] : 0; }
+std::uint32_t SmbiosStructure::Dword(unsigned offset) const {
+  if (offset + 4 > Length()) return 0;
+  return Word(offset) | std::uint32_t{Word(offset + 2)} << 16;
+}
+
+SmbiosWalk::SmbiosWalk(const SmbiosEntryPoint& of_entry)
+    : entry(of_entry), current{platform::PhysicalMemory(of_entry.table_address)} {}
+
+bool SmbiosWalk::AtEnd() const {
+  if (counter >= entry.structure_count) return true;
+  return wrapped && current.bytes >= platform::PhysicalMemory(entry.table_address) + entry.table_length;
+}
+
+void SmbiosWalk::Step() {
+  current.bytes = NextStructure(current.bytes);
+  if (++counter == 0) wrapped = true;
+}
 
 bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* structure) {
   const SmbiosEntryPoint* entry = nullptr;
   if (!GetSmbiosEntryPoint(&entry)) {
     const EarlierLastError earlier;
-    SetLastError(u"\nFailed to get SMBIOS Table Entry Point.\n%s", earlier.text.data());
+    SetLastError(u"\nFailed to get SMBIOS Table Entry Point.\n%s", earlier.Text());
     return false;
   }
   std::uint8_t matches = 0;
-  for (TableWalk walk{entry}; !walk.AtEnd(); walk.Step()) {
-    if (walk.cursor == nullptr) {
+  for (SmbiosWalk walk(*entry); !walk.AtEnd(); walk.Step()) {
+    if (walk.IsNull()) {
       SetLastError(u"\nStructure Table Address is NULL.\n");
       return false;
     }
-    if (walk.cursor[0] == type && matches++ == index) {
-      structure->bytes = walk.cursor;
+    if (walk.current.Type() == type && matches++ == index) {
+      *structure = walk.current;
       return true;
     }
   }
   SetLastError(u"No Structure Type %d, Index %d, found.\n", type, index);
   return false;
+}
+
+void ShowStructureHeader(const SmbiosStructure& structure) {
+  report::DebugPrint(kDebugProgress, u"\nStructure Header:");
+  report::DebugPrint(kDebugProgress, u"\nType: 0x%x   ", structure.Type());
+  report::DebugPrint(kDebugProgress, u"Len: 0x%x   ", structure.Length());
+  report::DebugPrint(kDebugProgress, u"Handle: 0x%x", structure.Handle());
 }
 
 void AsciiToUnicode(const char* source, char16_t* destination, std::size_t count) {
@@ -82,15 +106,28 @@ char16_t* SmbiosStrings::Numbered(std::uint8_t string_number) {
   return slot < kSlots ? slots[slot].data() : none.data();
 }
 
+unsigned CountStructureStrings(const SmbiosStructure& structure) {
+  unsigned count = 0;
+  for (StringCursor cursor(structure); !cursor.AtEnd(); cursor.Step()) ++count;
+  return count;
+}
+
+SmbiosString StructureString(const SmbiosStructure& structure, unsigned string_number) {
+  SmbiosString text{};
+  if (string_number == 0) return text;
+  unsigned number = 1;
+  for (StringCursor cursor(structure); !cursor.AtEnd(); cursor.Step(), ++number) {
+    if (number != string_number) continue;
+    cursor.CopyTo(text);
+    break;
+  }
+  return text;
+}
+
 void CollectStructureStrings(const SmbiosStructure& structure, SmbiosStrings* strings) {
   *strings = {};
-  const char* cursor = reinterpret_cast<const char*>(structure.bytes + structure.Length());
-  while (strings->count < SmbiosStrings::kSlots) {
-    const std::size_t length = std::strlen(cursor);
-    if (length == 0) return;
-    AsciiToUnicode(cursor, strings->slots[strings->count++].data(),
-                   std::min(length, SmbiosStrings::kSlotCharacters - 1));
-    cursor += length + 1;
+  for (StringCursor cursor(structure); !cursor.AtEnd() && strings->count < SmbiosStrings::kSlots; cursor.Step()) {
+    cursor.CopyTo(strings->slots[strings->count++]);
   }
 }
 

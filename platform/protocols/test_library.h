@@ -35,6 +35,8 @@ inline constexpr TestLibraryStatus kTestLibraryBufferTooSmall = 6;
 inline constexpr std::uint32_t kDebugProgress = 1;
 inline constexpr std::uint32_t kDebugIndex = 2;
 inline constexpr std::uint32_t kDebugProgressAndIndex = 3;
+inline constexpr std::uint32_t kDebugTrace = 8;
+inline constexpr std::uint32_t kDebugIpmi = 16;
 
 // An entry that no module of ours calls.
 using UnusedOperation = TestLibraryStatus(EFIAPI*)();
