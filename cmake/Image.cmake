@@ -6,13 +6,16 @@ set(IMAGE_COMPILE_OPTIONS
   -ffunction-sections -fdata-sections -fvisibility=hidden)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   list(REMOVE_ITEM IMAGE_COMPILE_OPTIONS -maccumulate-outgoing-args)
+else()
+  # A unique symbol is looked up by name at start, for which nothing is there.
+  list(APPEND IMAGE_COMPILE_OPTIONS -fno-gnu-unique)
 endif()
 
 add_library(image_flags INTERFACE)
 target_link_libraries(image_flags INTERFACE product_flags)
 target_compile_options(image_flags INTERFACE ${IMAGE_COMPILE_OPTIONS})
 
-add_library(image_platform OBJECT ${PLATFORM_SOURCES} ${FREESTANDING_SOURCES})
+add_library(image_platform OBJECT ${PLATFORM_SOURCES} ${PORT_IO_SOURCES} ${FREESTANDING_SOURCES})
 target_link_libraries(image_platform PRIVATE image_flags)
 set_source_files_properties(${FREESTANDING_SOURCES} PROPERTIES COMPILE_OPTIONS -fno-builtin)
 
@@ -48,3 +51,10 @@ add_efi_image(mfgtest efi-app-x86_64 ${MODULE_SOURCES})
 if(TESTLIB_SOURCES)
   add_efi_image(testlib efi-bsdrv-x86_64 ${TESTLIB_SOURCES})
 endif()
+add_efi_image(ipmi_kcs efi-bsdrv-x86_64 ${IPMI_KCS_SOURCES})
+
+# Firmware that a board has and OVMF has not; no product.
+string(REGEX REPLACE "/efi([^/]*)$" "/qemu\\1" IMAGE_OUTPUT ${IMAGE_OUTPUT})
+file(MAKE_DIRECTORY ${IMAGE_OUTPUT})
+add_efi_image(manufacturing_interface efi-bsdrv-x86_64
+  ${CMAKE_SOURCE_DIR}/qemu/demonstration/manufacturing_interface.cc)
