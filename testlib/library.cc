@@ -104,7 +104,9 @@ void EFIAPI SetResultString(const char16_t* key, const char16_t* value) {
 
 void EFIAPI RemoveSubtest(UINTN subtest) {
   TraceNumber(u"RemoveSubtest ", subtest);
-  if (!RemoveTest(state->removed, subtest, state->run.test)) Note(u"There is no test %lu to remove.\n", subtest);
+  if (!RemoveTest(state->removed, subtest, state->run.test, state->message.data())) {
+    Note(u"There is no test %lu to remove.\n", subtest);
+  }
 }
 
 void EFIAPI LogMessage(const char16_t* format, ...) {

@@ -37,6 +37,23 @@ void SayRun(const char16_t* before, const Run& run) {
       fraction);
 }
 
+// A run of the summary's table.
+void SayRow(const Run& run, bool is_earlier) {
+  const auto number = TestNumberText(run);
+  const std::uint64_t seconds = run.hundredths / 100;
+  const auto fraction = static_cast<std::uint32_t>(run.hundredths % 100);
+  Say(is_earlier ? Colour::kQuiet : ColourOf(run.verdict), u"  %4s  %.-30s %.-7s  %6u  %4lu.%02u%s\n", number.data(),
+      run.has_test ? TitleOf(run.test) : u"-", VerdictText(run.verdict), run.errors, seconds, fraction,
+      is_earlier ? u"  (before Autosense, not counted)" : u"");
+}
+
+// The line that a rig waits for.
+void SayTally(const Tally& tally) {
+  const Verdict verdict = Judge(tally);
+  Say(ColourOf(verdict), u"SUMMARY %u passed, %u failed, %u errors, %u skipped: %s\n", tally.Of(Verdict::kPass),
+      tally.Of(Verdict::kFail), tally.Of(Verdict::kError), tally.Of(Verdict::kSkip), VerdictText(verdict));
+}
+
 void SayLeftAligned(const char16_t* text, std::size_t width) {
   platform::Write(text);
   for (std::size_t length = std::u16string_view(text).size(); length < width; ++length) platform::Write(u" ");
@@ -61,7 +78,9 @@ void SayResults(Label label) {
 void SayRemovedTests() {
   for (std::uint32_t test = 0; test < RemovedTests::kTests; ++test) {
     const RemovedTests::Removal* const removal = FindRemoval(state->removed, test);
-    if (removal != nullptr) Say(Colour::kNotice, u"  test %u does not apply (removed by test %u)\n", test, removal->by);
+    if (removal == nullptr) continue;
+    Say(Colour::kNotice, u"  test %u does not apply (removed by test %u): %s\n", test, removal->by,
+        removal->reason.data());
   }
 }
 
@@ -130,15 +149,15 @@ void ShowParameters() {
 
 void ShowSummary() {
   platform::StartLine();
-  Say(Colour::kNormal, u"Runs since the library was loaded: %u\n", state->history.count);
-  for (const Run& run : state->history.Kept()) {
-    SayRun(u"  ", run);
-  }
-  if (state->history.count > RunHistory::kRuns) platform::Write(u"  (later runs are counted, not listed)\n");
-  SayRemovedTests();
-  if (state->results.count == 0) return;
-  platform::Write(u"Results:\n");
+  if (state->results.count != 0) platform::Write(u"Results:\n");
   SayResults([](const Result& result) { return result.key.data(); });
+  SayRemovedTests();
+  Say(Colour::kNormal, u"Runs since the library was loaded: %u\n", state->history.count);
+  Say(Colour::kNormal, u"  Test  Title                          Verdict  Errors  Seconds\n");
+  std::uint32_t index = 0;
+  for (const Run& run : state->history.Kept()) SayRow(run, index++ < state->history.line_start);
+  if (state->history.count > RunHistory::kRuns) platform::Write(u"  (later runs are counted, not listed)\n");
+  SayTally(state->history.line);
 }
 
 void ShowRunResults() {

@@ -33,6 +33,8 @@ Verdict Judge(const Run& run) {
       return run.errors == 0 ? Verdict::kPass : Verdict::kFail;
     case Stage::kDoesNotApply:
       return Verdict::kSkip;
+    case Stage::kMustApply:
+      return Verdict::kFail;
     case Stage::kRefused:
       return Verdict::kError;
     default:
@@ -40,7 +42,18 @@ Verdict Judge(const Run& run) {
   }
 }
 
+Verdict Judge(const Tally& tally) {
+  if (tally.Of(Verdict::kFail) != 0) return Verdict::kFail;
+  if (tally.Of(Verdict::kError) != 0 || tally.Of(Verdict::kPass) == 0) return Verdict::kError;
+  return Verdict::kPass;
+}
+
 void Remember(RunHistory& history, const Run& run) {
+  if (run.has_test && run.test == kAutosense) {
+    history.line_start = history.count;
+    history.line = {};
+  }
+  ++history.line.runs[static_cast<std::size_t>(run.verdict)];
   if (history.count < RunHistory::kRuns) history.runs[history.count] = run;
   ++history.count;
 }
@@ -65,9 +78,20 @@ const char16_t* DisplayLabel(const Result& result) {
   return key.starts_with(kDisplayPrefix) ? result.key.data() + kDisplayPrefix.size() : nullptr;
 }
 
-bool RemoveTest(RemovedTests& removed, std::uint64_t test, std::uint32_t by) {
+bool RemoveTest(RemovedTests& removed, std::uint64_t test, std::uint32_t by, std::u16string_view message) {
   if (test >= RemovedTests::kTests) return false;
-  removed.tests[test] = {true, by};
+  RemovedTests::Removal& removal = removed.tests[test];
+  removal = {.removed = true, .by = by, .reason = {}};
+  std::size_t length = 0;
+  bool is_apart = false;
+  for (const char16_t c : message) {
+    const bool is_space = c <= u' ';
+    if (is_space) is_apart = length > 0;
+    if (is_space || length + 2 >= removal.reason.size()) continue;
+    if (is_apart) removal.reason[length++] = u' ';
+    removal.reason[length++] = c;
+    is_apart = false;
+  }
   return true;
 }
 

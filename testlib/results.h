@@ -20,6 +20,7 @@ enum class Stage : std::uint8_t {
   kNothingToRun,  // help and lists
   kRefused,       // the command line could not be taken
   kDoesNotApply,  // an earlier test removed the selected one
+  kMustApply,     // the same, but the order requires it
   kRunning,
 };
 
@@ -37,11 +38,28 @@ struct Run {
 // reported nothing passes.
 Verdict Judge(const Run& run);
 
+// How many runs ended with each verdict.
+struct Tally {
+  std::array<std::uint32_t, 5> runs;
+
+  std::uint32_t Of(Verdict verdict) const { return runs[static_cast<std::size_t>(verdict)]; }
+};
+
+// One verdict for all of them. Nothing that passed is no pass.
+Verdict Judge(const Tally& tally);
+
+// Autosense looks at the machine anew: it starts a line run.
+inline constexpr std::uint32_t kAutosense = 0;
+
 // The first runs of the boot, and the number of all of them.
 struct RunHistory {
   static constexpr std::size_t kRuns = 256;
   std::array<Run, kRuns> runs;
   std::uint32_t count;
+  // The line run: the last start of Autosense and what came after it, or all
+  // runs as long as there was none.
+  std::uint32_t line_start;
+  Tally line;
 
   std::span<const Run> Kept() const { return std::span(runs).first(count < kRuns ? count : kRuns); }
 };
@@ -69,18 +87,21 @@ bool Publish(ResultStore& store, std::u16string_view key, std::u16string_view va
 // The label of a result that the operator shall see, or null for another key.
 const char16_t* DisplayLabel(const Result& result);
 
-// The tests that do not apply to this machine, each with the one that said so.
+// The tests that do not apply to this machine, each with the one that said so
+// and what it said last before: the reason, on one line.
 struct RemovedTests {
   static constexpr std::size_t kTests = 64;
   struct Removal {
     bool removed;
     std::uint32_t by;
+    std::array<char16_t, 256> reason;
   };
   std::array<Removal, kTests> tests;
 };
 
-// False for a number beyond RemovedTests::kTests.
-bool RemoveTest(RemovedTests& removed, std::uint64_t test, std::uint32_t by);
+// False for a number beyond RemovedTests::kTests. Line ends and other white
+// space of the message come down to single blanks.
+bool RemoveTest(RemovedTests& removed, std::uint64_t test, std::uint32_t by, std::u16string_view message);
 
 // Who removed the test, or null.
 const RemovedTests::Removal* FindRemoval(const RemovedTests& removed, std::uint32_t test);

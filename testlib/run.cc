@@ -4,6 +4,7 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "testlib/output.h"
+#include "testlib/required_tests.h"
 #include "testlib/state.h"
 #include "testlib/status.h"
 #include "testlib/test_titles.h"
@@ -12,7 +13,6 @@ namespace testlib {
 namespace {
 
 constexpr const char16_t* kVerdictVariable = u"MfgVerdict";
-constexpr std::uint32_t kAutosense = 0;
 
 void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
   const EFI_STATUS status =
@@ -106,13 +106,32 @@ TestLibraryStatus ShowInstead(Action action) {
   return kNothingToRun;
 }
 
+bool IsRequired(std::uint32_t test, bool* required, ErrorText& error) {
+  const Parameter* const list = Find(state->parameters, kRequiredTestsParameter);
+  return FindInTestList(list == nullptr ? u"" : list->value.data(), test, required, error);
+}
+
+TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) {
+  Run& run = state->run;
+  run.stage = required ? Stage::kMustApply : Stage::kDoesNotApply;
+  Note(u"Test %u does not apply to this machine (removed by test %u): %s\n", run.test, removal.by,
+       removal.reason.data());
+  if (required) {
+    run.errors = 1;
+    ErrorText error;
+    FormatText(error, u"test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
+    ShowError(u"ERROR: ", error.data());
+  }
+  return kDoesNotApply;
+}
+
 TestLibraryStatus Begin(TestDescriptor& descriptor) {
   Run& run = state->run;
+  bool required = false;
+  if (ErrorText error; !IsRequired(run.test, &required, error)) return Refuse(error);
   if (run.test == kAutosense) state->removed = {};
   if (const RemovedTests::Removal* const removal = FindRemoval(state->removed, run.test); removal != nullptr) {
-    run.stage = Stage::kDoesNotApply;
-    Note(u"Test %u does not apply to this machine (removed by test %u).\n", run.test, removal->by);
-    return kDoesNotApply;
+    return LeaveOut(*removal, required);
   }
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
@@ -146,6 +165,7 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor) {
   state->module = descriptor.ImageHandle;
   state->parameters.count = 0;
   state->answers_used = 0;
+  state->message[0] = 0;
   ForgetVerdict(state->module);
   const TestLibraryStatus status = Prepare(descriptor);
   // A module may report the refusal as a debug message; the operator knows.

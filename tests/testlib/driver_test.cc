@@ -224,12 +224,22 @@ TEST_F(DriverOnModernShell, TalksToTheOperator) {
 
 TEST_F(DriverOnModernShell, RemembersTheBoot) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
-  Run({u"0"}, [](TestLibrary& library) { library.RemoveSubtest(13); });
+  Run({u"0"}, [](TestLibrary& library) {
+    library.LogMessage(u"No asset tag.\nRemoving 13.\n");
+    library.RemoveSubtest(13);
+  });
   bool ran = false;
   const std::u16string skipped = Run({u"13"}, [&](TestLibrary&) { ran = true; });
   EXPECT_FALSE(ran);
   EXPECT_EQ(Verdict(), u"SKIP");
-  EXPECT_NE(skipped.find(u"does not apply to this machine (removed by test 0)"), skipped.npos);
+  EXPECT_NE(skipped.find(u"does not apply to this machine (removed by test 0): No asset tag. Removing 13.\r\n"),
+            skipped.npos);
+  const std::u16string failed = Run({u"13", u"Required_Tests=1-12 13"}, [&](TestLibrary&) { ran = true; });
+  EXPECT_EQ(Verdict(), u"FAIL");
+  EXPECT_NE(failed.find(u"ERROR: test 13 has to apply to this machine: Required_Tests names it"), failed.npos);
+  Run({u"1", u"Required_Tests=all"}, [&](TestLibrary&) { ran = true; });
+  EXPECT_EQ(Verdict(), u"ERROR");
+  EXPECT_FALSE(ran);
   EXPECT_NE(Run({u"-l"}).find(u"Chassis asset tag  (does not apply"), std::u16string::npos);
 
   application_ends = false;
@@ -237,13 +247,20 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
   EXPECT_EQ(Verdict(), u"");
   application_ends = true;
   const std::u16string summary = Run({u"--summary"});
-  for (const auto* const line : {u"loaded: 3\r\n", u"test 13 \"Chassis asset tag\": SKIP",
-                                 u"test 2 \"System product\": ERROR", u"test 13 does not apply (removed by test 0)"}) {
+  for (const auto* const line : {u"loaded: 5\r\n", u"     0  Autosense                      PASS          0  ",
+                                 u"    13  Chassis asset tag              SKIP          0  ",
+                                 u"    13  Chassis asset tag              FAIL          1  ",
+                                 u"     2  System product                 ERROR         0  ",
+                                 u"test 13 does not apply (removed by test 0): No asset tag.",
+                                 u"\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
     EXPECT_NE(summary.find(line), summary.npos) << simulation::Readable(summary);
   }
   Run({u"0"});
   Run({u"13"});
   EXPECT_EQ(Verdict(), u"PASS");
+  const std::u16string second = Run({u"--summary"});
+  EXPECT_NE(second.find(u"  (before Autosense, not counted)\r\n"), second.npos);
+  EXPECT_TRUE(second.ends_with(u"SUMMARY 2 passed, 0 failed, 0 errors, 0 skipped: PASS\r\n"));
 }
 
 TEST_F(DriverOnModernShell, TracesOperationsInPieces) {

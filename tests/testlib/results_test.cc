@@ -18,10 +18,11 @@ TEST(Verdict, OnlyARunWithoutErrorsPasses) {
     bool no_such_test;
     const char16_t* verdict;
   } cases[] = {
-      {Stage::kRunning, 0, false, u"PASS"},  {Stage::kRunning, 1, false, u"FAIL"},
-      {Stage::kRunning, 1, true, u"ERROR"},  {Stage::kRefused, 1, false, u"ERROR"},
-      {Stage::kRefused, 0, false, u"ERROR"}, {Stage::kDoesNotApply, 0, false, u"SKIP"},
-      {Stage::kNothingToRun, 0, false, u""}, {Stage::kIdle, 0, false, u""},
+      {Stage::kRunning, 0, false, u"PASS"},   {Stage::kRunning, 1, false, u"FAIL"},
+      {Stage::kRunning, 1, true, u"ERROR"},   {Stage::kRefused, 1, false, u"ERROR"},
+      {Stage::kRefused, 0, false, u"ERROR"},  {Stage::kDoesNotApply, 0, false, u"SKIP"},
+      {Stage::kMustApply, 1, false, u"FAIL"}, {Stage::kNothingToRun, 0, false, u""},
+      {Stage::kIdle, 0, false, u""},
   };
   for (const auto& c : cases) {
     testlib::Run run{};
@@ -57,10 +58,13 @@ TEST(Results, LongTextIsCutAndAFullStoreRefuses) {
 
 TEST(RemovedTests, AreFoundAndBounded) {
   RemovedTests removed{};
-  EXPECT_TRUE(RemoveTest(removed, 14, 0));
-  EXPECT_FALSE(RemoveTest(removed, 64, 0));
-  EXPECT_FALSE(RemoveTest(removed, UINT64_MAX, 0));
-  EXPECT_NE(FindRemoval(removed, 14), nullptr);
+  EXPECT_TRUE(RemoveTest(removed, 14, 0, u"\r\n Autosense():: 100%s.\n\tRemoving\r\n"));
+  EXPECT_TRUE(RemoveTest(removed, 15, 0, std::u16string(1000, u'x')));
+  EXPECT_FALSE(RemoveTest(removed, 64, 0, u""));
+  EXPECT_FALSE(RemoveTest(removed, UINT64_MAX, 0, u""));
+  ASSERT_NE(FindRemoval(removed, 14), nullptr);
+  EXPECT_EQ(std::u16string(FindRemoval(removed, 14)->reason.data()), u"Autosense():: 100%s. Removing");
+  EXPECT_EQ(FindRemoval(removed, 15)->reason.back(), 0);
   EXPECT_EQ(FindRemoval(removed, 13), nullptr);
   EXPECT_EQ(FindRemoval(removed, 0xFFFFFFFF), nullptr);
 }
@@ -70,6 +74,30 @@ TEST(RunHistory, CountsOnWhenItIsFull) {
   for (unsigned i = 0; i < RunHistory::kRuns + 1; ++i) Remember(*history, {});
   EXPECT_EQ(history->count, RunHistory::kRuns + 1);
   EXPECT_EQ(history->Kept().size(), RunHistory::kRuns);
+}
+
+TEST(RunHistory, ALineRunCountsFromTheLastAutosense) {
+  const auto history = std::make_unique<RunHistory>();
+  const auto remember = [&](std::uint32_t test, bool has_test, Verdict verdict) {
+    testlib::Run run{};
+    run.test = test;
+    run.has_test = has_test;
+    run.verdict = verdict;
+    Remember(*history, run);
+    return Judge(history->line);
+  };
+  EXPECT_EQ(Judge(history->line), Verdict::kError);
+  EXPECT_EQ(remember(13, true, Verdict::kSkip), Verdict::kError);
+  EXPECT_EQ(remember(1, true, Verdict::kPass), Verdict::kPass);
+  EXPECT_EQ(remember(0, false, Verdict::kError), Verdict::kError);
+  EXPECT_EQ(history->line_start, 0u);
+  EXPECT_EQ(remember(0, true, Verdict::kPass), Verdict::kPass);
+  EXPECT_EQ(history->line_start, 3u);
+  EXPECT_EQ(remember(13, true, Verdict::kSkip), Verdict::kPass);
+  EXPECT_EQ(remember(2, true, Verdict::kError), Verdict::kError);
+  EXPECT_EQ(remember(2, true, Verdict::kFail), Verdict::kFail);
+  EXPECT_EQ(history->line.Of(Verdict::kPass), 1u);
+  EXPECT_EQ(remember(0, true, Verdict::kError), Verdict::kError);
 }
 
 TEST(TestTitles, EveryTestOfTheModuleHasOne) {

@@ -1,0 +1,39 @@
+#include "testlib/required_tests.h"
+
+#include "platform/format.h"
+#include "testlib/text_part.h"
+
+namespace testlib {
+namespace {
+
+constexpr std::u16string_view kSeparators = u" \t,";
+
+// A number, or two of them around a hyphen.
+bool ParseRange(std::u16string_view word, std::uint32_t* first, std::uint32_t* last) {
+  const std::size_t hyphen = std::min(word.find(u'-'), word.size());
+  if (!ParseNumber(PartBefore(word, hyphen), first)) return false;
+  *last = *first;
+  return hyphen == word.size() || (ParseNumber(PartFrom(word, hyphen + 1), last) && *first <= *last);
+}
+
+}  // namespace
+
+bool FindInTestList(std::u16string_view list, std::uint32_t test, bool* found, ErrorText& error) {
+  *found = false;
+  while (true) {
+    list = PartFrom(list, list.find_first_not_of(kSeparators));
+    if (list.empty()) return true;
+    const std::u16string_view word = PartBefore(list, list.find_first_of(kSeparators));
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    if (!ParseRange(word, &first, &last)) {
+      FormatText(error, u"%s: expected test numbers and ranges such as \"1-13 34 36\", found \"%s\"",
+                 kRequiredTestsParameter, list.data());
+      return false;
+    }
+    if (first <= test && test <= last) *found = true;
+    list = PartFrom(list, word.size());
+  }
+}
+
+}  // namespace testlib
