@@ -63,6 +63,19 @@ if(TESTLIB_SOURCES)
   target_link_libraries(simulation PUBLIC host_testlib)
 endif()
 
+# Here the driver's ports are those of the simulated machine.
+add_product(host_ipmi_kcs ${IPMI_KCS_SOURCES})
+target_link_libraries(host_ipmi_kcs INTERFACE simulation)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/entry.cc PROPERTIES
+  COMPILE_DEFINITIONS efi_main=ipmi_kcs_efi_main)
+
+# The management controller for machines in QEMU: it knows no firmware types,
+# and runs beside the machine.
+add_executable(bmc qemu/bmc/main.cc qemu/bmc/line_protocol.cc simulation/controller_file.cc
+  simulation/fru_image.cc simulation/management_controller.cc)
+target_link_libraries(bmc PRIVATE host_flags)
+target_compile_options(bmc PRIVATE -Wall -Wextra -Wshadow -Werror)
+
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
@@ -82,4 +95,13 @@ function(add_host_tests name)
 endfunction()
 
 add_host_tests(module_tests simulation platform module smbios scenarios)
+add_host_tests(guid_tests guid net pci)
 add_host_tests(testlib_tests testlib)
+add_host_tests(ipmi_tests ipmi)
+add_host_tests(driver_tests drivers)
+target_link_libraries(driver_tests PRIVATE host_ipmi_kcs)
+
+find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
+add_test(NAME FruImages.AreReadByIpmitool
+  COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>
+          ${CMAKE_SOURCE_DIR}/tests/ipmi/server.machine)

@@ -186,6 +186,13 @@ EFI_STATUS EFIAPI LocateHandle(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, 
 
 EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void*, UINTN* count,
                                      EFI_HANDLE** buffer) {
+  const Machine& machine = Machine::Current();
+  if (protocol != nullptr && machine.before_search) machine.before_search(*protocol);
+  if (protocol != nullptr && SameGuid(*protocol, machine.found_nowhere)) {
+    *count = 0;
+    *buffer = nullptr;
+    return EFI_SUCCESS;
+  }
   const std::vector<EFI_HANDLE> found = Search(type, protocol);
   if (found.empty()) return EFI_NOT_FOUND;
   void* block = nullptr;

@@ -4,6 +4,7 @@
 // configuration table, memory at an address.
 #pragma once
 
+#include <functional>
 #include <list>
 #include <vector>
 
@@ -57,6 +58,11 @@ struct Machine {
   EFI_TIME time{};
   std::uint64_t stalled_microseconds = 0;
   std::vector<ProtocolCall> protocol_calls;
+  // Runs before every search for all handles with a protocol: some firmware
+  // works while it is called.
+  std::function<void(const EFI_GUID& protocol)> before_search;
+  // A search for all handles with this protocol succeeds and gives none.
+  EFI_GUID found_nowhere{};
   // Physical addresses 0xF0000 to 0xFFFFF, and the page behind them.
   Mapping bios_segment = Mapping::At(0xF0000, 0x11000);
   EFI_SYSTEM_TABLE system_table{};

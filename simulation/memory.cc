@@ -15,10 +15,14 @@ namespace simulation {
 namespace {
 
 constexpr std::size_t kPage = EFI_PAGE_SIZE;
-constexpr int kPatternFresh = 0xAF;
 constexpr int kPatternFreed = 0xDF;
 // The machine's last byte. The sanitizers keep their own memory above it.
 constexpr EFI_PHYSICAL_ADDRESS kTopOfMemory = 0x7FEFFFFF;
+
+// Firmware's pool lies below 4 GiB. Here only the blocks from this size on do,
+// against an unmapped page; they can be handed on in 32 bits.
+constexpr std::size_t kLowBlock = 0x10000;
+constexpr std::size_t kPoolAlignment = 16;
 
 std::size_t WholePages(std::size_t size) { return (size + kPage - 1) / kPage * kPage; }
 
@@ -74,13 +78,22 @@ Mapping::~Mapping() {
 void Mapping::Protect() { mprotect(data_, size_, PROT_READ); }
 
 Memory::~Memory() {
-  for (const auto& [block, size] : pool_) std::free(block);
+  for (const auto& [start, block] : pool_) {
+    if (!block.low) std::free(start);
+  }
 }
 
 EFI_STATUS Memory::AllocatePool(UINTN size, void** block) {
-  *block = std::malloc(size);
-  std::memset(*block, kPatternFresh, size);
-  pool_[*block] = size;
+  if (size == refused_size) return EFI_OUT_OF_RESOURCES;
+  if (size >= kLowBlock) {
+    Mapping low = Mapping::Low(size);
+    *block = low.Data() + (low.Size() - size) / kPoolAlignment * kPoolAlignment;
+    pool_.emplace(*block, Block{size, std::move(low)});
+  } else {
+    *block = std::malloc(size);
+    pool_.emplace(*block, Block{size});
+  }
+  std::memset(*block, kFresh, size);
   return EFI_SUCCESS;
 }
 
@@ -90,13 +103,14 @@ EFI_STATUS Memory::FreePool(void* block) {
     Fault("FreePool of a block that is not allocated");
     return EFI_INVALID_PARAMETER;
   }
-  std::memset(block, kPatternFreed, found->second);
-  std::free(block);
+  std::memset(block, kPatternFreed, found->second.size);
+  if (!found->second.low) std::free(block);
   pool_.erase(found);
   return EFI_SUCCESS;
 }
 
 EFI_STATUS Memory::AllocatePages(EFI_ALLOCATE_TYPE type, UINTN count, EFI_PHYSICAL_ADDRESS* address) {
+  if (refuses_pages) return EFI_OUT_OF_RESOURCES;
   const std::size_t size = count * kPage;
   std::uint64_t candidate = *address;
   if (type != AllocateAddress) {
@@ -107,7 +121,7 @@ EFI_STATUS Memory::AllocatePages(EFI_ALLOCATE_TYPE type, UINTN count, EFI_PHYSIC
   // Firmware looks for free pages from the limit downwards.
   while (!run && type != AllocateAddress && candidate > kPage) run = Mapping::IfFree(candidate -= kPage, size);
   if (!run) return type == AllocateAddress ? EFI_NOT_FOUND : EFI_OUT_OF_RESOURCES;
-  std::memset(run->Data(), kPatternFresh, size);
+  std::memset(run->Data(), kFresh, size);
   *address = candidate;
   pages_.emplace(candidate, std::move(*run));
   return EFI_SUCCESS;

@@ -50,9 +50,20 @@ class Memory {
 
   // Pool blocks and page runs that are allocated.
   std::size_t Outstanding() const { return pool_.size() + pages_.size(); }
+  const std::map<EFI_PHYSICAL_ADDRESS, Mapping>& Pages() const { return pages_; }
+
+  // What memory holds that was just handed out.
+  static constexpr std::uint8_t kFresh = 0xAF;
+  // There is no block of this size, and there are no pages.
+  std::optional<UINTN> refused_size;
+  bool refuses_pages = false;
 
  private:
-  std::map<void*, std::size_t> pool_;
+  struct Block {
+    std::size_t size;
+    std::optional<Mapping> low{};
+  };
+  std::map<void*, Block> pool_;
   std::map<EFI_PHYSICAL_ADDRESS, Mapping> pages_;
 };
 

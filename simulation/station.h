@@ -38,6 +38,8 @@ struct Station {
   SmbiosTable smbios;
   SmbiosPlacement smbios_placement;
   std::optional<SmbiosDevice> smbios_device;
+  // Blocks of the pool that a run may keep.
+  std::size_t kept_blocks = 0;
   // How the last run ended, and the handle of its image.
   ImageEnd end{};
   EFI_HANDLE image = nullptr;

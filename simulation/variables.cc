@@ -31,12 +31,13 @@ EFI_STATUS VariableStore::Get(const CHAR16* name, const EFI_GUID& vendor, UINT32
   *size = variable->data.size();
   if (!fits) return EFI_BUFFER_TOO_SMALL;
   if (attributes != nullptr) *attributes = variable->attributes;
-  std::memcpy(data, variable->data.data(), variable->data.size());
+  std::ranges::copy(variable->data, static_cast<std::uint8_t*>(data));
   return EFI_SUCCESS;
 }
 
 EFI_STATUS VariableStore::Set(const CHAR16* name, const EFI_GUID& vendor, UINT32 attributes, UINTN size,
                               const void* data) {
+  if (EFI_ERROR(write_status)) return write_status;
   auto* const variable = const_cast<Variable*>(Find(AsText(name), vendor));
   const auto* const bytes = static_cast<const std::uint8_t*>(data);
   if (size == 0) {

@@ -37,6 +37,8 @@ class VariableStore {
 
   // A broken store, whose list begins again after its last variable.
   bool never_ends = false;
+  // What SetVariable answers; an error changes nothing.
+  EFI_STATUS write_status = EFI_SUCCESS;
   // In the order in which they were made.
   std::vector<Variable> variables;
 };

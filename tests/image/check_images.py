@@ -12,7 +12,7 @@ from pathlib import Path
 
 APPLICATION = 10
 BOOT_SERVICE_DRIVER = 11
-SUBSYSTEMS = {"mfgtest": APPLICATION, "testlib": BOOT_SERVICE_DRIVER}
+SUBSYSTEMS = {"mfgtest": APPLICATION, "testlib": BOOT_SERVICE_DRIVER, "ipmi_kcs": BOOT_SERVICE_DRIVER}
 
 PE32_PLUS = 0x20B
 X86_64 = 0x8664
@@ -56,7 +56,7 @@ def pe_faults(data, subsystem):
 
 
 def elf_faults(elf):
-    """What the conversion to PE32+ hides: static constructors and missing symbols."""
+    """What the conversion to PE32+ hides: static constructors, missing symbols, relocations of other kinds."""
     faults = []
     sections = _readelf("--section-headers", elf)
     for name, size in re.findall(r"(\.init_array|\.ctors)\S*\s+\S+\s+\S+\s+\S+\s+([0-9a-f]+)", sections):
@@ -64,6 +64,9 @@ def elf_faults(elf):
             faults.append(f"{name}: static constructors, which nothing runs")
     for symbol in re.findall(r" UND (\S+)", _readelf("--symbols", elf)):
         faults.append(f"undefined symbol {symbol}")
+    for relocation, symbol in re.findall(r"(R_X86_64_\w+)\s+(.*)", _readelf("--relocs", elf)):
+        if relocation != "R_X86_64_RELATIVE":
+            faults.append(f"relocation {relocation}, which the start code leaves out: {symbol}")
     return faults
 
 

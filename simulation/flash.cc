@@ -1,0 +1,69 @@
+#include "simulation/flash.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "simulation/fault.h"
+#include "simulation/pci_bus.h"
+
+namespace simulation {
+namespace {
+
+constexpr std::size_t kBlockBytes = 0x10000;
+
+template <class T>
+T Field(const std::uint8_t* page, std::size_t offset) {
+  T value;
+  std::memcpy(&value, page + offset, sizeof value);
+  return value;
+}
+
+bool IsErase(const std::uint8_t* page) {
+  return std::all_of(page + 4, page + 8, [](std::uint8_t byte) { return byte == Memory::kFresh; });
+}
+
+}  // namespace
+
+Flash::Flash(Machine& machine) : machine_(machine), block_(Mapping::Low(kBlockBytes)) {
+  // No two 16-byte pieces of the block are alike.
+  for (std::size_t i = 0; i < kBlockBytes; ++i)
+    block_.Data()[i] = static_cast<std::uint8_t>(i % 16 == 0 ? i >> 4 : i >> 12 ^ i);
+  // A write ends the program: only the service can change the flash.
+  block_.Protect();
+  machine.before_search = [this](const EFI_GUID& protocol) {
+    if (!SameGuid(protocol, kRootBridgeGuid)) return;
+    for (const auto& [address, pages] : machine_.memory.Pages()) {
+      if (address < 0x10000) Serve(pages.Data());
+    }
+  };
+}
+
+Flash::~Flash() { machine_.before_search = nullptr; }
+
+std::uint32_t Flash::Address() const {
+  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(block_.Data()));
+}
+
+void Flash::Program(std::size_t offset, std::span<const std::uint8_t> bytes) {
+  mprotect(block_.Data(), block_.Size(), PROT_READ | PROT_WRITE);
+  std::ranges::copy(bytes, block_.Data() + offset);
+  block_.Protect();
+}
+
+void Flash::Serve(std::uint8_t* page) {
+  requests.emplace_back(page, page + EFI_PAGE_SIZE);
+  if (Field<std::uint32_t>(page, 0) != Address()) return Fault("a request for another flash block");
+  const bool is_erase = IsErase(page);
+  const std::uint64_t status = is_erase ? erase_status : write_status;
+  if (status == 0 && is_erase) {
+    Program(0, std::vector<std::uint8_t>(kBlockBytes, 0xFF));
+  } else if (status == 0) {
+    const auto* const source = reinterpret_cast<const std::uint8_t*>(std::uintptr_t{Field<std::uint32_t>(page, 8)});
+    Program(0, {source, Field<std::uint32_t>(page, 4)});
+  }
+  std::memcpy(page + (is_erase ? 8 : 16), &status, sizeof status);
+}
+
+}  // namespace simulation

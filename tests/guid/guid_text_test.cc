@@ -1,0 +1,141 @@
+#include "guid/guid_text.h"
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "module/last_error.h"
+#include "simulation/station.h"
+#include "simulation/text.h"
+#include "tests/faults_fail_tests.h"
+#include "tests/transcript_lines.h"
+
+namespace {
+
+using simulation::Readable;
+using simulation::Station;
+using simulation::Widen;
+
+constexpr EFI_GUID kUntouched = {0xA5A5A5A5, 0xA5A5, 0xA5A5, {1, 2, 3, 4, 5, 6, 7, 8}};
+
+std::string Parsed(const EFI_GUID& guid) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%08x %04x %04x", guid.Data1, guid.Data2, guid.Data3);
+  std::string parsed = text;
+  for (const std::uint8_t byte : guid.Data4) {
+    std::snprintf(text, sizeof text, " %02x", byte);
+    parsed += text;
+  }
+  return parsed;
+}
+
+std::string Parse(const std::string& text) {
+  EFI_GUID guid = kUntouched;
+  if (!mfgtest::StrToGuid(Widen(text).c_str(), &guid))
+    return SameGuid(guid, kUntouched) ? "refused" : "refused, written";
+  return Parsed(guid);
+}
+
+// Leading blanks, then hexadecimal digits as far as they go.
+std::string OracleDigits(const std::string& group) {
+  std::string digits;
+  for (std::size_t i = std::min(group.find_first_not_of(' '), group.size()); i < group.size(); ++i) {
+    if (!std::isxdigit(static_cast<unsigned char>(group[i]))) break;
+    digits += static_cast<char>(std::tolower(group[i]));
+  }
+  return std::string(group.size() - digits.size(), '0') + digits;
+}
+
+std::string Oracle(const std::string& text) {
+  std::string parsed;
+  for (const auto& [at, size] : {std::pair{0, 8}, {9, 4}, {14, 4}, {19, 2}, {21, 2}}) {
+    parsed += OracleDigits(text.substr(at, size)) + " ";
+  }
+  for (std::size_t at = 24; at < 36; at += 2) parsed += OracleDigits(text.substr(at, 2)) + (at < 34 ? " " : "");
+  return parsed;
+}
+
+TEST(StrToGuid, CutsByPositionAndForgivesBadCharacters) {
+  Station station;
+  station.Bind();
+  const struct {
+    const char* text;
+    const char* parsed;
+  } cases[] = {
+      {"12345678-1234-1234-1234-123456789abc", "12345678 1234 1234 12 34 12 34 56 78 9a bc"},
+      {"ABCDEFab-cdef-ABCD-efAB-CDEFabcdefAB", "abcdefab cdef abcd ef ab cd ef ab cd ef ab"},
+      {"12345678 1234x1234012344123456789abc", "12345678 1234 1234 12 34 12 34 56 78 9a bc"},
+      {"12345678-12G4-1234-zz34-123456789abc", "12345678 0012 1234 00 34 12 34 56 78 9a bc"},
+      {"  345678-  3 -    - 2 4-0x3456789abc", "00345678 0003 0000 02 04 00 34 56 78 9a bc"},
+      {"ffffffff-ffff-ffff-ffff-ffffffffffff", "ffffffff ffff ffff ff ff ff ff ff ff ff ff"},
+      {"", "refused"},
+      {"12345678-1234-1234-1234-123456789ab", "refused"},
+      {"12345678-1234-1234-1234-123456789abcd", "refused"},
+      {"{12345678-1234-1234-1234-123456789abc}", "refused"},
+      {"12345678123412341234123456789abc", "refused"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    mfgtest::SetLastError(u"");
+    EXPECT_EQ(Parse(c.text), c.parsed);
+    EXPECT_EQ(Readable(mfgtest::LastError()), c.parsed == std::string("refused")
+                                                  ? "Invalid GUID String. Must be XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX."
+                                                  : "");
+  }
+}
+
+TEST(StrToGuid, AgreesWithAnotherReaderOnAnyText) {
+  Station station;
+  station.Bind();
+  std::mt19937 random(7);
+  const std::string alphabet = "0123456789abcdefABCDEF0123456789abcdef  -gGxz{\xFF";
+  for (int i = 0; i < 3000; ++i) {
+    std::string text;
+    for (int at = 0; at < 36; ++at) text += alphabet[random() % alphabet.size()];
+    ASSERT_EQ(Parse(text), Oracle(text)) << text;
+    station.library->calls.clear();
+  }
+}
+
+TEST(StrToGuid, ShowsEveryGroup) {
+  Station station;
+  station.Bind();
+  Parse("1234ABCD-1234-0G00-1234-56789Abczz  ");
+  EXPECT_EQ(station.Transcript(),
+            (Lines{R"(DebugPrint 1 "\nSize of GUID Str = 36")",
+                   R"(DebugPrint 1 "\ntmp=1234ABCD  converted tmp=000000001234ABCD")",
+                   R"(DebugPrint 1 "\ntmp=1234  converted tmp=0000000000001234")",
+                   R"(DebugPrint 1 "\ntmp=0G00  converted tmp=0000000000000000")",
+                   R"(DebugPrint 1 "\ntmp=12  converted tmp=0000000000000012")",
+                   R"(DebugPrint 1 "\ntmp=34  converted tmp=0000000000000034")",
+                   R"(DebugPrint 1 "\ntmp=56  converted tmp=0000000000000056")",
+                   R"(DebugPrint 1 "\ntmp=78  converted tmp=0000000000000078")",
+                   R"(DebugPrint 1 "\ntmp=9A  converted tmp=000000000000009A")",
+                   R"(DebugPrint 1 "\ntmp=bc  converted tmp=00000000000000BC")",
+                   R"(DebugPrint 1 "\ntmp=zz  converted tmp=0000000000000000")",
+                   R"(DebugPrint 1 "\ntmp=    converted tmp=0000000000000000")", R"(DebugPrint 1 "\n")"}));
+}
+
+TEST(GuidBytes, AreTurnedAround) {
+  mfgtest::RawGuid raw;
+  for (std::uint8_t i = 0; i < raw.size(); ++i) raw[i] = i;
+  const mfgtest::RawGuid stored = raw;
+  mfgtest::RawToEfiOrder(raw);
+  EXPECT_EQ(raw, (mfgtest::RawGuid{3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15}));
+  EXPECT_EQ(Parsed(mfgtest::AsEfiGuid(raw)), "00010203 0405 0607 08 09 0a 0b 0c 0d 0e 0f");
+  mfgtest::RawToEfiOrder(raw);
+  EXPECT_EQ(raw, stored);
+  EXPECT_EQ(Readable(mfgtest::RawGuidText(raw).data()), "{00010203-0405-0607-0809-0a0b0c0d0e0f}");
+
+  std::uint16_t word = 0x1234;
+  std::uint32_t double_word = 0x12345678;
+  std::uint64_t eui64 = 0x0011223344556677;
+  mfgtest::SwapBytes16(&word);
+  mfgtest::SwapBytes32(&double_word);
+  mfgtest::SwapHalves64(&eui64);
+  EXPECT_EQ(word, 0x3412);
+  EXPECT_EQ(double_word, 0x78563412u);
+  EXPECT_EQ(eui64, 0x4455667700112233u);
+}
+
+}  // namespace

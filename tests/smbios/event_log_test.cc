@@ -1,0 +1,337 @@
+#include "smbios/event_log.h"
+
+#include <cstdio>
+
+#include "simulation/pci_bus.h"
+#include "simulation/station.h"
+#include "simulation/text.h"
+#include "tests/faults_fail_tests.h"
+#include "tests/transcript_lines.h"
+
+namespace {
+
+using simulation::RootBridge;
+using simulation::Station;
+using simulation::Widen;
+using Bytes = std::vector<std::uint8_t>;
+using Record = std::array<std::uint8_t, 16>;
+
+constexpr std::uint32_t kLogAddress = 0xFED10000;
+
+// A type 15 structure of a memory-mapped log.
+Bytes LogFields(std::uint32_t address, std::uint16_t start, const Bytes& descriptors = {}) {
+  Bytes fields = {0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x03, 0x01, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2};
+  fields[0x08 - 4] = static_cast<std::uint8_t>(start);
+  fields[0x09 - 4] = static_cast<std::uint8_t>(start >> 8);
+  for (unsigned i = 0; i < 4; ++i) fields[0x10 - 4 + i] = static_cast<std::uint8_t>(address >> (8 * i));
+  fields[0x15 - 4] = static_cast<std::uint8_t>(descriptors.size() / 2);
+  fields.insert(fields.end(), descriptors.begin(), descriptors.end());
+  return fields;
+}
+
+// A machine whose log lies in the 256 bytes at an address; where no record was
+// put, the log has ended.
+struct LogMachine {
+  explicit LogMachine(std::uint32_t address = kLogAddress, std::uint16_t start = 0) : log_address(address) {
+    for (unsigned i = 0; i < 256; ++i) bridge.memory[static_cast<std::uint32_t>(address + i)] = 0xFF;
+    station.smbios.Add(15, 0x0F00, LogFields(address, start));
+  }
+
+  void Put(unsigned offset, const Record& record) {
+    for (const std::uint8_t byte : record) {
+      bridge.memory[static_cast<std::uint32_t>(log_address + offset++ % 256)] = byte;
+    }
+  }
+  void Expect(unsigned number, const char* mask) {
+    const std::string digits = std::to_string(number);
+    station.library->parameters[u"Event_Mask_" + Widen(digits.size() < 2 ? "0" + digits : digits)] = Widen(mask);
+  }
+
+  std::uint32_t log_address;
+  Station station;
+  RootBridge bridge{station.machine};
+};
+
+Record MakeRecord(std::uint8_t event, std::uint8_t source = 1, std::uint8_t type = 2, std::uint8_t subtype = 0) {
+  return {event, 0x10, 0x26, 0x11, 0x21, 0x07, 0x59, 0x01, source, type, subtype, 3, 0x14, 5, 0xAB, 0xCD};
+}
+
+// The log data of MakeRecord(1).
+const char* const kData = "cdab051403000201";
+
+TEST(EventLog, ShowsItsStructureAndRecords) {
+  LogMachine machine;
+  machine.station.smbios = {};
+  machine.station.smbios.Add(15, 0x0F00, LogFields(kLogAddress, 0xAB20, {0x01, 0x00, 0x81, 0x04}));
+  machine.Put(0x20, MakeRecord(0x01));
+  machine.Expect(0, "12");
+  machine.Expect(1, kData);
+  EXPECT_EQ(
+      machine.station.Run(37),
+      (Lines{"Initialize -> 0 test 37", R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 0xf   ")",
+             R"(DebugPrint 1 "\nAccessMethod: 0x3")", R"(DebugPrint 1 "\nAccessMethodAddress: 0xfed10000")",
+             R"(DebugPrint 1 "\nLogDataStartOffset: 0xab20\n")", R"(DebugPrint 1 "EventLogType Supported: 0x1\n")",
+             R"(DebugPrint 1 "EventLogType Supported: 0x81\n")", R"(DebugPrint 1 "\nEventType: 1\n")",
+             R"(DebugPrint 1 "Length: 10\n")", R"(DebugPrint 1 "Date: 26\\11\\21\n")",
+             R"(DebugPrint 1 "Time: 07:59:01\n")", R"(DebugPrint 1 "OEMData: cdab051403000201\n")",
+             R"(GetParamString "Event_Mask_00" 80 -> 0 "12")", R"(DebugPrint 1 "Event_Mask_00: 12\n")",
+             R"(GetParamString "Event_Mask_01" 80 -> 0 "cdab051403000201")",
+             R"(DebugPrint 1 "Event_Mask_01: cdab051403000201\n")", R"(GetParamString "Event_Mask_02" 80 -> 1)",
+             "EndTest"}));
+}
+
+TEST(EventLog, AnEmptyLogPassesAfterOneByte) {
+  for (const std::uint16_t start : {0x0000, 0x0010, 0x0810, 0x00FF}) {
+    LogMachine machine(kLogAddress, start);
+    EXPECT_EQ(Only({"LogMessage", "GetParam", "ReportError", R"(DebugPrint 1 "\nEventType)"}, machine.station.Run(37)),
+              Lines{R"(LogMessage "No events log found.\n")"});
+    EXPECT_EQ(machine.bridge.memory_reads, std::vector<std::uint64_t>{kLogAddress + (start & 0xFF)});
+  }
+}
+
+TEST(EventLog, AMissingStructureIsReportedAsTheSystemStructure) {
+  Station station;
+  station.smbios.Add(127, 0, {});
+  EXPECT_EQ(Errors(station.Run(37)), Lines{R"(ReportError 3 "\nFailed to get SMBIOS System Structure.\n)"
+                                           R"(No Structure Type 15, Index 0, found.\n\n")"});
+}
+
+// What the line reads about a record: three forms.
+std::string Report(const std::string& data, const std::string& event, const std::string& source,
+                   const std::string& rest = "") {
+  return R"(ReportError 29 "System event log test failed. Log Data in HEX: )" + data + R"(\nEvent type: )" + event +
+         ". Error source: " + source + R"(.\n)" + rest + "\"";
+}
+
+std::string MemoryPart(const std::string& type, const std::string& subtype) {
+  return "Error type: " + type + ". Error subtype: " + subtype + R"(.\nSocket: 03 Channel: 14 DIMM: 05\n)";
+}
+
+std::string BusPart(const std::string& type, const std::string& subtype) {
+  return "Error type: " + type + ". Error subtype: " + subtype + R"(.\nBus: 03 Device: 14 Function: 05\n)";
+}
+
+const char* const kStandardEvents[] = {
+    "Reserved",
+    "Single-bit ECC memory error",
+    "Multi-bit ECC memory error",
+    "Parity memory error",
+    "Bus time-out",
+    "I/O Channel Check",
+    "Software NMI",
+    "POST Memory Resize",
+    "POST Error",
+    "PCI Parity Error",
+    "PCI System Error",
+    "CPU Failure",
+    "EISA FailSafe Timer time-out",
+    "Correctable memory log disabled",
+    "Logging disabled for a specific Event Type - too many errors of the same type received in a short amount of time",
+    "Reserved",
+    "System Limit Exceeded",
+    "Asynchronous hardware timer expired and issued a system reset",
+    "System configuration information",
+    "Hard-disk information",
+    "System reconfigured",
+    "Uncorrectable CPU-complex error",
+    "Log Area Reset/Cleared",
+    "System boot",
+};
+
+// The events that are told in full or in words of their own.
+const std::map<unsigned, std::string> kSpecialEvents = {
+    {0x01, Report(kData, "Single-bit ECC memory error", "Memory", MemoryPart("Fatal", "PCIE CORR RX error"))},
+    {0x02, Report(kData, "Multi-bit ECC memory error", "Memory", MemoryPart("Fatal", "PCIE fatal DL PROT"))},
+    {0x03, Report(kData, "Parity memory error", "Memory", MemoryPart("Fatal", "PCIE fatal DL PROT"))},
+    {0x09, Report(kData, "PCI Parity Error", "Memory", BusPart("Fatal", "Unknown"))},
+    {0x0A, Report(kData, "PCI System Error", "Memory", BusPart("Fatal", "Unknown"))},
+    {0x81, Report(kData, "PCIE COR error", "Memory", BusPart("Fatal", "PCIE CORR RX error"))},
+    {0x82, Report(kData, "PCIE fatal error", "Memory", BusPart("Fatal", "PCIE fatal DL PROT"))},
+    {0x83, Report(kData, "PCIE non fatal error", "Memory", BusPart("Fatal", "PCIE fatal DL PROT"))},
+    {0x84, Report(kData, "Thermal trip error", "Memory")},
+};
+
+std::string ExpectedReport(unsigned event) {
+  const auto special = kSpecialEvents.find(event);
+  if (special != kSpecialEvents.end()) return special->second;
+  if (event < std::size(kStandardEvents)) return Report(kData, kStandardEvents[event], "Memory");
+  return Report(kData, "Unknown error", "Unknown");
+}
+
+TEST(EventLog, EveryEventTypeHasItsForm) {
+  for (unsigned event = 0; event < 0xFF; ++event) {
+    LogMachine machine;
+    machine.Put(0, MakeRecord(static_cast<std::uint8_t>(event)));
+    EXPECT_EQ(Errors(machine.station.Run(37)), Lines{ExpectedReport(event)}) << event;
+  }
+}
+
+const Lines kSources = {"Unknown", "Memory", "PCI", "Thermal trip"};
+const Lines kErrorTypes = {"Unknown", "Non fatal", "Fatal",   "COR",     "Unknown", "Unknown",
+                           "Unknown", "Unknown",   "Unknown", "Unknown", "Unknown", "Legacy"};
+const Lines kCorrectable = {"PCIE CORR RX error",
+                            "PCIE CORR bad TLP",
+                            "PCIE CORR bad DLLP",
+                            "PCIE CORR replay number rollover",
+                            "PCIE CORR replay timer timeout",
+                            "PCIE CORR advisory NF error"};
+const Lines kPci = {"Unknown", "Unknown", "Unknown", "Unknown", "PCI PERR", "PCIE SERR"};
+const Lines kFatal = {"PCIE fatal DL PROT",
+                      "PCIE fatal SLD",
+                      "PCIE fatal unexpected COMP",
+                      "PCIE fatal unsupported request",
+                      "PCIE fatal poison TLP",
+                      "PCIE fatal flow control PROT",
+                      "PCIE fatal COMP timeout",
+                      "PCIE fatal COMP abort",
+                      "PCIE fatal RX buffer overflow",
+                      "PCIE_fatal ACS violation",
+                      "PCIE fatal malformed TLP"};
+
+std::string Named(const Lines& names, unsigned index) { return index < names.size() ? names[index] : "Unknown"; }
+
+TEST(EventLog, TheLowHalfOfAByteNamesSourceTypeAndSubtype) {
+  const std::pair<std::uint8_t, const Lines&> subtypes[] = {{0x01, kCorrectable}, {0x02, kFatal}, {0x03, kFatal},
+                                                            {0x09, kPci},         {0x0A, kPci},   {0x81, kCorrectable},
+                                                            {0x82, kFatal},       {0x83, kFatal}};
+  for (const auto& [event, names] : subtypes) {
+    for (unsigned low = 0; low < 16; ++low) {
+      LogMachine machine;
+      const auto byte = static_cast<std::uint8_t>(0xF0 | low);
+      machine.Put(0, MakeRecord(event, byte, byte, byte));
+      const std::string report = Errors(machine.station.Run(37)).at(0);
+      EXPECT_NE(report.find(". Error source: " + Named(kSources, low) + R"(.\nError type: )" + Named(kErrorTypes, low) +
+                            ". Error subtype: " + Named(names, low) + R"(.\n)"),
+                std::string::npos)
+          << report;
+    }
+  }
+}
+
+struct MaskCase {
+  const char* name;
+  std::vector<std::pair<unsigned, const char*>> masks;
+  bool expected;
+  // How many parameters are asked for.
+  std::size_t asked;
+};
+
+const MaskCase kMaskCases[] = {
+    {"none", {}, false, 1},
+    {"the only one", {{0, kData}}, true, 2},
+    {"capital letters, blanks before and more behind", {{0, "  CDAB051403000201 and more"}}, true, 2},
+    {"a prefix of its own reads as zero", {{0, "0xcdab051403000201"}}, false, 2},
+    {"part of the data", {{0, "cdab051403000200"}}, false, 2},
+    {"the last of several", {{0, "1"}, {1, "2"}, {2, "3"}, {3, kData}}, true, 5},
+    {"the first of several", {{0, kData}, {1, "2"}, {2, "3"}}, true, 4},
+    {"behind a gap", {{0, "1"}, {2, kData}}, false, 2},
+    {"without the first", {{1, kData}}, false, 1},
+    {"longer than its buffer", {{0, "cdab051403000201 0123456789 0123456789 01234567"}}, false, 1},
+};
+
+TEST(EventLog, AMaskIsTheWholeLogData) {
+  for (const MaskCase& c : kMaskCases) {
+    SCOPED_TRACE(c.name);
+    LogMachine machine;
+    for (const auto& [number, mask] : c.masks) machine.Expect(number, mask);
+    machine.station.Bind();
+    EXPECT_EQ(mfgtest::MatchEventMask(0xCDAB051403000201), c.expected ? 0 : 2);
+    EXPECT_EQ(Only({"GetParamString"}, machine.station.Transcript()).size(), c.asked);
+  }
+}
+
+TEST(EventLog, FiftyMasksCount) {
+  for (const unsigned last : {49u, 50u}) {
+    LogMachine machine;
+    for (unsigned i = 0; i <= last; ++i) machine.Expect(i, i == last ? kData : "1");
+    machine.station.Bind();
+    EXPECT_EQ(mfgtest::MatchEventMask(0xCDAB051403000201), last == 49 ? 0 : 2);
+    EXPECT_EQ(Only({"GetParamString"}, machine.station.Transcript()).size(), 50u);
+  }
+}
+
+TEST(EventLog, TheFirstUnexpectedRecordEndsTheTest) {
+  LogMachine machine;
+  machine.Expect(0, kData);
+  Record longer = MakeRecord(0x17);
+  longer[1] = 0x20;  // records are 16 bytes apart all the same
+  machine.Put(0, longer);
+  machine.Put(16, MakeRecord(0x01));
+  machine.Put(32, MakeRecord(0x08, 0x03));
+  machine.Put(48, MakeRecord(0x04, 0x02));
+  const Lines lines = machine.station.Run(37);
+  EXPECT_EQ(Errors(lines), Lines{Report("cdab051403000203", "POST Error", "Thermal trip")});
+  // The masks are asked for anew with every record.
+  EXPECT_EQ(Only({R"(GetParamString "Event_Mask_00")"}, lines).size(), 3u);
+  EXPECT_EQ(machine.bridge.memory_reads.size(), 1u + 3 * 16);
+}
+
+// The order of the reads, from the byte that is looked at first.
+std::vector<std::uint64_t> Addresses(std::uint32_t base, unsigned start, unsigned records) {
+  std::vector<std::uint64_t> addresses = {static_cast<std::uint32_t>(base + start)};
+  for (unsigned i = 0; i < records * 16; ++i) addresses.push_back(static_cast<std::uint32_t>(base + (start + i) % 256));
+  return addresses;
+}
+
+TEST(EventLog, TheOffsetWrapsWithin256BytesAndTheAddressWithin32Bits) {
+  for (const std::uint32_t base : {kLogAddress, 0xFFFFFF80u}) {
+    LogMachine machine(base, 0x00E8);
+    machine.Expect(0, kData);
+    machine.Put(0xE8, MakeRecord(0x01));
+    machine.Put(0xF8, MakeRecord(0x02));
+    EXPECT_EQ(Errors(machine.station.Run(37)), Lines{});
+    EXPECT_EQ(machine.bridge.memory_reads, Addresses(base, 0xE8, 3));
+  }
+}
+
+TEST(EventLog, ALogThatNeverEndsIsReadOnce) {
+  LogMachine machine(kLogAddress, 0x0808);
+  machine.Expect(0, kData);
+  for (unsigned offset = 8; offset < 256 + 8; offset += 16) machine.Put(offset, MakeRecord(0x10));
+  EXPECT_EQ(Errors(machine.station.Run(37)), Lines{});
+  EXPECT_EQ(machine.bridge.memory_reads, Addresses(kLogAddress, 8, 16));
+}
+
+TEST(EventLog, AFailedReadIsLoggedAndLeavesZeros) {
+  LogMachine machine;
+  machine.bridge.memory.clear();
+  const Lines lines = machine.station.Run(37);
+  EXPECT_EQ(Errors(lines), Lines{Report("0", "Reserved", "Unknown")});
+  const Lines logged = Only({"LogMessage"}, lines);
+  ASSERT_EQ(logged.size(), 17u);
+  EXPECT_EQ(logged.back(), R"(LogMessage "Error reading MEMORY MAPPED BYTE at address:FED10000h offset:0000000F\n")");
+}
+
+TEST(EventLog, FieldsBeyondTheLengthAreZero) {
+  Station station;
+  RootBridge bridge(station.machine);
+  bridge.memory[0] = 0xFF;
+  // The structure ends before its address; the string-set is no address.
+  station.smbios.Add(15, 1, Bytes(0x10 - 4, 0), {"\x01\x02\x03\x04\x05\x06\x07"});
+  EXPECT_EQ(Only({"LogMessage"}, station.Run(37)), Lines{R"(LogMessage "No events log found.\n")"});
+  EXPECT_EQ(bridge.memory_reads, std::vector<std::uint64_t>{0});
+}
+
+TEST(EventLog, DescriptorsBeyondTheLengthAreZero) {
+  LogMachine machine;
+  Bytes fields = LogFields(kLogAddress, 0, {0x01, 0x00});
+  fields[0x15 - 4] = 255;
+  machine.station.smbios = {};
+  machine.station.smbios.Add(15, 1, fields, {"\x55\x55\x55"});
+  const Lines descriptors = Only({R"(DebugPrint 1 "EventLogType)"}, machine.station.Run(37));
+  ASSERT_EQ(descriptors.size(), 255u);
+  EXPECT_EQ(descriptors[0], R"(DebugPrint 1 "EventLogType Supported: 0x1\n")");
+  EXPECT_EQ(descriptors[1], R"(DebugPrint 1 "EventLogType Supported: 0x0\n")");
+}
+
+TEST(EventLog, AProbeOnlyLooksForTheStructure) {
+  for (const bool present : {true, false}) {
+    Station station;
+    if (present) station.smbios.Add(15, 1, LogFields(kLogAddress, 0));
+    station.Bind();
+    EXPECT_EQ(mfgtest::VerifyEventLog(true), present);
+    EXPECT_EQ(station.Transcript(), Lines{});
+  }
+}
+
+}  // namespace

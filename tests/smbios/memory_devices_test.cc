@@ -1,0 +1,324 @@
+#include "smbios/memory_devices.h"
+
+#include <optional>
+
+#include "simulation/station.h"
+#include "simulation/text.h"
+#include "tests/faults_fail_tests.h"
+#include "tests/transcript_lines.h"
+
+namespace {
+
+using simulation::SmbiosTable;
+using simulation::Station;
+using simulation::Widen;
+using Bytes = std::vector<std::uint8_t>;
+
+struct Device {
+  std::uint16_t size;   // MB
+  std::uint16_t speed;  // MHz
+  std::string locator = "DIMM_A1";
+  std::string bank = "NODE 1";
+};
+
+Bytes ArrayFields(std::uint16_t devices) {
+  Bytes fields(0x0F - 4, 0);
+  fields[0x0D - 4] = static_cast<std::uint8_t>(devices);
+  fields[0x0E - 4] = static_cast<std::uint8_t>(devices >> 8);
+  return fields;
+}
+
+// The structure's first string is its serial number, so that the locators are
+// not found by chance.
+SmbiosTable& AddDevice(SmbiosTable& table, const Device& device, std::size_t length = 0x1B) {
+  Bytes fields(0x1B - 4, 0);
+  const auto put = [&](std::size_t offset, std::uint16_t value) {
+    fields[offset - 4] = static_cast<std::uint8_t>(value);
+    fields[offset - 3] = static_cast<std::uint8_t>(value >> 8);
+  };
+  put(0x0C, device.size);
+  put(0x10, 0x0203);  // device locator string 3, bank locator string 2
+  put(0x15, device.speed);
+  fields[0x18 - 4] = 1;
+  fields.resize(length - 4);
+  return table.Add(17, 0x1100, fields, {"SERIAL", device.bank, device.locator});
+}
+
+SmbiosTable DeviceTable(const std::vector<Device>& devices) {
+  SmbiosTable table;
+  table.Add(16, 0x1000, ArrayFields(static_cast<std::uint16_t>(devices.size())));
+  for (const Device& device : devices) AddDevice(table, device);
+  return table;
+}
+
+// What the line expects of a slot, where it is not what the device has.
+struct Expectation {
+  std::optional<std::string> locator{}, bank{}, speed{}, size{};
+};
+
+void Expect(Station& station, unsigned slot, const Device& device, const Expectation& other = {}) {
+  auto& parameters = station.library->parameters;
+  const std::u16string name = u"Memory" + Widen(std::to_string(slot));
+  parameters[name + u"_DeviceLocator"] = Widen(other.locator.value_or(device.locator));
+  parameters[name + u"_BankLocator"] = Widen(other.bank.value_or(device.bank));
+  parameters[name + u"_Speed"] = Widen(other.speed.value_or(std::to_string(device.speed)));
+  parameters[name + u"_Size"] = Widen(other.size.value_or(std::to_string(device.size)));
+}
+
+TEST(MemoryDevices, ShowsWhatItCountsReadsAndExpects) {
+  Station station;
+  station.smbios = DeviceTable({{4096, 1333}});
+  Expect(station, 0, {4096, 1333});
+  EXPECT_EQ(station.Run(36),
+            (Lines{"Initialize -> 0 test 36", R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 16  ")",
+                   R"(DebugPrint 1 "Len: 0xf  \n")",
+                   R"(DebugPrint 1 "SMBIOS Physical Memory Array Structure Type 16, Index 1 not found\n")",
+                   R"(DebugPrint 8 "TotalMemDev: 1  \n")", R"(DebugPrint 1 "\nStructure Header:")",
+                   R"(DebugPrint 1 "\nType: 17  ")", R"(DebugPrint 1 "Len: 0x1b  \n")",
+                   R"(DebugPrint 8 "Device Locator: DIMM_A1 Bank Locator: NODE 1\n")",
+                   R"(DebugPrint 8 "Memory Speed: 1333 MHz Memory Size: 4096 MB\n")",
+                   R"(GetParamString "Memory0_DeviceLocator" 128 -> 0 "DIMM_A1")",
+                   R"(GetParamString "Memory0_BankLocator" 128 -> 0 "NODE 1")",
+                   R"(GetParamNumber "Memory0_Speed" -> 0 0x535)", R"(GetParamNumber "Memory0_Size" -> 0 0x1000)",
+                   R"(DebugPrint 8 "Verifying Memory Device 0... \n")",
+                   R"(GetParamNumber "Memory_Speed_Tolerance" -> 1)", "EndTest"}));
+}
+
+struct Verification {
+  const char* name;
+  Device device;
+  Expectation expected;
+  const char* tolerance;  // null when not given
+  // The complaint; null for a pass.
+  const char* complaint;
+};
+
+const Verification kVerifications[] = {
+    {"as expected", {4096, 1333}, {}, nullptr, nullptr},
+    {"an empty slot", {0, 0}, {}, nullptr, nullptr},
+    {"unknown size", {0xFFFF, 1333}, {}, nullptr, nullptr},
+    {"kilobytes are not converted",
+     {0x8010, 1333},
+     {.size = "16"},
+     nullptr,
+     R"(\r\nDIMM_A1 memory size mismatch.\nExpected: 16 MB Received: 32784 MB\r\n)"},
+    {"locator in another case",
+     {4096, 1333},
+     {.locator = "DIMM_a1"},
+     nullptr,
+     R"(\r\nMemory device 0 device locator mismatch. Expected: DIMM_a1 Received: DIMM_A1\r\n)"},
+    {"trailing blanks count",
+     {4096, 1333, "DIMM_A1 "},
+     {.locator = "DIMM_A1"},
+     nullptr,
+     R"(\r\nMemory device 0 device locator mismatch. Expected: DIMM_A1 Received: DIMM_A1 \r\n)"},
+    {"bank",
+     {4096, 1333},
+     {.bank = "NODE 2"},
+     nullptr,
+     R"(\r\nMemory device 0 bank locator mismatch. Expected: NODE 2 Received: NODE 1\r\n)"},
+    {"the locators before the size",
+     {4096, 1333},
+     {.bank = "NODE 2", .speed = "1", .size = "1"},
+     nullptr,
+     R"(\r\nMemory device 0 bank locator mismatch. Expected: NODE 2 Received: NODE 1\r\n)"},
+    {"the size before the speed",
+     {4096, 1333},
+     {.speed = "1", .size = "4095"},
+     nullptr,
+     R"(\r\nDIMM_A1 memory size mismatch.\nExpected: 4095 MB Received: 4096 MB\r\n)"},
+    {"the low 16 bits of a parameter", {4096, 1333}, {.speed = "0x10535", .size = "0xFFFF1000"}, nullptr, nullptr},
+    {"speed without tolerance",
+     {4096, 1066},
+     {.speed = "1067"},
+     nullptr,
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1067 MHz Received: 1066 MHz\r\n)"},
+    {"no tolerance at all",
+     {4096, 1066},
+     {.speed = "1067"},
+     "0",
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1067 MHz to 1067 MHz Received: 1066 MHz\r\n)"},
+    {"least speed", {4096, 1323}, {.speed = "1333"}, "10", nullptr},
+    {"most speed", {4096, 1343}, {.speed = "1333"}, "10", nullptr},
+    {"below the least",
+     {4096, 1322},
+     {.speed = "1333"},
+     "10",
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1323 MHz to 1343 MHz Received: 1322 MHz\r\n)"},
+    {"above the most",
+     {4096, 1344},
+     {.speed = "1333"},
+     "10",
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1323 MHz to 1343 MHz Received: 1344 MHz\r\n)"},
+    {"least speed below zero", {4096, 0}, {.speed = "5"}, "10", nullptr},
+    {"a range below zero is shown as such",
+     {4096, 16},
+     {.speed = "5"},
+     "10",
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: -5 MHz to 15 MHz Received: 16 MHz\r\n)"},
+    {"a range above 16 bits", {4096, 0xFFFF}, {.speed = "0xFFF0"}, "0xFFFF", nullptr},
+    {"the low 16 bits of the tolerance",
+     {4096, 1335},
+     {.speed = "1333"},
+     "0x10001",
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1332 MHz to 1334 MHz Received: 1335 MHz\r\n)"},
+    {"a tolerance that is no number",
+     {4096, 1334},
+     {.speed = "1333"},
+     "ten",
+     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1333 MHz Received: 1334 MHz\r\n)"},
+};
+
+Lines ComplaintLines(const char* complaint) {
+  return complaint == nullptr ? Lines{} : Lines{std::string("ReportError 28 \"") + complaint + "\""};
+}
+
+TEST(MemoryDevices, ComparesEachSlotWithItsParameters) {
+  for (const Verification& verification : kVerifications) {
+    SCOPED_TRACE(verification.name);
+    Station station;
+    station.smbios = DeviceTable({verification.device});
+    Expect(station, 0, verification.device, verification.expected);
+    if (verification.tolerance != nullptr) {
+      station.library->parameters[u"Memory_Speed_Tolerance"] = Widen(verification.tolerance);
+    }
+    EXPECT_EQ(Errors(station.Run(36)), ComplaintLines(verification.complaint));
+  }
+}
+
+TEST(MemoryDevices, EveryParameterIsRequired) {
+  for (const std::string name : {"Memory1_DeviceLocator", "Memory1_BankLocator", "Memory1_Speed", "Memory1_Size"}) {
+    Station station;
+    station.smbios = DeviceTable({{1, 2}, {3, 4}});
+    Expect(station, 0, {1, 2});
+    Expect(station, 1, {3, 4});
+    station.library->parameters.erase(Widen(name));
+    EXPECT_EQ(Errors(station.Run(36)), Lines{R"(ReportError 1 "\r\nFailed to get param: )" + name + R"(\r\n")"});
+  }
+}
+
+TEST(MemoryDevices, AllArraysCountAndTheFirstFailureEnds) {
+  SmbiosTable table;
+  table.Add(16, 1, ArrayFields(4));
+  for (unsigned i = 0; i < 12; ++i) AddDevice(table, {static_cast<std::uint16_t>(i), 800});
+  table.Add(16, 2, ArrayFields(8));
+  for (const unsigned wrong : {12u, 11u, 5u}) {
+    Station station;
+    station.smbios = table;
+    for (unsigned i = 0; i < 12; ++i) Expect(station, i, {static_cast<std::uint16_t>(i < wrong ? i : 99), 800});
+    const Lines lines = station.Run(36);
+    EXPECT_EQ(Only({R"(DebugPrint 8 "TotalMemDev)"}, lines), Lines{R"(DebugPrint 8 "TotalMemDev: 12  \n")"});
+    EXPECT_EQ(Only({R"(DebugPrint 8 "Verifying)"}, lines).size(), std::min(wrong + 1, 12u));
+    EXPECT_EQ(Errors(lines).size(), wrong < 12 ? 1u : 0u);
+  }
+}
+
+TEST(MemoryDevices, AnArrayMayAnnounceMoreDevicesThanThereAre) {
+  const char* const complaint =
+      R"(ReportError 3 "\nFailed to get SMBIOS Memory Device Structure.\nNo Structure Type 17, Index )";
+  for (const unsigned announced : {2u, 0xFFFFu}) {
+    Station station;
+    station.smbios.Add(16, 1, ArrayFields(static_cast<std::uint16_t>(announced)));
+    AddDevice(station.smbios, {4096, 1333});
+    Expect(station, 0, {4096, 1333});
+    EXPECT_EQ(Errors(station.Run(36)), Lines{std::string(complaint) + R"(1, found.\n\n")"});
+  }
+  // More devices than an index of 8 bits can name.
+  Station station;
+  station.smbios.Add(16, 1, ArrayFields(257));
+  for (unsigned i = 0; i < 300; ++i) AddDevice(station.smbios, {1, 2});
+  for (unsigned i = 0; i < 300; ++i) Expect(station, i, {1, 2});
+  EXPECT_EQ(Errors(station.Run(36)), Lines{std::string(complaint) + R"(256, found.\n\n")"});
+}
+
+TEST(MemoryDevices, NoDevicesPass) {
+  Station station;
+  station.smbios.Add(16, 1, {1, 2, 3}).Add(17, 2, {});  // an array too short to count
+  const Lines lines = station.Run(36);
+  EXPECT_EQ(Only({R"(DebugPrint 8 "TotalMemDev)"}, lines), Lines{R"(DebugPrint 8 "TotalMemDev: 0  \n")"});
+  EXPECT_EQ(Errors(lines), Lines{});
+}
+
+TEST(MemoryDevices, FieldsBeyondTheLengthAreZeroOrEmpty) {
+  const struct {
+    std::size_t length;
+    Device seen;
+  } cases[] = {
+      {0x17, {4096, 1333}},      {0x16, {4096, 0}},      {0x15, {4096, 0}},      {0x11, {4096, 0, "DIMM_A1", ""}},
+      {0x10, {4096, 0, "", ""}}, {0x0D, {0, 0, "", ""}}, {0x04, {0, 0, "", ""}},
+  };
+  for (const auto& c : cases) {
+    Station station;
+    station.smbios.Add(16, 1, ArrayFields(1));
+    AddDevice(station.smbios, {4096, 1333}, c.length);
+    Expect(station, 0, c.seen);
+    EXPECT_EQ(Errors(station.Run(36)), Lines{}) << c.length;
+  }
+}
+
+// What is published, and whether the test applies.
+Lines Published(Station& station, bool applies = true) {
+  station.Bind();
+  EXPECT_EQ(mfgtest::VerifyMemoryDevices(true), applies);
+  return Only({"SetResult", "ReportError", "GetParam"}, station.Transcript());
+}
+
+TEST(MemoryDevices, PublishesEachDevice) {
+  Station station;
+  station.smbios = DeviceTable(
+      {{8192, 1600, "DIMM_A1", "NODE_1"}, {0, 0, "0123456789abcd__e", "B"}, {4096, 1600, "C"}, {1024, 800, ""}});
+  EXPECT_EQ(Published(station),
+            (Lines{R"(SetResultString "Memory0_DeviceLocator" "DIMM_A1")",
+                   R"(SetResultString "Memory0_BankLocator" "NODE_1")", R"(SetResultNumber "Memory0_Speed" 1600)",
+                   R"(SetResultNumber "Memory0_Size" 8192)", R"(SetResultString "display.cfg:DIMM A1" "8GB 1600")",
+                   R"(SetResultString "Memory1_DeviceLocator" "0123456789abcd__e")",
+                   R"(SetResultString "Memory1_BankLocator" "B")", R"(SetResultNumber "Memory1_Speed" 0)",
+                   R"(SetResultNumber "Memory1_Size" 0)", R"(SetResultString "display.cfg:0123456789abcd _e" "Empty")",
+                   R"(SetResultString "Memory2_DeviceLocator" "C")",
+                   R"(SetResultString "Memory2_BankLocator" "NODE 1")", R"(SetResultNumber "Memory2_Speed" 1600)",
+                   R"(SetResultNumber "Memory2_Size" 4096)", R"(SetResultString "Memory3_DeviceLocator" "")",
+                   R"(SetResultString "Memory3_BankLocator" "NODE 1")", R"(SetResultNumber "Memory3_Speed" 800)",
+                   R"(SetResultNumber "Memory3_Size" 1024)", R"(SetResultString "display.cfg:" "1GB 800")"}));
+}
+
+TEST(MemoryDevices, AMissingDeviceDoesNotApply) {
+  Station station;
+  station.smbios.Add(16, 1, ArrayFields(1));
+  EXPECT_EQ(Published(station, false), Lines{R"(ReportError 3 "\nFailed to get SMBIOS Memory Device Structure.\n)"
+                                             R"(No Structure Type 17, Index 0, found.\n\n")"});
+}
+
+// The name under which a module is shown, or none. A module of 4GB is one of
+// 3072 MB at the highest speed.
+std::string ShownName(unsigned speed, unsigned size) {
+  if (speed == 0) return "Empty";
+  for (const unsigned name : {800u, 1066u, 1333u, 1600u}) {
+    if (speed != name && speed != name + 1) continue;
+    for (const unsigned gigabytes : {1u, 2u, 4u, 8u}) {
+      const bool is_odd_one = name == 1600 && gigabytes == 4;
+      if (size == (is_odd_one ? 3072 : gigabytes * 1024)) {
+        return std::to_string(gigabytes) + "GB " + std::to_string(name);
+      }
+    }
+  }
+  return "";
+}
+
+TEST(MemoryDevices, ShowsTheModulesThatTheLineKnows) {
+  for (const unsigned name : {0u, 1u, 800u, 1066u, 1333u, 1600u, 0xFFFEu}) {
+    for (unsigned speed = name == 0 ? 0 : name - 1; speed <= std::min(name + 2, 0xFFFFu); ++speed) {
+      std::vector<Device> devices;
+      Lines expected;
+      for (const unsigned size : {0u, 512u, 1023u, 1024u, 1025u, 2048u, 3072u, 4096u, 8191u, 8192u, 16384u, 0xFFFFu}) {
+        devices.push_back({static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(speed)});
+        const std::string shown = ShownName(speed, size);
+        if (!shown.empty()) expected.push_back(R"(SetResultString "display.cfg:DIMM A1" ")" + shown + "\"");
+      }
+      Station station;
+      station.smbios = DeviceTable(devices);
+      EXPECT_EQ(Only({R"(SetResultString "display)"}, Published(station)), expected) << speed;
+    }
+  }
+}
+
+}  // namespace
