@@ -3,16 +3,17 @@
 
 TEST ?= 1
 PARAMS ?=
+LINE ?=
 JOBS ?= $(shell nproc)
 # The recipes read them as shell variables, so that any character survives.
-export TEST PARAMS
+export TEST PARAMS LINE
 
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
-CODE := $(wildcard module platform smbios guid net pci ipmi testlib drivers simulation tests fuzz bench)
+CODE := $(wildcard module platform smbios guid net pci ipmi testlib drivers simulation qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.
-HOST_ONLY = $(filter simulation/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
+HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
 .PHONY: help run test efi image coverage format lint setup clean \
@@ -23,9 +24,10 @@ help: ## this list
 	@echo "make TARGET"
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/\1 \2/p' $(MAKEFILE_LIST) | while read -r name text; do printf '  %-9s %s\n' $$name "$$text"; done
 	@echo "Another test, other expected values: make run TEST=5 PARAMS='\"Board_Manufacturer=Another Maker\"'"
+	@echo "The whole line run of a server, and of one with three faults: make run LINE=1, make run LINE=faulty"
 
-run: setup-run build-image ## one test on OVMF in QEMU, to watch; succeeds only for PASS
-	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS"
+run: setup-run build-image $(if $(LINE),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
+	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE"
 
 test: setup-test check-format check-images check-host check-firmware ## everything that has to be green
 	@echo "==> All green after $$(($$(date +%s) - $(STARTED))) s"
@@ -34,9 +36,7 @@ efi: setup-efi build-image ## the UEFI images, in build/efi
 	@ls -l build/efi/*.efi
 
 image: setup-run build-image ## a drive for a real server: folder build/usb, FAT image build/usb.img
-	@rm -rf build/usb && mkdir build/usb
-	@cp build/efi/*.efi station/* build/usb
-	@python3 -B qemu/drive.py build/usb.img build/usb/*
+	@python3 -B qemu/station.py build/usb
 	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
 
 coverage: setup-coverage build-coverage ## line coverage of the host tests, in build/coverage/report
@@ -76,7 +76,7 @@ check-host: build-host
 	@echo "==> Host tests"
 	@ctest --test-dir build/host -j $(JOBS) --output-on-failure --progress
 
-check-firmware: build-image
+check-firmware: build-image build-host
 	@echo "==> On OVMF in QEMU (software emulation)"
 	@python3 -B qemu/end_to_end.py
 
@@ -86,6 +86,11 @@ setup-%:
 configure-%:
 	@mkdir -p build
 	@cmake --preset $* >build/$*.log 2>&1 || { cat build/$*.log; exit 1; }
+
+# The management controller of a machine in QEMU.
+build-controller: setup-test configure-host
+	@echo "==> Building the management controller"
+	@cmake --build build/host -j $(JOBS) --target bmc
 
 build-%: configure-%
 	@echo "==> Building $*"

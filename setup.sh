@@ -5,7 +5,7 @@ set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf"
-host='libgtest-dev libgmock-dev'
+host='libgtest-dev libgmock-dev ipmitool dmidecode'
 test="$run $host clang clang-format"
 coverage="$efi $host gcovr"
 # clang-tidy parses every file as clang would build it, the host tests included.

@@ -7,7 +7,6 @@ folder.
 """
 
 import subprocess
-import sys
 from pathlib import Path
 
 _SECTORS = 64 * 1024  # 32 MiB: FAT16
@@ -26,7 +25,3 @@ def _mtools(*command, content=None):
     done = subprocess.run(command, input=content, capture_output=True)
     if done.returncode != 0:
         raise OSError(f"{command[0]} failed: {done.stderr.decode(errors='replace').strip()}")
-
-
-if __name__ == "__main__":
-    make_drive(sys.argv[1], {Path(name).name: Path(name).read_bytes() for name in sys.argv[2:]})

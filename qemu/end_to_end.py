@@ -1,17 +1,21 @@
 """End-to-end checks of the images on OVMF: one boot a machine."""
 
 import sys
+import tempfile
 import time
+from pathlib import Path
 
+from fru_checks import fru_boots
+from guid_checks import guid_boots
+from line_checks import line_boots
 from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
 from scenarios import scenario_boots
-from session import Check, faults, regions, script
+from session import ERROR, FAIL, LOAD, NONE, PASS, SKIP, Check, faults, module, regions, script
 from shell import quote
+from smbios_checks import SMBIOS_CHECKS, SMBIOS_CONSOLE, SMBIOS_MACHINE
 from station import ROOT, image_files, station_files
 
 TIME_LIMIT = 150
-
-PASS, FAIL, ERROR, NONE = ("PASS",), ("FAIL",), ("ERROR",), ("",)
 
 SYSTEM, BOARD, CHASSIS = EXAMPLE_SERVER[1], EXAMPLE_SERVER[2], EXAMPLE_SERVER[3]
 
@@ -34,10 +38,6 @@ IDENTITY = (
 )
 
 
-def module(*words):
-    return " ".join(["mfgtest.efi", *map(quote, words)])
-
-
 def identity_checks():
     for number, parameter, value in IDENTITY:
         yield Check(
@@ -54,8 +54,6 @@ def identity_checks():
         )
 
 
-LOAD = Check("the library loads", ("load testlib.efi",), shows=("is loaded", "Success"))
-
 FIRST = (
     Check(
         "started before the library, the module returns to the shell at once",
@@ -63,11 +61,10 @@ FIRST = (
         shows=("status 0x3",),
     ),
     Check(
-        "the station's script loads the library and passes all identity tests",
-        ("station.nsh",),
-        verdicts=13 * PASS,
-        shows=("STATION PASS",),
-        hides=("STATION FAIL",),
+        "the stick starts the line run by itself; a machine with no more than an identity fails all the rest",
+        ("stick.nsh",),
+        verdicts=14 * PASS + FAIL + 6 * PASS + FAIL + 2 * PASS + SKIP + 7 * FAIL + 2 * PASS + FAIL + NONE,
+        shows=("ERROR: ipmi_kcs is not loaded", "SUMMARY 24 passed, 10 failed, 0 errors, 1 skipped: FAIL"),
     ),
 )
 
@@ -187,11 +184,10 @@ WITH_THE_LIBRARY = (
     ),
     Check("help tells the forms", (module("--help"),), shows=("--param", "--file")),
     Check(
-        "the station's script stops at the first failure",
-        ("cp -q wrong.cfg mfgtest.cfg", "station.nsh"),
-        verdicts=2 * PASS + FAIL,
-        shows=("STATION FAIL",),
-        hides=("STATION PASS",),
+        "the line run stops at the first failure when asked to",
+        ("cp -q wrong.cfg mfgtest.cfg", "line stop"),
+        verdicts=3 * PASS + FAIL + NONE,
+        shows=("SUMMARY 3 passed, 1 failed, 0 errors, 0 skipped: FAIL",),
     ),
     Check(
         "summary tells the runs since the library was loaded",
@@ -203,7 +199,8 @@ WITH_THE_LIBRARY = (
 CONFIGURATION = (ROOT / "station" / "mfgtest.cfg").read_bytes()
 
 FILES = {
-    "station.nsh": (ROOT / "station" / "startup.nsh").read_bytes(),
+    "stick.nsh": (ROOT / "station" / "startup.nsh").read_bytes(),
+    "line.nsh": (ROOT / "station" / "line.nsh").read_bytes(),
     "wrong.cfg": CONFIGURATION.replace(SYSTEM["version"].encode(), b"RS2U-0042-B"),
     "bad.cfg": b"# a comment\nSystem_Product = A\nthis is no parameter\n",
     "other.cfg": b"Board_Manufacturer = From a file\n",
@@ -211,13 +208,18 @@ FILES = {
 }
 
 
-def run(smbios, files, checks):
+def run(smbios, files, checks, **machine):
+    """Runs the checks in one boot of such a machine."""
+    return run_with(lambda commands: boot(smbios, files, commands, TIME_LIMIT, **machine), checks)
+
+
+def run_with(boot_machine, checks):
     """Runs the checks in one boot and prints how each ended; gives how many passed, and of how many.
 
     A machine that did not power off by itself counts as one more check.
     """
     try:
-        lines, stopped = boot(smbios, files, script(checks), TIME_LIMIT), 0
+        lines, stopped = boot_machine(script(checks)), 0
     except BootFailed as failure:
         print(f"FAILED: {failure}")
         lines, stopped = failure.lines, 1
@@ -242,6 +244,11 @@ def main():
     # A scenario gives all its parameters itself: no file beside the module.
     for smbios, scenario_checks in scenario_boots().items():
         runs.append(run(smbios, image_files(), [LOAD, *scenario_checks]))
+    runs.append(run(SMBIOS_MACHINE, image_files(), [LOAD, *SMBIOS_CHECKS], **SMBIOS_CONSOLE))
+    runs.extend(fru_boots(run))
+    with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
+        runs += [run(**machine) for machine in guid_boots(Path(folder, "variables.fd"))]
+    runs += [run_with(boot_machine, checks) for checks, boot_machine in line_boots()]
     passed, total = map(sum, zip(*runs))
     print(f"{passed} passed, {total - passed} failed, {time.monotonic() - started:.0f} s")
     return 0 if passed == total else 1

@@ -6,13 +6,14 @@ import shutil
 import subprocess
 import tempfile
 import time
+from collections import deque
 from pathlib import Path
 
 from console import Console
 from drive import make_drive
 from shell import script_files
 
-_FIRMWARE = Path("/usr/share/OVMF/OVMF_CODE_4M.fd")
+FIRMWARE = Path("/usr/share/OVMF/OVMF_CODE_4M.fd")
 _VARIABLES = Path("/usr/share/OVMF/OVMF_VARS_4M.fd")
 
 # Software emulation: a virtual machine under hardware acceleration is not to
@@ -21,8 +22,10 @@ _QEMU = (
     "qemu-system-x86_64 -accel tcg -machine q35 -m 256 -nodefaults -display none -vga std -serial stdio -no-reboot"
 ).split()
 
-# The shell waits five seconds before it starts the script, unless a key comes.
+# The shell waits five seconds before it starts the script, unless a key comes:
+# Escape leads to the prompt.
 _COUNTDOWN = "or any other key to continue"
+_ESCAPE = "\x1b"
 _EXCEPTION = "X64 Exception Type"
 
 # The identity of a made-up server, by structure type and by the fields of
@@ -63,29 +66,47 @@ def smbios_options(identity):
         yield ",".join([f"type={structure}", *(f"{name}={text.replace(',', ',,')}" for name, text in fields.items())])
 
 
-def boot(smbios, files, commands, time_limit, on_line=lambda line: None):
+def boot(smbios, files, commands, time_limit, on_line=lambda line: None, options=(), answers=(), variables=None):
     """Boots a machine once and gives the lines that it said.
 
-    smbios: values of QEMU's -smbios option
+    smbios: values of QEMU's -smbios option, and structures as bytes; QEMU makes none of their types of its own
     files: name -> bytes, on the drive fs0: beside the script
-    commands: what the shell is to run before the machine powers off
+    commands: what the shell is to run before the machine powers off; None for a person at the prompt
     time_limit: seconds after which the machine is ended and BootFailed raised
     on_line: called with each line as it arrives
+    options: further options of QEMU
+    answers: what a person types, in this order: each as a prompt and the keys that are sent when it stands there
+    variables: the file of a variable store that a later boot is to find again; the first boot makes it
     """
     with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
         drive = Path(folder, "drive.img")
-        make_drive(drive, {**files, **script_files(commands)})
-        # Every run starts from factory settings: variables of one run never
-        # reach the next.
-        variables = Path(folder, "variables.fd")
-        shutil.copyfile(_VARIABLES, variables)
-        return _run(_command_line(smbios, drive, variables), time_limit, on_line)
+        make_drive(drive, files if commands is None else {**files, **script_files(commands)})
+        # A machine starts from factory settings unless somebody keeps its
+        # variables: those of one run never reach the next by accident.
+        variables = variables or Path(folder, "variables.fd")
+        if not variables.exists():
+            shutil.copyfile(_VARIABLES, variables)
+        smbios = _with_files(smbios, Path(folder))
+        keys = ((_COUNTDOWN, _ESCAPE if commands is None else " "), *answers)
+        return _run([*_command_line(smbios, drive, variables), *options], time_limit, on_line, keys)
+
+
+def _with_files(smbios, folder):
+    """The values, with files for the structures that are given as bytes."""
+    values = []
+    for value in smbios:
+        if isinstance(value, bytes):
+            file = folder / f"structure{len(values)}.bin"
+            file.write_bytes(value)
+            value = f"file={file}"
+        values.append(value)
+    return values
 
 
 def _command_line(smbios, drive, variables):
     command = [
         *_QEMU,
-        *("-drive", f"if=pflash,format=raw,readonly=on,file={_FIRMWARE}"),
+        *("-drive", f"if=pflash,format=raw,readonly=on,file={FIRMWARE}"),
         *("-drive", f"if=pflash,format=raw,file={variables}"),
         *("-drive", f"if=none,id=drive,format=raw,file={drive}"),
         # Without a boot index the firmware tries the network first.
@@ -96,11 +117,11 @@ def _command_line(smbios, drive, variables):
     return command
 
 
-def _run(command, time_limit, on_line):
+def _run(command, time_limit, on_line, keys):
     machine = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     console = Console()
     try:
-        complaint = _follow(machine, console, time_limit, on_line)
+        complaint = _follow(machine, console, time_limit, on_line, deque(keys))
         if not complaint and machine.wait(timeout=10) != 0:
             complaint = f"QEMU ended with status {machine.returncode}"
     finally:
@@ -113,11 +134,11 @@ def _run(command, time_limit, on_line):
     return console.lines
 
 
-def _follow(machine, console, time_limit, on_line):
+def _follow(machine, console, time_limit, on_line, keys):
     """Reads the serial port until the machine closes it; gives what went wrong."""
     deadline = time.monotonic() + time_limit
     complaint = f"the machine did not power off within {time_limit} s"
-    countdown_ended = False
+    typed_at = -1
     while True:
         readable, _, _ = select.select([machine.stdout], [], [], max(0, deadline - time.monotonic()))
         if not readable:
@@ -126,9 +147,10 @@ def _follow(machine, console, time_limit, on_line):
         if not data:
             return None
         finished = console.feed(data)
-        if not countdown_ended and _COUNTDOWN in console.pending:
-            countdown_ended = True
-            machine.stdin.write(b" ")
+        # A prompt is answered once: the next one stands on a line of its own.
+        if keys and keys[0][0] in console.pending and typed_at < len(console.lines):
+            typed_at = len(console.lines)
+            machine.stdin.write(keys.popleft()[1].encode())
             machine.stdin.flush()
         for line in finished:
             on_line(line)

@@ -1,4 +1,4 @@
-"""Runs one test on OVMF for a person to watch.
+"""Runs one test, or the whole line run, on OVMF for a person to watch.
 
 Exit status: 0 for PASS and nothing else, 1 for FAIL, 2 when there is no verdict
 on the machine.
@@ -9,7 +9,9 @@ import re
 import shlex
 import sys
 
+from demonstration_server import LINE, SERVERS
 from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
+from session import SUMMARY
 from shell import quote
 from station import station_files
 
@@ -17,8 +19,10 @@ TIME_LIMIT = 120
 
 BEGIN = "<<begin>>"
 VERDICT = "<<verdict "
+PROMPT = "FS0:\\> "
 
 _PLAIN = re.compile(r"[\w.,:=/\\-]+")
+_SERVERS_BY_WORD = {"1": "healthy", "healthy": "healthy", "faulty": "faulty"}
 
 
 class Display:
@@ -31,13 +35,16 @@ class Display:
     def show(self, line):
         if line.startswith("BdsDxe: starting"):
             print("    the firmware is up, its shell starts", flush=True)
-        elif line == BEGIN:
+        elif line == BEGIN or line == PROMPT + LINE:
             self._running = True
         elif line.startswith(VERDICT):
             self._running = False
             self.verdict = line.removeprefix(VERDICT).removesuffix(">>")
         elif self._running:
             print("  | " + line, flush=True)
+            if summary := SUMMARY.fullmatch(line):
+                self._running = False
+                self.verdict = summary["verdict"]
 
 
 def arguments():
@@ -48,7 +55,10 @@ def arguments():
         default="",
         help="NAME=VALUE words and options, quoted as for a Unix shell; they win over station/mfgtest.cfg",
     )
+    parser.add_argument("--line", default="", help="the whole line run instead, of the server 1 (healthy) or faulty")
     options = parser.parse_args()
+    if options.line and options.line not in _SERVERS_BY_WORD:
+        parser.error(f"--line: expected 1 or faulty, found {options.line}")
     try:
         options.words = shlex.split(options.parameters)
     except ValueError as fault:
@@ -62,14 +72,27 @@ def command_line(options):
     return " ".join(["mfgtest.efi", *(word if _PLAIN.fullmatch(word) else quote(word) for word in words)])
 
 
-def main():
-    command = command_line(arguments())
-    print("==> Booting OVMF in QEMU (software emulation, about 5 s to the shell)", flush=True)
+def run_test(options, show):
+    command = command_line(options)
     print(f"==> load testlib.efi, then {command}", flush=True)
     commands = [f'echo "{BEGIN}"', "load testlib.efi", command, f'echo "{VERDICT}%MfgVerdict%>>"']
+    boot(smbios_options(EXAMPLE_SERVER), station_files(), commands, TIME_LIMIT, show)
+
+
+def run_line(name, show):
+    print(f"==> {LINE}, from the stick, on the {name} demonstration server", flush=True)
+    SERVERS[name].run_line([LINE], show)
+
+
+def main():
+    options = arguments()
     display = Display()
+    print("==> Booting OVMF in QEMU (software emulation, about 5 s to the shell)", flush=True)
     try:
-        boot(smbios_options(EXAMPLE_SERVER), station_files(), commands, TIME_LIMIT, display.show)
+        if options.line:
+            run_line(_SERVERS_BY_WORD[options.line], display.show)
+        else:
+            run_test(options, display.show)
     except BootFailed as failure:
         print(f"==> No verdict: {failure}")
         return 2

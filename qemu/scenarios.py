@@ -17,14 +17,14 @@ _SECTIONS = ("[smbios]", "[variables]", "[command line]", "[transcript]")
 
 def scenario_boots():
     """Machines, as tuples of -smbios options, and the checks to run on each in one boot."""
-    scenarios = [_read(file) for file in sorted(_FOLDER.glob("*.scenario"))]
+    scenarios = [read_scenario(file) for file in sorted(_FOLDER.glob("*.scenario"))]
     if not scenarios:
         raise FileNotFoundError(f"no scenarios in {_FOLDER}")
     scenarios.sort(key=lambda scenario: scenario[0])
     return {machine: [check for _, check in group] for machine, group in groupby(scenarios, lambda pair: pair[0])}
 
 
-def _read(file):
+def read_scenario(file):
     """A scenario file as its machine and its check."""
     sections = {name: [] for name in _SECTIONS}
     section = None

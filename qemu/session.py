@@ -1,12 +1,21 @@
 """One boot that runs many checks: each one's commands, output and verdict."""
 
 import re
+from collections.abc import Callable
 from dataclasses import dataclass
 from itertools import zip_longest
+
+from shell import quote
+
+# The verdicts of starts of the module.
+PASS, FAIL, ERROR, SKIP, NONE = ("PASS",), ("FAIL",), ("ERROR",), ("SKIP",), ("",)
 
 _BEGIN = "<<begin {}>>"
 _END = re.compile(r"<<end (\d+) verdict=(\w*)>>")
 _RESULT = re.compile(r'RESULT test (\d+|-) "(.*)": (\w+), (\d+) errors?, ([0-9.]+) s')
+
+# The last line of a line run.
+SUMMARY = re.compile(r"SUMMARY .*: (?P<verdict>PASS|FAIL|ERROR)")
 
 
 @dataclass(frozen=True)
@@ -23,6 +32,8 @@ class Check:
     hides: tuple = ()
     # The library's operations, where the run is traced.
     transcript: tuple = ()
+    # Gives further complaints about the lines.
+    judge: Callable = lambda lines: []
 
 
 @dataclass(frozen=True)
@@ -31,6 +42,14 @@ class Region:
 
     lines: tuple
     verdict: str
+
+
+LOAD = Check("the library loads", ("load testlib.efi",), shows=("is loaded", "Success"))
+
+
+def module(*words):
+    """The command that starts the module."""
+    return " ".join(["mfgtest.efi", *map(quote, words)])
 
 
 def script(checks):
@@ -67,6 +86,7 @@ def faults(check, region):
     text = "\n".join(region.lines)
     found = [f"does not show: {wanted}" for wanted in check.shows if wanted not in text]
     found += [f"shows: {unwanted}" for unwanted in check.hides if unwanted in text]
+    found += check.judge(region.lines)
     found += _verdict_faults(check, region)
     if check.transcript and (traced := transcript(region.lines)) != check.transcript:
         found.append("the transcript differs:\n" + _difference(check.transcript, traced))

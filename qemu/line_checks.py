@@ -1,0 +1,157 @@
+"""The whole line run of the demonstration servers: every verdict, removal and result."""
+
+import re
+
+from demonstration_server import LINE, SERVERS
+from session import FAIL, NONE, PASS, SKIP, Check
+from station import ROOT
+
+# The tests that station/line.nsh runs behind Autosense.
+_TESTS = (*range(1, 15), 20, 21, 23, 24, 25, 26, 27, 29, 30, *range(33, 44))
+_ROW = re.compile(r"  +(\d+)  (\S.*?) {2,}([A-Z]+) +(\d+) +[0-9.]+")
+_RESULT = re.compile(r'RESULT test (\d+) "(.*)": ([A-Z]+), (\d+) errors?, .*')
+_REMOVAL = re.compile(r"  test (\d+) does not apply \(removed by test 0\): (.*)")
+_PUBLISHED = re.compile(r"  (\S.*?) {2,}(.*\S) *")
+
+_REMOVALS = {
+    "31": "Autosense():: No Marwick product being identified, removing subtest 31.",
+    "33": "Autosense():: Failed to get param: 1394_DEVICE_ID. 1394 controller not found, removing subtest 33.",
+}
+_WITHOUT_BACKPLANE = {"39": "Autosense():: Board area information is not programmed in FRU. Removing subtest 39."}
+
+_IDENTITY = re.compile(r"(System|Board|Chassis)_.*")
+_AS_EXPECTED = re.compile(r"(System_|Board_|Chassis_|Memory\d_|OEM_|BIOS_ID|SYS_BOARDS_).*")
+_BACKPLANES = {
+    f"SAS backplane {number}": ("Example Backplane", f"HSN-0000000{number + 4}", "BP-0008-AA") for number in (1, 2, 3)
+}
+_OTHER_FRUS = {
+    "Power supply 1": ("Example Power", "PSN-0002", "PS-0750"),
+    "Front panel": ("Example Panels", "FSN-0004", "FP-0004"),
+}
+
+
+# What is published under the names of parameters by a server with the three faults.
+_FAULTY_RESULTS = {
+    "System_Serial_Number": "SN-0000009",
+    "SYS_BOARDS_MANUFACTURER_NAME": None,
+    "SYS_BOARDS_PRODUCT_NAME": None,
+    "SYS_BOARDS_SERIAL_NUMBER": None,
+    "SYS_BOARDS_PART_NUMBER": None,
+}
+
+
+def _expected_results(changes, backplanes):
+    """What Autosense publishes: of a machine as the parameter file wants it, but for the changes; None takes away."""
+    lines = (ROOT / "station" / "mfgtest.cfg").read_text(encoding="utf-8").splitlines()
+    parameters = dict(re.split(r" *= *", line, maxsplit=1) for line in lines if line and not line.startswith("#"))
+    results = {name: value for name, value in parameters.items() if _AS_EXPECTED.fullmatch(name)}
+    results |= {"Chassis_Type": "1", **changes}
+    results = {name: value for name, value in results.items() if value is not None}
+    shown = {name.replace("_", " ").capitalize(): value for name, value in results.items() if _IDENTITY.fullmatch(name)}
+    shown |= {"BIOS ID": results["BIOS_ID"], "DIMM A1": "4GB 1333", "DIMM B1": "4GB 1333", "DIMM B2": "Empty"}
+    for name, values in {**_OTHER_FRUS, **backplanes}.items():
+        shown |= zip((f"{name} Manufacture", f"{name} Serial Number", f"{name} Part Number"), values)
+    return results | {f"display.cfg:{label}": value for label, value in shown.items()}
+
+
+def _difference(what, seen, expected):
+    return [
+        f"{what} {key}: {seen.get(key)!r}, expected {expected.get(key)!r}"
+        for key in sorted({*seen, *expected})
+        if seen.get(key) != expected.get(key)
+    ]
+
+
+def _judge(results, removals, errors):
+    """A judge of a run's output, summary included, for exactly these published results, removed tests and errors."""
+
+    def judge(lines):
+        start = max((at for at, line in enumerate(lines) if line == "Results:"), default=len(lines))
+        summary = lines[start + 1 :]
+        table = next((at for at, line in enumerate(summary) if line.startswith("  Test ")), len(summary))
+        published = dict(match.groups() for line in summary[:table] if (match := _PUBLISHED.fullmatch(line)))
+        removed = dict(match.groups() for line in summary if (match := _REMOVAL.fullmatch(line)))
+        rows = [match.groups() for line in summary if (match := _ROW.fullmatch(line))]
+        closing = [match.groups() for line in lines if (match := _RESULT.fullmatch(line))]
+        reported = [line for line in lines if line.startswith("ERROR")]
+        return [
+            *_difference("result", published, results),
+            *_difference("removal of test", removed, removals),
+            *([] if rows == closing else [f"the table has {rows}, the closing lines {closing}"]),
+            *([] if [int(row[0]) for row in rows] == [0, *_TESTS] else ["other tests ran than those of the list"]),
+            *([] if reported == errors else [f"reported: {reported}"]),
+        ]
+
+    return judge
+
+
+def _verdicts(exceptions):
+    """Of Autosense, the tests of the list and the summary."""
+    return (*PASS, *(word for test in _TESTS for word in exceptions.get(test, PASS)), *NONE)
+
+
+_CHECKS = {
+    "healthy": (
+        Check(
+            "a healthy server passes its line run from the stick",
+            (LINE,),
+            verdicts=_verdicts({33: SKIP}),
+            shows=("SUMMARY 34 passed, 0 failed, 0 errors, 1 skipped: PASS",),
+            judge=_judge(_expected_results({}, _BACKPLANES), _REMOVALS, []),
+        ),
+    ),
+    "faulty": (
+        Check(
+            "a server with three faults shows exactly those",
+            (LINE,),
+            verdicts=_verdicts({4: FAIL, 33: SKIP, 37: FAIL, 39: FAIL}),
+            shows=(
+                'Rec: "SN-0000009"',
+                "Event type: Single-bit ECC memory error. Error source: Memory.",
+                "SUMMARY 31 passed, 3 failed, 0 errors, 1 skipped: FAIL",
+            ),
+            judge=_judge(
+                _expected_results(
+                    _FAULTY_RESULTS,
+                    {name: values for name, values in _BACKPLANES.items() if name != "SAS backplane 1"},
+                ),
+                {**_REMOVALS, **_WITHOUT_BACKPLANE},
+                [
+                    "ERROR 4: System_Serial_Number mismatched. ",
+                    "ERROR 29: System event log test failed. Log Data in HEX: 51403000201",
+                    "ERROR: test 39 has to apply to this machine: Required_Tests names it",
+                ],
+            ),
+        ),
+        Check(
+            "asked to stop, a second line run ends at the first fault and counts alone",
+            (f"{LINE} stop",),
+            verdicts=4 * PASS + FAIL + NONE,
+            shows=("SUMMARY 4 passed, 1 failed, 0 errors, 0 skipped: FAIL",),
+            hides=("is loaded",),
+        ),
+        Check(
+            "asked to write, it writes before it verifies, here where nobody serves the flash",
+            (f"{LINE} write stop",),
+            verdicts=PASS + FAIL + NONE,
+            shows=("RESULT test 28 ", "ERROR 22: "),
+        ),
+        Check(
+            "a module that does not start is no verdict",
+            ("mv mfgtest.efi away.efi", LINE, "mv away.efi mfgtest.efi", "set -v -d MfgVerdict"),
+            shows=("SUMMARY test 0 did not start, or did not come to its end: ERROR",),
+        ),
+        Check(
+            "a word that nobody knows never passes",
+            (f"{LINE} halt stop",),
+            verdicts=("ERROR", ""),
+            shows=('found "halt"', "SUMMARY 0 passed, 0 failed, 1 errors, 0 skipped: ERROR"),
+        ),
+    ),
+}
+
+
+def line_boots():
+    """The checks of each server, with what boots it and types commands."""
+    for name, server in SERVERS.items():
+        yield _CHECKS[name], server.run_line
