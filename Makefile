@@ -24,9 +24,10 @@ help: ## this list
 	@echo "make TARGET"
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/\1 \2/p' $(MAKEFILE_LIST) | while read -r name text; do printf '  %-9s %s\n' $$name "$$text"; done
 	@echo "Another test, other expected values: make run TEST=5 PARAMS='\"Board_Manufacturer=Another Maker\"'"
+	@echo "A FRU test, on a server with a management controller: make run TEST=34"
 	@echo "The whole line run of a server, and of one with three faults: make run LINE=1, make run LINE=faulty"
 
-run: setup-run build-image $(if $(LINE),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
+run: setup-run build-image $(if $(LINE)$(filter 0 34 38 39 41 42 43,$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
 	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE"
 
 test: setup-test check-format check-images check-host check-firmware ## everything that has to be green

@@ -22,25 +22,28 @@ VERDICT = "<<verdict "
 PROMPT = "FS0:\\> "
 
 _PLAIN = re.compile(r"[\w.,:=/\\-]+")
+# Tests that talk to a management controller; the demonstration server has one.
+_IPMI_TESTS = {"0", "34", "38", "39", "41", "42", "43"}
 _SERVERS_BY_WORD = {"1": "healthy", "healthy": "healthy", "faulty": "faulty"}
 
 
 class Display:
     """Shows the run line by line; leaves out what the shell says about itself."""
 
-    def __init__(self):
+    def __init__(self, begin):
         self.verdict = ""
+        self._begin = begin
         self._running = False
 
     def show(self, line):
         if line.startswith("BdsDxe: starting"):
             print("    the firmware is up, its shell starts", flush=True)
-        elif line == BEGIN or line == PROMPT + LINE:
+        elif line == self._begin:
             self._running = True
         elif line.startswith(VERDICT):
             self._running = False
             self.verdict = line.removeprefix(VERDICT).removesuffix(">>")
-        elif self._running:
+        elif self._running and not line.startswith(PROMPT):
             print("  | " + line, flush=True)
             if summary := SUMMARY.fullmatch(line):
                 self._running = False
@@ -79,20 +82,31 @@ def run_test(options, show):
     boot(smbios_options(EXAMPLE_SERVER), station_files(), commands, TIME_LIMIT, show)
 
 
-def run_line(name, show):
+def run_ipmi_test(options, show):
+    command = command_line(options)
+    print(f"==> load testlib.efi and ipmi_kcs.efi, then {command}, on the demonstration server", flush=True)
+    verdict = f'echo "{VERDICT}%MfgVerdict%>>"'
+    SERVERS["healthy"].run_line(["load testlib.efi", "load ipmi_kcs.efi", command, verdict], show)
+
+
+def run_line(options, show):
+    name = _SERVERS_BY_WORD[options.line]
     print(f"==> {LINE}, from the stick, on the {name} demonstration server", flush=True)
     SERVERS[name].run_line([LINE], show)
 
 
 def main():
     options = arguments()
-    display = Display()
+    if options.line:
+        run, begin = run_line, PROMPT + LINE
+    elif options.test in _IPMI_TESTS:
+        run, begin = run_ipmi_test, PROMPT + "load testlib.efi"
+    else:
+        run, begin = run_test, BEGIN
+    display = Display(begin)
     print("==> Booting OVMF in QEMU (software emulation, about 5 s to the shell)", flush=True)
     try:
-        if options.line:
-            run_line(_SERVERS_BY_WORD[options.line], display.show)
-        else:
-            run_test(options, display.show)
+        run(options, display.show)
     except BootFailed as failure:
         print(f"==> No verdict: {failure}")
         return 2
