@@ -1,6 +1,7 @@
 #include "guid/guid_text.h"
 
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <string>
 
@@ -118,7 +119,7 @@ TEST(StrToGuid, ShowsEveryGroup) {
 
 TEST(GuidBytes, AreTurnedAround) {
   mfgtest::RawGuid raw;
-  for (std::uint8_t i = 0; i < raw.size(); ++i) raw[i] = i;
+  std::iota(raw.begin(), raw.end(), std::uint8_t{0});
   const mfgtest::RawGuid stored = raw;
   mfgtest::RawToEfiOrder(raw);
   EXPECT_EQ(raw, (mfgtest::RawGuid{3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15}));

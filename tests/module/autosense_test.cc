@@ -9,7 +9,6 @@ namespace {
 using simulation::Readable;
 using simulation::SmbiosTable;
 using simulation::Station;
-using simulation::Widen;
 using Bytes = std::vector<std::uint8_t>;
 using Strings = std::vector<std::string>;
 
