@@ -425,6 +425,30 @@ TEST(Autosense, EachProbeStandsForItself) {
   }
 }
 
+// The operator is told why the GUID does not count, not what stood in the
+// last-error text before.
+TEST(Autosense, QuotesTheReasonOfTheGuidsProbe) {
+  const struct {
+    const char16_t* method;  // of the MAC address; null when the parameter is missing
+    const char* reason;
+  } cases[] = {
+      {nullptr, R"(Failed to get param:VERIFY_MACADDR_AGAINST\r\n)"},
+      {u"MACADDR_LIST", "The GUID's OUI is none of the 1 in the list."},
+      {u"MACADDR_ONBOARD", R"(\nFailed to locate SNP protocol.  Status=0xe)"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.reason);
+    Server server;
+    server.station.smbios = CompleteTable();
+    Parameters parameters = kProbeParameters;
+    parameters[u"MACADDR00"] = u"0x123456";
+    parameters.erase(u"VERIFY_MACADDR_AGAINST");
+    if (c.method != nullptr) parameters[u"VERIFY_MACADDR_AGAINST"] = c.method;
+    EXPECT_EQ(Only({R"(LogMessage "Autosense():: Guid not valid)"}, server.Run(0, parameters)),
+              Lines{Log(std::string(R"(Autosense():: Guid not valid, removing subtest 14.\n)") + c.reason + R"(\n)")});
+  }
+}
+
 TEST(Autosense, AMissingMemoryDeviceIsReportedAndRemovesItsTest) {
   Station station;
   Bytes array(0x0F - 4, 0);
