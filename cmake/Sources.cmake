@@ -9,9 +9,11 @@ file(GLOB MODULE_SOURCES CONFIGURE_DEPENDS
 file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc)
 file(GLOB IPMI_KCS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/*.cc)
 # The layer over the firmware, shared by all products; freestanding.cc stands
-# in for the C library, which a host program has, and port_io.cc reaches for
-# ports, which the simulated machine has.
+# in for the C library, which a host program has, relocate.cc for its loader, and
+# port_io.cc reaches for ports, which the simulated machine has.
 file(GLOB PLATFORM_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/platform/*.cc)
+set(RELOCATE_SOURCES ${CMAKE_SOURCE_DIR}/platform/relocate.cc)
 set(PORT_IO_SOURCES ${CMAKE_SOURCE_DIR}/platform/port_io.cc)
-list(REMOVE_ITEM PLATFORM_SOURCES ${CMAKE_SOURCE_DIR}/platform/freestanding.cc ${PORT_IO_SOURCES})
+list(REMOVE_ITEM PLATFORM_SOURCES ${CMAKE_SOURCE_DIR}/platform/freestanding.cc ${RELOCATE_SOURCES}
+  ${PORT_IO_SOURCES})
 set(FREESTANDING_SOURCES ${CMAKE_SOURCE_DIR}/platform/freestanding.cc)

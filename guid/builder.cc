@@ -27,9 +27,9 @@ std::uint64_t ReadTimestamp() {
   seconds = ((seconds * 31 + time.Day) * 24 + time.Hour) * 60 + time.Minute;
   seconds = seconds * 60 + time.Second;
   const std::uint64_t timestamp = seconds * kUnitsPerSecond;
-  report::DebugPrint(kDebugProgress, u"GetTime() = Year:%d  Month:%d  Day:%d  Hour:%d  Minute:%d  Sec:%d\r\n",
-                     time.Year, time.Month, time.Day, time.Hour, time.Minute, time.Second);
-  report::DebugPrint(kDebugProgress, u"time (t) in 100ns = 0x%lX\r\n", timestamp);
+  report::DebugPrint(kDebugProgress, "GetTime() = Year:%d  Month:%d  Day:%d  Hour:%d  Minute:%d  Sec:%d\r\n", time.Year,
+                     time.Month, time.Day, time.Hour, time.Minute, time.Second);
+  report::DebugPrint(kDebugProgress, "time (t) in 100ns = 0x%lX\r\n", timestamp);
   return timestamp;
 }
 
@@ -39,7 +39,7 @@ void SetTimeFields(EFI_GUID* guid, std::uint64_t timestamp) {
   const std::uint32_t upper = static_cast<std::uint32_t>(timestamp >> 32) + kEpochHigh;
   guid->Data2 = static_cast<std::uint16_t>(upper);
   guid->Data3 = static_cast<std::uint16_t>((upper >> 16 & 0xFFF) + kVersion1);
-  report::DebugPrint(kDebugProgress, u"guid->Data1=%08.8x, Data2=%04.4x, Data3=%04.4x\r\n", guid->Data1, guid->Data2,
+  report::DebugPrint(kDebugProgress, "guid->Data1=%08.8x, Data2=%04.4x, Data3=%04.4x\r\n", guid->Data1, guid->Data2,
                      guid->Data3);
 }
 
@@ -48,14 +48,14 @@ void SetClockSequence(EFI_GUID* guid) {
   const std::uint32_t sequence = (Random32() & kClockSequenceMask) | kVariant;
   guid->Data4[0] = static_cast<std::uint8_t>(sequence >> 8);
   guid->Data4[1] = static_cast<std::uint8_t>(sequence);
-  report::DebugPrint(kDebugProgress, u"clk_seq_hi_and_res_and_lo = 0x%04.4x\r\n", sequence);
+  report::DebugPrint(kDebugProgress, "clk_seq_hi_and_res_and_lo = 0x%04.4x\r\n", sequence);
 }
 
 bool FindNode(MacAddress* mac) {
   if (ReadNicMacVariable(mac)) return true;
-  report::DebugPrint(kDebugProgress, u"BuildGuid()::Failed to GetMacAddr()\r\n");
+  report::DebugPrint(kDebugProgress, "BuildGuid()::Failed to GetMacAddr()\r\n");
   if (GetMacAddr(mac)) return true;
-  report::DebugPrint(kDebugProgress, u"BuildGuid()::Failed to GetMacAddr()\r\n");
+  report::DebugPrint(kDebugProgress, "BuildGuid()::Failed to GetMacAddr()\r\n");
   return false;
 }
 
@@ -72,9 +72,9 @@ bool BuildGuid(RawGuid* raw) {
   std::ranges::copy(mac, raw->begin() + kNode);
   RawToEfiOrder(*raw);
   const EFI_GUID swapped = AsEfiGuid(*raw);
-  report::DebugPrint(kDebugProgress, u"After swap: guid->Data1=%08.8x, Data2=%04.4x, Data3=%04.4x\r\n", swapped.Data1,
+  report::DebugPrint(kDebugProgress, "After swap: guid->Data1=%08.8x, Data2=%04.4x, Data3=%04.4x\r\n", swapped.Data1,
                      swapped.Data2, swapped.Data3);
-  report::DebugPrint(kDebugProgress, u"Mac 6 bytes: %02.2x %02.2x %02.2x %02.2x %02.2x %02.2x\r\n", mac[0], mac[1],
+  report::DebugPrint(kDebugProgress, "Mac 6 bytes: %02.2x %02.2x %02.2x %02.2x %02.2x %02.2x\r\n", mac[0], mac[1],
                      mac[2], mac[3], mac[4], mac[5]);
   return true;
 }

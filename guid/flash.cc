@@ -40,22 +40,22 @@ struct FlashRequest {
 
 // Through the first handle of those that carry the protocol.
 bool ReadThroughInterface(EFI_HANDLE handle, RawGuid* guid) {
-  report::DebugPrint(kDebugProgress, u"MfgMode Protocol detected\r\n");
+  report::DebugPrint(kDebugProgress, "MfgMode Protocol detected\r\n");
   ManufacturingInterface* interface = nullptr;
   EFI_STATUS status = platform::HandleInterface(handle, kManufacturingInterfaceProtocolGuid, &interface);
   if (EFI_ERROR(status)) {
-    SetLastError(u"Error locating Mfg Interface. Code: 0x%X", static_cast<std::uint32_t>(status));
+    SetLastError("Error locating Mfg Interface. Code: 0x%X", static_cast<std::uint32_t>(status));
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Mfg Interface retrieved successfully.\r\n");
+  report::DebugPrint(kDebugProgress, "Mfg Interface retrieved successfully.\r\n");
   status = interface->ReadGuid(interface, 0, guid->data(), nullptr);
   if (EFI_ERROR(status)) {
-    SetLastError(u"Error in Reading Sysid. Code: 0x%X", static_cast<std::uint32_t>(status));
+    SetLastError("Error in Reading Sysid. Code: 0x%X", static_cast<std::uint32_t>(status));
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Raw GUID:\r\n");
-  for (const std::uint8_t byte : *guid) report::DebugPrint(kDebugProgress, u"%x ", byte);
-  report::DebugPrint(kDebugProgress, u"\r\n");
+  report::DebugPrint(kDebugProgress, "Raw GUID:\r\n");
+  for (const std::uint8_t byte : *guid) report::DebugPrint(kDebugProgress, "%x ", byte);
+  report::DebugPrint(kDebugProgress, "\r\n");
   return true;
 }
 
@@ -63,22 +63,22 @@ bool ReadThroughInterface(EFI_HANDLE handle, RawGuid* guid) {
 // one it is read by.
 bool ReadPlaceParameter(const char16_t* name, const char16_t* reported_name, bool probe, std::uint32_t* value) {
   if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
-  SetLastError(u"Failed to get param: %s", reported_name);
+  SetLastError("Failed to get param: %s", reported_name);
   if (!probe) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: %s\r\n", reported_name);
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", reported_name);
   }
   return false;
 }
 
 bool ReadFromMemory(RawGuid* guid, bool probe) {
-  report::DebugPrint(kDebugProgress, u"MfgMode not installed - reading FLASH directly\r\n");
+  report::DebugPrint(kDebugProgress, "MfgMode not installed - reading FLASH directly\r\n");
   std::uint32_t address = 0;
   std::uint32_t offset = 0;
   if (!ReadPlaceParameter(u"FlashAddress", u"FlashAddress", probe, &address)) return false;
   // Kept: the offset that is read here has another name than the one reported.
   if (!ReadPlaceParameter(u"GuidOffsetFlash", u"GuidOffsetInFlash", probe, &offset)) return false;
   const std::uint32_t place = address + offset;
-  report::DebugPrint(kDebugProgress, u"Reading GUID from flash at %08.8x\r\n", place);
+  report::DebugPrint(kDebugProgress, "Reading GUID from flash at %08.8x\r\n", place);
   std::copy_n(platform::PhysicalMemory(place), guid->size(), guid->data());
   return true;
 }
@@ -100,7 +100,7 @@ bool ReadGuidFromFlash(RawGuid* guid, bool probe) {
   const EFI_STATUS status = platform::LocateAllHandles(kManufacturingInterfaceProtocolGuid, &providers);
   if (EFI_ERROR(status)) return ReadFromMemory(guid, probe);
   if (providers.handles.empty()) {
-    SetLastError(u"Error in getting manufacturing mode handles....\n");
+    SetLastError("Error in getting manufacturing mode handles....\n");
     return false;
   }
   return ReadThroughInterface(providers.handles[0], guid);

@@ -26,31 +26,31 @@ std::uint64_t ConvertGroup(const char16_t* text, std::size_t digits, std::uint64
 }
 
 std::uint16_t ConvertWord(const char16_t* text) {
-  return static_cast<std::uint16_t>(ConvertGroup(text, 4, ~std::uint64_t{0}, u"\ntmp=%s  converted tmp=%4lX"));
+  return static_cast<std::uint16_t>(ConvertGroup(text, 4, ~std::uint64_t{0}, "\ntmp=%s  converted tmp=%4lX"));
 }
 
 std::uint8_t ConvertByte(const char16_t* text) {
-  return static_cast<std::uint8_t>(ConvertGroup(text, 2, 0xFF, u"\ntmp=%s  converted tmp=%2lX"));
+  return static_cast<std::uint8_t>(ConvertGroup(text, 2, 0xFF, "\ntmp=%s  converted tmp=%2lX"));
 }
 
 }  // namespace
 
 bool StrToGuid(const char16_t* text, EFI_GUID* guid) {
   const std::size_t length = std::u16string_view(text).size();
-  report::DebugPrint(kDebugProgress, u"\nSize of GUID Str = %d", static_cast<std::uint32_t>(length));
+  report::DebugPrint(kDebugProgress, "\nSize of GUID Str = %d", static_cast<std::uint32_t>(length));
   if (length != kTextLength) {
-    SetLastError(u"Invalid GUID String. Must be XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX.");
+    SetLastError("Invalid GUID String. Must be XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX.");
     return false;
   }
   EFI_GUID parsed;
-  parsed.Data1 = static_cast<std::uint32_t>(ConvertGroup(text, 8, ~std::uint64_t{0}, u"\ntmp=%s  converted tmp=%8lX"));
+  parsed.Data1 = static_cast<std::uint32_t>(ConvertGroup(text, 8, ~std::uint64_t{0}, "\ntmp=%s  converted tmp=%8lX"));
   parsed.Data2 = ConvertWord(text + 9);
   parsed.Data3 = ConvertWord(text + 14);
   parsed.Data4[0] = ConvertByte(text + 19);
   parsed.Data4[1] = ConvertByte(text + 21);
   for (std::size_t i = 0; i < 6; ++i) parsed.Data4[2 + i] = ConvertByte(text + 24 + 2 * i);
   *guid = parsed;
-  report::DebugPrint(kDebugProgress, u"\n");
+  report::DebugPrint(kDebugProgress, "\n");
   return true;
 }
 
@@ -82,7 +82,7 @@ EFI_GUID AsEfiGuid(std::span<const std::uint8_t, kGuidBytes> bytes) {
 
 GuidText RawGuidText(std::span<const std::uint8_t, kGuidBytes> b) {
   GuidText text;
-  FormatText(text, u"{%02x%02x%02x%02x-%02x%02x-%02x%02x-%02x%02x-%02x%02x%02x%02x%02x%02x}", b[0], b[1], b[2], b[3],
+  FormatText(text, "{%02x%02x%02x%02x-%02x%02x-%02x%02x-%02x%02x-%02x%02x%02x%02x%02x%02x}", b[0], b[1], b[2], b[3],
              b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]);
   return text;
 }

@@ -46,14 +46,14 @@ struct NameParameter {
 constexpr NameParameter kSystemUuidName{
     u"MARWICK_GUID_NAME",
     u"MfgSystemUuid",
-    u"\r\nFailed to get param: MARWICK_GUID_NAME\r\n",
-    u"\r\nInvalid value for MARWICK_GUID_NAME, MARWICK_GUID_NAME should set to 'MfgSystemUuid'.\r\n",
+    "\r\nFailed to get param: MARWICK_GUID_NAME\r\n",
+    "\r\nInvalid value for MARWICK_GUID_NAME, MARWICK_GUID_NAME should set to 'MfgSystemUuid'.\r\n",
 };
 constexpr NameParameter k1394UuidName{
     u"1394_GUID_NAME",
     u"Mfg1394Uuid",
-    u"\r\nFailed to get param: 1394_GUID_NAME\r\n",
-    u"\r\nInvalid value for 1394_GUID_NAME, 1394_GUID_NAME should be set to 'Mfg1394Uuid'.\r\n",
+    "\r\nFailed to get param: 1394_GUID_NAME\r\n",
+    "\r\nInvalid value for 1394_GUID_NAME, 1394_GUID_NAME should be set to 'Mfg1394Uuid'.\r\n",
 };
 
 bool RequireName(const NameParameter& parameter, ParameterText& value) {
@@ -79,40 +79,40 @@ bool ReadProbeName(const NameParameter& parameter, ParameterText& value) {
 }
 
 void ShowBytes(std::uint32_t mask, std::span<const std::uint8_t> bytes) {
-  for (const std::uint8_t byte : bytes) report::DebugPrint(mask, u"%02x ", byte);
+  for (const std::uint8_t byte : bytes) report::DebugPrint(mask, "%02x ", byte);
 }
 
 bool ShowNvVariable(const char16_t* name) {
-  report::DebugPrint(kDebugTrace, u"Getting %s NV variable...\n", name);
+  report::DebugPrint(kDebugTrace, "Getting %s NV variable...\n", name);
   std::array<std::uint8_t, kReadBackBytes> data{};
   std::size_t size = 0;
   if (EFI_ERROR(platform::ReadVariableInto(name, kMfgVariableGuid, data, &size))) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\n%s NV Variable not found.\r\n", name);
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\n%s NV Variable not found.\r\n", name);
     return false;
   }
-  report::DebugPrint(kDebugTrace, u"%s: ", name);
+  report::DebugPrint(kDebugTrace, "%s: ", name);
   ShowBytes(kDebugTrace, std::span(data).first(size));
-  report::DebugPrint(kDebugTrace, u"\n");
+  report::DebugPrint(kDebugTrace, "\n");
   return true;
 }
 
 bool StoreNvVariable(const char16_t* name, std::span<const std::uint8_t> data) {
   const EFI_STATUS status = platform::WriteVariable(name, kMfgVariableGuid, kNonVolatileAtAllTimes, data);
   if (!EFI_ERROR(status) && ShowNvVariable(name)) return true;
-  report::ReportError(ErrorCode::kVariableNotSet, u"\nFailed to Set %s NV Variable.\n%s", name, LastError());
+  report::ReportError(ErrorCode::kVariableNotSet, "\nFailed to Set %s NV Variable.\n%s", name, LastError());
   return false;
 }
 
 void ShowBuiltGuid(const RawGuid& raw) {
-  report::DebugPrint(kDebugProgress, u"GUID in Byte Array: ");
+  report::DebugPrint(kDebugProgress, "GUID in Byte Array: ");
   ShowBytes(kDebugProgress, raw);
-  report::DebugPrint(kDebugProgress, u"\r\n");
+  report::DebugPrint(kDebugProgress, "\r\n");
   const EFI_GUID guid = AsEfiGuid(raw);
-  report::DebugPrint(kDebugTrace, u"GUID in EFI_GUID: %08x-%04x-%04x-%02x%02x-", guid.Data1, guid.Data2, guid.Data3,
+  report::DebugPrint(kDebugTrace, "GUID in EFI_GUID: %08x-%04x-%04x-%02x%02x-", guid.Data1, guid.Data2, guid.Data3,
                      guid.Data4[0], guid.Data4[1]);
-  for (std::size_t i = 2; i < sizeof guid.Data4; ++i) report::DebugPrint(kDebugTrace, u"%02x", guid.Data4[i]);
-  report::DebugPrint(kDebugProgress, u"\r\n");
-  report::DebugPrint(kDebugTrace, u"Set to NV Variable...\n");
+  for (std::size_t i = 2; i < sizeof guid.Data4; ++i) report::DebugPrint(kDebugTrace, "%02x", guid.Data4[i]);
+  report::DebugPrint(kDebugProgress, "\r\n");
+  report::DebugPrint(kDebugTrace, "Set to NV Variable...\n");
 }
 
 // The text of the shell variable that the factory's tools leave for us.
@@ -123,11 +123,11 @@ struct ShellText {
 };
 
 bool ReadShellText(const char16_t* name, ShellText& text) {
-  report::DebugPrint(kDebugProgress, u"Get 1394 GUID from env variable...\r\n");
+  report::DebugPrint(kDebugProgress, "Get 1394 GUID from env variable...\r\n");
   const std::span<std::uint8_t> bytes(reinterpret_cast<std::uint8_t*>(text.buffer.data()), kShellTextBytes);
   std::size_t size = 0;
   if (!EFI_ERROR(platform::ReadVariableInto(name, kShellVariableGuid, bytes, &size))) return true;
-  report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get %s env variable.\r\n", name);
+  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get %s env variable.\r\n", name);
   return false;
 }
 
@@ -153,65 +153,65 @@ bool Find1394Controller(const PciIds& ids, std::uint32_t* address) {
 bool Require1394Controller(std::uint32_t* address) {
   PciIds ids;
   if (const char16_t* const missing = ReadPciIds(&ids)) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: %s\r\n", missing);
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", missing);
     return false;
   }
   if (ids.vendor == 0 && ids.device == 0) {
-    report::ReportError(ErrorCode::kDeviceOrValue, u"\r\nInvalid Vendor ID: 0x%04x and Device ID: 0x%04x.\r\n",
+    report::ReportError(ErrorCode::kDeviceOrValue, "\r\nInvalid Vendor ID: 0x%04x and Device ID: 0x%04x.\r\n",
                         ids.vendor, ids.device);
     return false;
   }
   if (Find1394Controller(ids, address)) return true;
   report::ReportError(ErrorCode::kDeviceOrValue,
-                      u"\r\nFailed to locate the PCI device with Vendor ID: 0x%04x and Device ID: 0x%04x.\r\n",
+                      "\r\nFailed to locate the PCI device with Vendor ID: 0x%04x and Device ID: 0x%04x.\r\n",
                       ids.vendor, ids.device);
   return false;
 }
 
 bool Read1394Registers(std::uint32_t address, std::uint64_t* eui64) {
-  report::DebugPrint(kDebugTrace, u"Device address: 0x%X\n", address);
-  report::DebugPrint(kDebugTrace, u"Bus: 0x%x, Dev: 0x%x, Func: 0x%x, Reg: 0x%x\n", address >> 24, address >> 16 & 0xFF,
+  report::DebugPrint(kDebugTrace, "Device address: 0x%X\n", address);
+  report::DebugPrint(kDebugTrace, "Bus: 0x%x, Dev: 0x%x, Func: 0x%x, Reg: 0x%x\n", address >> 24, address >> 16 & 0xFF,
                      address >> 8 & 0xFF, address & 0xFF);
   std::uint32_t bar = 0;
   if (!ReadPciBar(address, 0, &bar)) {
-    report::ReportError(ErrorCode::kDeviceOrValue, u"\r\nFailed to get the BAR address.\r\n");
+    report::ReportError(ErrorCode::kDeviceOrValue, "\r\nFailed to get the BAR address.\r\n");
     return false;
   }
   const std::uint32_t base = bar & ~kBarFlags;
   std::uint32_t high = 0;
   if (!MemReadDword(base, kGuidHigh, &high)) {
-    report::ReportError(ErrorCode::kDeviceOrValue, u"\r\nFailed to get GUID_Hi.\r\n");
+    report::ReportError(ErrorCode::kDeviceOrValue, "\r\nFailed to get GUID_Hi.\r\n");
     return false;
   }
   std::uint32_t low = 0;
   if (!MemReadDword(base, kGuidLow, &low)) {
-    report::ReportError(ErrorCode::kDeviceOrValue, u"\r\nFailed to get GUID_Lo.\r\n");
+    report::ReportError(ErrorCode::kDeviceOrValue, "\r\nFailed to get GUID_Lo.\r\n");
     return false;
   }
-  report::DebugPrint(kDebugTrace, u"GUID_Hi: 0x%X, GUID_Lo: 0x%X\n", high, low);
+  report::DebugPrint(kDebugTrace, "GUID_Hi: 0x%X, GUID_Lo: 0x%X\n", high, low);
   *eui64 = (std::uint64_t{high} << 32) + low;
-  report::DebugPrint(kDebugTrace, u"EUI64: 0x%lX\n", *eui64);
+  report::DebugPrint(kDebugTrace, "EUI64: 0x%lX\n", *eui64);
   return true;
 }
 
 bool Probe1394Uuid() {
   PciIds ids;
   if (const char16_t* const missing = ReadPciIds(&ids)) {
-    SetLastError(u"Failed to get param: %s.", missing);
+    SetLastError("Failed to get param: %s.", missing);
     return false;
   }
   std::uint32_t address = 0;
   if (!Find1394Controller(ids, &address)) {
-    SetLastError(u"Failed to locate PCI device with Vendor ID: 0x%04x and Device ID: 0x%04x.", ids.vendor, ids.device);
+    SetLastError("Failed to locate PCI device with Vendor ID: 0x%04x and Device ID: 0x%04x.", ids.vendor, ids.device);
     return false;
   }
   ParameterText name{};
   if (!ReadProbeName(k1394UuidName, name)) {
-    SetLastError(u"Failed to get param: %s.", k1394UuidName.name);
+    SetLastError("Failed to get param: %s.", k1394UuidName.name);
     return false;
   }
   if (ProbeName(k1394UuidName, name)) return true;
-  SetLastError(u"%s is %s.", k1394UuidName.name, name.data());
+  SetLastError("%s is %s.", k1394UuidName.name, name.data());
   return false;
 }
 
@@ -220,26 +220,26 @@ bool Probe1394Uuid() {
 void CopyGuidToEnvironment() {
   SmbiosStructure system;
   if (!GetSmbiosStructure(1, 0, &system)) {
-    return report::ReportError(ErrorCode::kSmbiosStructureMissing, u"\nFailed to get SMBIOS System Structure.\n%s",
+    return report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS System Structure.\n%s",
                                LastError());
   }
   RawGuid b;
   for (unsigned i = 0; i < kGuidBytes; ++i) b[i] = system.Byte(kUuid + i);
-  report::DebugPrint(kDebugProgress, u"Raw Flash GUID = ");
+  report::DebugPrint(kDebugProgress, "Raw Flash GUID = ");
   ShowBytes(kDebugProgress, b);
-  report::DebugPrint(kDebugProgress, u"\r\n");
+  report::DebugPrint(kDebugProgress, "\r\n");
   std::array<char16_t, 2 * kGuidBytes + 1> text;
-  FormatText(text, u"%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x", b[0], b[1], b[2], b[3], b[4],
+  FormatText(text, "%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x", b[0], b[1], b[2], b[3], b[4],
              b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]);
-  report::DisplayPrint(u"Raw GUIDStr=%s\n", text.data());
+  report::DisplayPrint("Raw GUIDStr=%s\n", text.data());
 
   std::array<char16_t, kEnvironmentNameLength + 1> name{};
   if (TestLib->GetParamString(u"GUID_ENV_VARIABLE", name.data(), kEnvironmentNameLength) != kTestLibrarySuccess) {
-    report::LogMessage(u"\nNo GUID_ENV_VARIABLE was specified. Using 'GUID'.\n");
+    report::LogMessage("\nNo GUID_ENV_VARIABLE was specified. Using 'GUID'.\n");
     CopyChars(name.data(), u"GUID", kEnvironmentNameLength);
   }
   if (!SetShellEnvVariable(name.data(), text.data())) {
-    report::ReportError(ErrorCode::kVariableNotSet, u"\nFailed to Set Env Variable.\n%s", LastError());
+    report::ReportError(ErrorCode::kVariableNotSet, "\nFailed to Set Env Variable.\n%s", LastError());
   }
 }
 
@@ -249,10 +249,10 @@ bool DumpFlashGuid() {
   if (!RequireFlashParameter(u"FlashAddress", &block)) return false;
   if (!RequireFlashParameter(u"GuidOffsetInFlash", &offset)) return false;
   const std::uint32_t address = block + offset;
-  report::LogMessage(u"Flash memory values at %08.8x: ", address);
+  report::LogMessage("Flash memory values at %08.8x: ", address);
   const std::uint8_t* const bytes = platform::PhysicalMemory(address);
-  for (std::size_t i = 0; i < kGuidBytes; ++i) report::LogMessage(u"%02.2x ", bytes[i]);
-  report::LogMessage(u"\r\n");
+  for (std::size_t i = 0; i < kGuidBytes; ++i) report::LogMessage("%02.2x ", bytes[i]);
+  report::LogMessage("\r\n");
   return true;
 }
 
@@ -260,13 +260,13 @@ bool WriteMfgSystemUuid(bool probe) {
   ParameterText name{};
   if (probe) {
     if (ReadProbeName(kSystemUuidName, name)) return ProbeName(kSystemUuidName, name);
-    report::LogMessage(u"\r\nMARWICK_GUID_NAME parameter not found.\r\n");
+    report::LogMessage("\r\nMARWICK_GUID_NAME parameter not found.\r\n");
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Creating a GUID.\r\n");
+  report::DebugPrint(kDebugProgress, "Creating a GUID.\r\n");
   RawGuid guid{};
   if (!BuildGuid(&guid)) {
-    report::ReportError(ErrorCode::kGuidNotBuilt, u"\r\nFailed to build GUID.%s\r\n", LastError());
+    report::ReportError(ErrorCode::kGuidNotBuilt, "\r\nFailed to build GUID.%s\r\n", LastError());
     return false;
   }
   ShowBuiltGuid(guid);
@@ -277,26 +277,26 @@ bool WriteMfg1394Uuid(bool probe) {
   ParameterText name{};
   if (probe) {
     if (ReadProbeName(k1394UuidName, name)) return ProbeName(k1394UuidName, name);
-    report::LogMessage(u"\r\n1394_GUID_NAME parameter not found.\r\n");
+    report::LogMessage("\r\n1394_GUID_NAME parameter not found.\r\n");
     return false;
   }
   if (!RequireName(k1394UuidName, name)) return false;
   const platform::PoolBuffer buffer = platform::AllocatePool(sizeof(std::uint64_t));
   if (buffer.data == nullptr) {
-    report::ReportError(ErrorCode::kOutOfMemory, u"Failed to allocate memory for the EUI64\r\n");
+    report::ReportError(ErrorCode::kOutOfMemory, "Failed to allocate memory for the EUI64\r\n");
     return false;
   }
   ShellText text;
   if (!ReadShellText(name.data(), text)) return false;
-  report::DebugPrint(kDebugTrace, u"1394 GUID from env Variable: %s\n", text.Text());
-  report::DebugPrint(kDebugTrace, u"Set to NV Variable...\n");
+  report::DebugPrint(kDebugTrace, "1394 GUID from env Variable: %s\n", text.Text());
+  report::DebugPrint(kDebugTrace, "Set to NV Variable...\n");
   std::uint64_t eui64 = platform::HexadecimalNumber(text.Text());
-  report::DebugPrint(kDebugTrace, u"EUI64: 0x%lX\n", eui64);
+  report::DebugPrint(kDebugTrace, "EUI64: 0x%lX\n", eui64);
   SwapHalves64(&eui64);
-  report::DebugPrint(kDebugTrace, u"EUI64 after swap: 0x%lX\n", eui64);
+  report::DebugPrint(kDebugTrace, "EUI64 after swap: 0x%lX\n", eui64);
   std::memcpy(buffer.data, &eui64, sizeof eui64);
-  report::DebugPrint(kDebugTrace, u"GUID_Hi: %X\n", static_cast<std::uint32_t>(eui64));
-  report::DebugPrint(kDebugTrace, u"GUID_Lo: %X\n", static_cast<std::uint32_t>(eui64 >> 32));
+  report::DebugPrint(kDebugTrace, "GUID_Hi: %X\n", static_cast<std::uint32_t>(eui64));
+  report::DebugPrint(kDebugTrace, "GUID_Lo: %X\n", static_cast<std::uint32_t>(eui64 >> 32));
   return StoreNvVariable(name.data(), {static_cast<const std::uint8_t*>(buffer.data), sizeof eui64});
 }
 
@@ -309,12 +309,12 @@ bool Verify1394Uuid(bool probe) {
   if (!Read1394Registers(address, &registers)) return false;
   ShellText text;
   if (!ReadShellText(name.data(), text)) return false;
-  report::DebugPrint(kDebugProgress, u"StrGUID: %s\n", text.Text());
+  report::DebugPrint(kDebugProgress, "StrGUID: %s\n", text.Text());
   const std::uint64_t expected = platform::HexadecimalNumber(text.Text());
-  report::DebugPrint(kDebugProgress, u"1394GUID: 0x%lX\n", expected);
+  report::DebugPrint(kDebugProgress, "1394GUID: 0x%lX\n", expected);
   if (expected == registers) return true;
   report::ReportError(ErrorCode::kDeviceOrValue,
-                      u"\r\nVerify 1394 GUID test failed. Expected: 0x%lX Received: 0x%lX\r\n", expected, registers);
+                      "\r\nVerify 1394 GUID test failed. Expected: 0x%lX Received: 0x%lX\r\n", expected, registers);
   return false;
 }
 

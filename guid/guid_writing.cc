@@ -20,8 +20,8 @@ constexpr UINTN kGuidTextLength = 128;
 constexpr std::size_t kCopyBytes = kFlashBlockBytes + 16;
 
 void ShowBytes(const std::uint8_t* bytes) {
-  for (std::size_t i = 0; i < kGuidBytes; ++i) report::DebugPrint(kDebugProgress, u" %02.2x,", bytes[i]);
-  report::DebugPrint(kDebugProgress, u"\r\n");
+  for (std::size_t i = 0; i < kGuidBytes; ++i) report::DebugPrint(kDebugProgress, " %02.2x,", bytes[i]);
+  report::DebugPrint(kDebugProgress, "\r\n");
 }
 
 bool GuidIsSpecified() {
@@ -35,13 +35,13 @@ bool GuidIsSpecified() {
 bool TakeSpecifiedGuid(RawGuid* guid) {
   std::array<char16_t, kGuidTextLength + 1> text{};
   if (TestLib->GetParamString(u"GUID_TO_WRITE", text.data(), kGuidTextLength) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: GUID_TO_WRITE\r\n");
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: GUID_TO_WRITE\r\n");
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"GUID_TO_WRITE param string=%s\r\n", text.data());
+  report::DebugPrint(kDebugProgress, "GUID_TO_WRITE param string=%s\r\n", text.data());
   EFI_GUID parsed;
   if (!StrToGuid(text.data(), &parsed)) {
-    report::ReportError(ErrorCode::kGuidTextInvalid, u"\r\nFailed to convert the String to GUID.\r\n%s\r\n",
+    report::ReportError(ErrorCode::kGuidTextInvalid, "\r\nFailed to convert the String to GUID.\r\n%s\r\n",
                         LastError());
     return false;
   }
@@ -50,20 +50,20 @@ bool TakeSpecifiedGuid(RawGuid* guid) {
 }
 
 bool BuildNewGuid(RawGuid* guid) {
-  report::DebugPrint(kDebugProgress, u"Creating a GUID.\r\n");
+  report::DebugPrint(kDebugProgress, "Creating a GUID.\r\n");
   if (BuildGuid(guid)) return true;
-  report::ReportError(ErrorCode::kGuidNotBuilt, u"\r\nFailed to build GUID.%s\r\n", LastError());
+  report::ReportError(ErrorCode::kGuidNotBuilt, "\r\nFailed to build GUID.%s\r\n", LastError());
   return false;
 }
 
 // Gives false when the write failed. Kept: the test counts a successful one as
 // failed all the same.
 bool WriteThroughInterface(ManufacturingInterface* interface, RawGuid& guid) {
-  report::DebugPrint(kDebugProgress, u"MfgInterface Protocol detected.\r\n");
-  report::DisplayPrint(u"Writing GUID. Please wait...\r\n");
+  report::DebugPrint(kDebugProgress, "MfgInterface Protocol detected.\r\n");
+  report::DisplayPrint("Writing GUID. Please wait...\r\n");
   const EFI_STATUS status = interface->WriteGuid(interface, 0, guid.data(), nullptr);
   if (!EFI_ERROR(status)) return true;
-  report::ReportError(ErrorCode::kGuidWriteFailed, u"\r\nError in Writing efiGuid.Status=%d\r\n",
+  report::ReportError(ErrorCode::kGuidWriteFailed, "\r\nError in Writing efiGuid.Status=%d\r\n",
                       static_cast<std::uint32_t>(status));
   return false;
 }
@@ -81,50 +81,50 @@ bool FindPlace(FlashPlace* place) {
   if (!RequireFlashParameter(u"GuidOffsetInFlash", &place->offset)) return false;
   if (place->offset <= kFlashBlockBytes - kGuidBytes) return true;
   // The GUID would not lie in the block.
-  report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: %s\r\n", u"GuidOffsetInFlash");
+  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", u"GuidOffsetInFlash");
   return false;
 }
 
 bool EraseAndWrite(const FlashPlace& place, const std::uint8_t* block) {
   const std::uint64_t erased = SmiEraseBlock(place.block);
   if (erased != 0) {
-    report::ReportError(ErrorCode::kFlashRequestFailed, u"\r\nFailed call to SmiEraseBlock() - status = %x\r\n",
+    report::ReportError(ErrorCode::kFlashRequestFailed, "\r\nFailed call to SmiEraseBlock() - status = %x\r\n",
                         static_cast<std::uint32_t>(erased));
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Erase Completed\r\nFlash values at %08.8x: ", place.GuidAddress());
+  report::DebugPrint(kDebugProgress, "Erase Completed\r\nFlash values at %08.8x: ", place.GuidAddress());
   ShowBytes(place.Guid());
   const std::uint64_t written = SmiWriteBlock(place.block, block, kFlashBlockBytes);
   if (written != 0) {
-    report::ReportError(ErrorCode::kFlashRequestFailed, u"\r\nFailed call to SmiWriteBlock() - status = %x\r\n",
+    report::ReportError(ErrorCode::kFlashRequestFailed, "\r\nFailed call to SmiWriteBlock() - status = %x\r\n",
                         static_cast<std::uint32_t>(written));
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Write completed\r\nFlash values at %08.8x: ", place.GuidAddress());
+  report::DebugPrint(kDebugProgress, "Write completed\r\nFlash values at %08.8x: ", place.GuidAddress());
   ShowBytes(place.Guid());
   return true;
 }
 
 bool WriteToFlash(const FlashPlace& place, const RawGuid& guid) {
-  report::DebugPrint(kDebugProgress, u"Writing GUID via SMI. (flash@0x%08.8x) Please wait...\r\n", place.block);
-  report::DebugPrint(kDebugProgress, u"Flash values at %08.8x: ", place.GuidAddress());
+  report::DebugPrint(kDebugProgress, "Writing GUID via SMI. (flash@0x%08.8x) Please wait...\r\n", place.block);
+  report::DebugPrint(kDebugProgress, "Flash values at %08.8x: ", place.GuidAddress());
   ShowBytes(place.Guid());
   const platform::PoolBuffer copy = platform::AllocatePool(kCopyBytes);
   if (copy.data == nullptr) {
-    report::ReportError(ErrorCode::kGuidWriteFailed, u"WriteGuid()::malloc(flashCopyBlock) failed\r\n");
+    report::ReportError(ErrorCode::kGuidWriteFailed, "WriteGuid()::malloc(flashCopyBlock) failed\r\n");
     return false;
   }
   const auto start = reinterpret_cast<std::uintptr_t>(copy.data);
   auto* const block = static_cast<std::uint8_t*>(copy.data) + (16 - start % 16);
   std::copy_n(platform::PhysicalMemory(place.block), kFlashBlockBytes, block);
   std::ranges::copy(guid, block + place.offset);
-  report::DebugPrint(kDebugProgress, u"Buf vals before erase  : ");
+  report::DebugPrint(kDebugProgress, "Buf vals before erase  : ");
   ShowBytes(block + place.offset);
   return EraseAndWrite(place, block);
 }
 
 bool Close(bool written) {
-  report::DebugPrint(kDebugProgress, u"WriteGuid returning %s.\r\n", written ? u"TRUE" : u"FALSE");
+  report::DebugPrint(kDebugProgress, "WriteGuid returning %s.\r\n", written ? u"TRUE" : u"FALSE");
   return written;
 }
 
@@ -133,9 +133,9 @@ bool Close(bool written) {
 bool WriteGuid() {
   RawGuid guid{};
   if (!(GuidIsSpecified() ? TakeSpecifiedGuid(&guid) : BuildNewGuid(&guid))) return false;
-  report::DebugPrint(kDebugProgress, u"BuildGUID generated (all byte swapping completed): ");
-  for (const std::uint8_t byte : guid) report::DebugPrint(kDebugProgress, u"%02x ", byte);
-  report::DebugPrint(kDebugProgress, u"\n");
+  report::DebugPrint(kDebugProgress, "BuildGUID generated (all byte swapping completed): ");
+  for (const std::uint8_t byte : guid) report::DebugPrint(kDebugProgress, "%02x ", byte);
+  report::DebugPrint(kDebugProgress, "\n");
 
   if (ManufacturingInterface* const interface = FindManufacturingInterface()) {
     return WriteThroughInterface(interface, guid) && Close(false);

@@ -64,12 +64,12 @@ bool FailRead(const GuidTest& test, ErrorCode code, CheckedFormat<const char16_t
 
 bool ReadMethod(GuidTest& test) {
   if (TestLib->GetParamString(u"READ_GUID_METHOD", test.method.data(), kMethodLength) != kTestLibrarySuccess) {
-    return Fail(test, ErrorCode::kParameterUnreadable, u"Failed to get param:READ_GUID_METHOD\r\n");
+    return Fail(test, ErrorCode::kParameterUnreadable, "Failed to get param:READ_GUID_METHOD\r\n");
   }
   if (test.autosense) {
-    report::LogMessage(u"Autosense():: Verifying GUID from %s\r\n", test.MethodName());
+    report::LogMessage("Autosense():: Verifying GUID from %s\r\n", test.MethodName());
   } else {
-    report::DisplayPrint(u"Verifying GUID from %s\r\n", test.MethodName());
+    report::DisplayPrint("Verifying GUID from %s\r\n", test.MethodName());
   }
   return true;
 }
@@ -78,14 +78,14 @@ bool ReadGuid(const GuidTest& test, GuidSpan guid) {
   if (platform::EqualIgnoringCase(test.MethodName(), u"FLASH")) {
     RawGuid stored{};
     if (!ReadGuidFromFlash(&stored, test.autosense)) {
-      return FailRead(test, ErrorCode::kFlashReadFailed, u"Failed to read GUID from the Flash.\r\n%s\r\n");
+      return FailRead(test, ErrorCode::kFlashReadFailed, "Failed to read GUID from the Flash.\r\n%s\r\n");
     }
     std::ranges::copy(stored, guid.begin());
     return true;
   }
   SmbiosStructure system;
   if (!GetSmbiosStructure(1, 0, &system)) {
-    return FailRead(test, ErrorCode::kSmbiosStructureMissing, u"Failed to get SMBIOS System Structure.\r\n%s\r\n");
+    return FailRead(test, ErrorCode::kSmbiosStructureMissing, "Failed to get SMBIOS System Structure.\r\n%s\r\n");
   }
   for (unsigned i = 0; i < kGuidBytes; ++i) guid[i] = system.Byte(kUuid + i);
   return true;
@@ -96,19 +96,19 @@ void Explain(const GuidTest& test, GuidSpan b) {
   const std::uint8_t time_high = b[6] & 0x0F;
   report::DebugPrint(
       kDebugIndex,
-      u"Raw GUIDStr from %s: %s\n  Format of a guid is:\n     aaaaaaaa-bbbb-cddd-eeff-gggggghhhhhh\n  Components are:\n     aaaaaaaa = low field of time stamp\n     bbbb     = middle field of time stamp\n     c        = vers number of guid                 (%x)\n     ddd      = high field of time stamp            (%01.1x%02.2x)\n     ee       = high field of clock sequence\n     ff       = low field of clock sequence\n     gggggg   = 1st half of mac (oui)               (%02.2x%02.2x%02.2x)\n     hhhhhh   = 2nd half of mac                     (%02.2x%02.2x%02.2x)\n",
+      "Raw GUIDStr from %s: %s\n  Format of a guid is:\n     aaaaaaaa-bbbb-cddd-eeff-gggggghhhhhh\n  Components are:\n     aaaaaaaa = low field of time stamp\n     bbbb     = middle field of time stamp\n     c        = vers number of guid                 (%x)\n     ddd      = high field of time stamp            (%01.1x%02.2x)\n     ee       = high field of clock sequence\n     ff       = low field of clock sequence\n     gggggg   = 1st half of mac (oui)               (%02.2x%02.2x%02.2x)\n     hhhhhh   = 2nd half of mac                     (%02.2x%02.2x%02.2x)\n",
       test.MethodName(), test.Text(), version, time_high, b[7], b[10], b[11], b[12], b[13], b[14], b[15]);
   const EFI_GUID guid = AsEfiGuid(b);
   const auto& rest = guid.Data4;
-  report::DebugPrint(kDebugIndex, u"GUID in EFI_GUID format: %08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x\n",
+  report::DebugPrint(kDebugIndex, "GUID in EFI_GUID format: %08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x\n",
                      guid.Data1, guid.Data2, guid.Data3, rest[0], rest[1], rest[2], rest[3], rest[4], rest[5], rest[6],
                      rest[7]);
 }
 
 void ShowSwapped(const EFI_GUID& guid) {
-  report::DebugPrint(kDebugTrace, u"after swap: time_lo: %08x\n", guid.Data1);
-  report::DebugPrint(kDebugTrace, u"after swap: time_mid: %04x\n", guid.Data2);
-  report::DebugPrint(kDebugTrace, u"after swap: time_hi_and_ver: %04x\n", guid.Data3);
+  report::DebugPrint(kDebugTrace, "after swap: time_lo: %08x\n", guid.Data1);
+  report::DebugPrint(kDebugTrace, "after swap: time_mid: %04x\n", guid.Data2);
+  report::DebugPrint(kDebugTrace, "after swap: time_hi_and_ver: %04x\n", guid.Data3);
 }
 
 bool VerifyVersion(const GuidTest& test, std::uint16_t time_high_and_version) {
@@ -116,7 +116,7 @@ bool VerifyVersion(const GuidTest& test, std::uint16_t time_high_and_version) {
   if (version == kRequiredVersion) return true;
   return Fail(
       test, ErrorCode::kGuidVersion,
-      u"Guid (method=%s): %s\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:%x,  Received:%x\n",
+      "Guid (method=%s): %s\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:%x,  Received:%x\n",
       test.MethodName(), test.Text(), kRequiredVersion, version);
 }
 
@@ -125,18 +125,18 @@ bool VerifyTimeRange(const GuidTest& test, std::uint16_t time_high_and_version) 
   if (time_high < kTimeHighLeast) {
     return Fail(
         test, ErrorCode::kGuidTimeRange,
-        u"Guid (method=%s): %s\n  Guid TIME_HI_MIN failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected minimum:%x,  Received:%x\n",
+        "Guid (method=%s): %s\n  Guid TIME_HI_MIN failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected minimum:%x,  Received:%x\n",
         test.MethodName(), test.Text(), kTimeHighLeast, time_high);
   }
   if (time_high > kTimeHighMost) {
     return Fail(
         test, ErrorCode::kGuidTimeRange,
-        u"Guid (method=%s): %s\n  Guid TIME_HI_MAX failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected maximum:%x,  Received:%x\n",
+        "Guid (method=%s): %s\n  Guid TIME_HI_MAX failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected maximum:%x,  Received:%x\n",
         test.MethodName(), test.Text(), kTimeHighMost, time_high);
   }
   if (time_high == kTimeHighMost) {
     report::LogMessage(
-        u"guid->time_hi is approaching test limitation.\r\nHave test updated to extend this limit before false failures occur.");
+        "guid->time_hi is approaching test limitation.\r\nHave test updated to extend this limit before false failures occur.");
   }
   return true;
 }
@@ -146,7 +146,7 @@ bool VerifyVariant(const GuidTest& test, std::uint8_t clock_sequence_high) {
   if (variant == kRequiredVariant) return true;
   return Fail(
       test, ErrorCode::kGuidVariant,
-      u"Guid (method=%s): %s\n  Invalid Clock Seq Hi and Reserved. (xxxxxxxx-xxxx-xxxx-CCxx-xxxxxxxxxxxx):\n  Expected binary: 10xxxxxx, Received: 0x%2.2x\n",
+      "Guid (method=%s): %s\n  Invalid Clock Seq Hi and Reserved. (xxxxxxxx-xxxx-xxxx-CCxx-xxxxxxxxxxxx):\n  Expected binary: 10xxxxxx, Received: 0x%2.2x\n",
       test.MethodName(), test.Text(), variant);
 }
 
@@ -167,13 +167,13 @@ bool FailNode(const GuidTest& test, const MacAddress& received, bool full_mac) {
   if (full_mac) {
     return Fail(
         test, ErrorCode::kDeviceOrValue,
-        u"Guid (method=%s): %s\nGuid MAC failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMMMMMMM):\nExpected MAC: %s Received MAC: 00%lx\n",
+        "Guid (method=%s): %s\nGuid MAC failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMMMMMMM):\nExpected MAC: %s Received MAC: 00%lx\n",
         test.MethodName(), test.Text(), expected, value);
   }
   const std::uint64_t oui = value >> 24;
   return Fail(
       test, ErrorCode::kDeviceOrValue,
-      u"Guid (method=%s): %s\nGuid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: %s Received OUI: 00%lx\n",
+      "Guid (method=%s): %s\nGuid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: %s Received OUI: 00%lx\n",
       test.MethodName(), test.Text(), expected, oui);
 }
 
@@ -197,16 +197,16 @@ bool VerifyFields(GuidTest& test, GuidSpan guid) {
 bool CompareWithController(const std::uint8_t* node, MacAddress* received) {
   MacAddress mac{};
   const bool read = GetMacAddr(&mac);
-  report::DebugPrint(kDebugProgress, u"Received Mac: ");
+  report::DebugPrint(kDebugProgress, "Received Mac: ");
   for (std::size_t i = 0; i < mac.size(); ++i) {
     (*received)[i] = mac[i];
-    report::DebugPrint(kDebugProgress, u"%02x", mac[i]);
+    report::DebugPrint(kDebugProgress, "%02x", mac[i]);
   }
-  report::DebugPrint(kDebugProgress, u"\n");
+  report::DebugPrint(kDebugProgress, "\n");
   if (!read) return false;
   if (std::equal(mac.begin(), mac.end(), node)) return true;
   SetLastError(
-      u"Verify against OnBoard Mac Address.\r\n   OnBrdAddr: 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x\r\n   GUIDVal  : 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x\r\n",
+      "Verify against OnBoard Mac Address.\r\n   OnBrdAddr: 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x\r\n   GUIDVal  : 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x 0x%02.2x\r\n",
       mac[0], mac[1], mac[2], mac[3], mac[4], mac[5], node[0], node[1], node[2], node[3], node[4], node[5]);
   return false;
 }
@@ -218,14 +218,14 @@ bool CompareWithList(const std::uint8_t* node, MacAddress* received) {
   if (HasOwnOui(node)) return true;
   for (std::uint32_t n = 0;; ++n) {
     std::array<char16_t, 20> name;
-    FormatText(name, u"MACADDR%02d", n);
+    FormatText(name, "MACADDR%02d", n);
     const char16_t* const shown = name.data();
     std::uint32_t oui = 0;
     if (TestLib->GetParamNumber(shown, &oui) != kTestLibrarySuccess) {
-      SetLastError(u"The GUID's OUI is none of the %d in the list.", n);
+      SetLastError("The GUID's OUI is none of the %d in the list.", n);
       return false;
     }
-    report::DebugPrint(kDebugProgress, u"%s - %06.6x\r\n", shown, oui);
+    report::DebugPrint(kDebugProgress, "%s - %06.6x\r\n", shown, oui);
     for (std::size_t i = 0; i < kOuiBytes; ++i) (*received)[i] = static_cast<std::uint8_t>(oui >> (16 - 8 * i));
     if (std::equal(node, node + kOuiBytes, received->begin())) return true;
   }
@@ -244,7 +244,7 @@ bool VerifyGuid(bool autosense) {
   GuidTest test{.autosense = autosense};
   platform::PoolBuffer buffer = platform::AllocatePool(kGuidBytes);
   if (buffer.data == nullptr) {
-    return Fail(test, ErrorCode::kOutOfMemory, u"Failed to allocate memory for the GUID\r\n");
+    return Fail(test, ErrorCode::kOutOfMemory, "Failed to allocate memory for the GUID\r\n");
   }
   if (!ReadMethod(test)) return false;
   const GuidSpan guid(static_cast<std::uint8_t*>(buffer.data), kGuidBytes);
@@ -259,16 +259,16 @@ bool VerifyGuid(bool autosense) {
 bool VerifyTarvoMacAddr(const std::uint8_t* node, MacAddress* received, std::uint8_t* full_mac) {
   Method method{};
   if (TestLib->GetParamString(u"VERIFY_MACADDR_AGAINST", method.data(), kMethodLength) != kTestLibrarySuccess) {
-    SetLastError(u"Failed to get param:VERIFY_MACADDR_AGAINST\r\n");
+    SetLastError("Failed to get param:VERIFY_MACADDR_AGAINST\r\n");
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Start VerifyTarvoMacAddr(): method = %s\r\n", method.data());
+  report::DebugPrint(kDebugProgress, "Start VerifyTarvoMacAddr(): method = %s\r\n", method.data());
   const bool onboard = platform::EqualIgnoringCase(method.data(), u"MACADDR_ONBOARD");
   *full_mac = onboard ? 1 : 0;
   if (onboard) return CompareWithController(node, received);
   if (platform::EqualIgnoringCase(method.data(), u"MACADDR_LIST")) return CompareWithList(node, received);
   if (HasPlausibleOui(node)) return true;
-  SetLastError(u"The GUID's OUI is not programmed.");
+  SetLastError("The GUID's OUI is not programmed.");
   return false;
 }
 

@@ -20,10 +20,10 @@ struct BoardField {
 };
 
 constexpr BoardField kBoardFields[] = {
-    {kManufacturerField, {17, 17}, u"\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
-    {kProductNameField, {10, 14}, u"%s Product Name: %s\n", &FruTexts::product_name},
-    {kSerialNumberField, {12, 12}, u"%s Serial Number: %s\n", &FruTexts::serial_number},
-    {kPartNumberField, {10, 10}, u"%s Part Number: %s\n", &FruTexts::part_number},
+    {kManufacturerField, {17, 17}, "\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
+    {kProductNameField, {10, 14}, "%s Product Name: %s\n", &FruTexts::product_name},
+    {kSerialNumberField, {12, 12}, "%s Serial Number: %s\n", &FruTexts::serial_number},
+    {kPartNumberField, {10, 10}, "%s Part Number: %s\n", &FruTexts::part_number},
 };
 
 enum class TryResult { kComplete, kNextTry, kFailed };
@@ -33,7 +33,7 @@ constexpr bool IsLastTry(std::uint32_t attempt) { return attempt == kTries - 1; 
 // Whether the backplane answers at all.
 bool Ping(const FruDevice& device, FruBuffer* buffer) {
   for (std::uint32_t attempt = 0; attempt < kTries; ++attempt) {
-    report::DebugPrint(kDebugProgress, u" retry %d to ping FRUID %02x \n", attempt, device.id);
+    report::DebugPrint(kDebugProgress, " retry %d to ping FRUID %02x \n", attempt, device.id);
     if (ReadAreaOffset(device, AreaKindOf(device.id), buffer)) return true;
   }
   return false;
@@ -44,9 +44,9 @@ bool Ping(const FruDevice& device, FruBuffer* buffer) {
 TryResult FailField(FieldResult result, std::uint8_t completion_code, bool last) {
   if (result == FieldResult::kWrongLength || !last) return TryResult::kNextTry;
   if (result == FieldResult::kCompletionCode) {
-    report::ReportError(ErrorCode::kFruReadFailed, u"Completion code error %02x.\n", completion_code);
+    report::ReportError(ErrorCode::kFruReadFailed, "Completion code error %02x.\n", completion_code);
   } else {
-    report::ReportError(ErrorCode::kFruReadFailed, u"IPMI read FRU error.\n");
+    report::ReportError(ErrorCode::kFruReadFailed, "IPMI read FRU error.\n");
   }
   return TryResult::kFailed;
 }
@@ -66,27 +66,27 @@ TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
 TryResult ReadOnce(const FruDevice& device, std::uint32_t attempt, FruBuffer* buffer, FruTexts& texts) {
   const FruAreaKind kind = AreaKindOf(device.id);
   const bool last = IsLastTry(attempt);
-  report::DebugPrint(kDebugProgress, u" retry %d to read FRUID %02x \n", attempt, device.id);
+  report::DebugPrint(kDebugProgress, " retry %d to read FRUID %02x \n", attempt, device.id);
   if (!ReadAreaOffset(device, kind, buffer)) return last ? TryResult::kFailed : TryResult::kNextTry;
-  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", buffer->Byte());
+  report::DebugPrint(kDebugTrace, "Board Area Offset: 0x%0x.\n", buffer->Byte());
   if (IsUnprogrammed(buffer->Byte())) {
-    SetLastError(u"Board area information is not programmed in FRU");
+    SetLastError("Board area information is not programmed in FRU");
     return TryResult::kFailed;
   }
   const std::uint8_t offset = FirstFieldOffset(buffer->Byte(), kind);
-  report::DebugPrint(kDebugTrace, u"Mfg Name Type Offset: 0x%0x.\n", offset);
+  report::DebugPrint(kDebugTrace, "Mfg Name Type Offset: 0x%0x.\n", offset);
   return ReadFields({device, OnReadFailure::kStop, buffer, offset}, last, texts);
 }
 
 // Gives false when the test ends here.
 bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
   const FruDevice device{.id = id, .route = FruRoute::kBmc, .report = FruReport::kToLastError};
-  report::DisplayPrint(u".");
-  report::DebugPrint(kDebugProgress, u" FRUID %02x \n", id);
+  report::DisplayPrint(".");
+  report::DebugPrint(kDebugProgress, " FRUID %02x \n", id);
   if (!Ping(device, buffer)) return false;
-  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", buffer->Byte());
+  report::DebugPrint(kDebugTrace, "Board Area Offset: 0x%0x.\n", buffer->Byte());
   if (IsUnprogrammedOrText(buffer->Byte())) {
-    report::DebugPrint(kDebugProgress, u"Board area information is not programmed in FRU\n");
+    report::DebugPrint(kDebugProgress, "Board area information is not programmed in FRU\n");
     return true;
   }
 

@@ -19,19 +19,19 @@ struct ShownField {
 };
 
 constexpr ShownField kBoardFields[] = {
-    {kManufacturerField, u"\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
-    {kProductNameField, u"%s Product Name: %s\n", &FruTexts::product_name},
-    {kSerialNumberField, u"%s Serial Number: %s\n", &FruTexts::serial_number},
-    {kPartNumberField, u"%s Part Number: %s\n\n", &FruTexts::part_number},
+    {kManufacturerField, "\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
+    {kProductNameField, "%s Product Name: %s\n", &FruTexts::product_name},
+    {kSerialNumberField, "%s Serial Number: %s\n", &FruTexts::serial_number},
+    {kPartNumberField, "%s Part Number: %s\n\n", &FruTexts::part_number},
 };
 
 // Kept: version and serial number are traced with the part number's lines.
 constexpr ShownField kProductFields[] = {
-    {kManufacturerField, u"\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
-    {kProductNameField, u"%s Product Name: %s\n", &FruTexts::product_name},
-    {kPartNumberField, u"%s Part Number: %s\n\n", &FruTexts::part_number},
-    {kPartNumberField, u"%s Version Number: %s\n\n", &FruTexts::version},
-    {kPartNumberField, u"%s Serial Number: %s\n\n", &FruTexts::serial_number},
+    {kManufacturerField, "\n%s Manufacturer Name: %s\n", &FruTexts::manufacturer},
+    {kProductNameField, "%s Product Name: %s\n", &FruTexts::product_name},
+    {kPartNumberField, "%s Part Number: %s\n\n", &FruTexts::part_number},
+    {kPartNumberField, "%s Version Number: %s\n\n", &FruTexts::version},
+    {kPartNumberField, "%s Serial Number: %s\n\n", &FruTexts::serial_number},
 };
 
 constexpr bool IsBackplane(std::uint8_t id) { return id >= 5 && id <= 7; }
@@ -53,12 +53,12 @@ void ReadDevice(std::uint8_t id, FruBuffer* buffer) {
   const FruAreaKind kind = AreaKindOf(id);
   if (!ReadAreaOffset(device, kind, buffer) || buffer->completion_code != 0) return;
   const std::uint8_t area = buffer->Byte();
-  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", area);
+  report::DebugPrint(kDebugTrace, "Board Area Offset: 0x%0x.\n", area);
   if (IsUnprogrammedOrText(area)) {
-    return report::DebugPrint(kDebugProgress, u"Board area information is not programmed in FRU");
+    return report::DebugPrint(kDebugProgress, "Board area information is not programmed in FRU");
   }
   const std::uint8_t offset = FirstFieldOffset(area, kind);
-  report::DebugPrint(kDebugTrace, u"Mfg Name Type Offset: 0x%0x.\n", offset);
+  report::DebugPrint(kDebugTrace, "Mfg Name Type Offset: 0x%0x.\n", offset);
 
   FruTexts texts;
   ShowFields({device, OnReadFailure::kGoOn, buffer, offset}, kind, texts);
@@ -75,10 +75,10 @@ bool ReadFruBoardRecords() {
   IsIpmiAvailable();
   FruBuffer buffer;
   for (std::uint8_t id = kFirstDevice; id <= kLastDevice; ++id) {
-    report::DisplayPrint(u".");
+    report::DisplayPrint(".");
     if (!IsBackplane(id)) ReadDevice(id, &buffer);
   }
-  report::DisplayPrint(u"\n");
+  report::DisplayPrint("\n");
   return true;
 }
 

@@ -37,27 +37,27 @@ struct StringField {
 };
 
 constexpr StringField kBoardFields[] = {
-    {kManufacturerField, Showing::kShown, false, u"%s Manufacturer Name: %s\n", u"%s Manufacturer Name: %s\n",
+    {kManufacturerField, Showing::kShown, false, "%s Manufacturer Name: %s\n", "%s Manufacturer Name: %s\n",
      &FruTexts::manufacturer},
-    {kProductNameField, Showing::kShown, false, u"%s Product Name: %s\n", u"%s Product Name: %s\n",
+    {kProductNameField, Showing::kShown, false, "%s Product Name: %s\n", "%s Product Name: %s\n",
      &FruTexts::product_name},
-    {kSerialNumberField, Showing::kTracedAndShown, false, u"%s Serial Number: %s\n", u"%s Serial Number: %s\n",
+    {kSerialNumberField, Showing::kTracedAndShown, false, "%s Serial Number: %s\n", "%s Serial Number: %s\n",
      &FruTexts::serial_number},
-    {kPartNumberField, Showing::kShown, false, u"%s Part Number: %s\n", u"%s Part Number: %s\n\n",
+    {kPartNumberField, Showing::kShown, false, "%s Part Number: %s\n", "%s Part Number: %s\n\n",
      &FruTexts::part_number},
 };
 
 // Kept: version and serial number are traced with the part number's lines.
 constexpr StringField kProductFields[] = {
-    {kManufacturerField, Showing::kShown, false, u"%s Manufacturer Name: %s\n", u"%s Manufacturer Name: %s\n",
+    {kManufacturerField, Showing::kShown, false, "%s Manufacturer Name: %s\n", "%s Manufacturer Name: %s\n",
      &FruTexts::manufacturer},
-    {kProductNameField, Showing::kShown, false, u"%s Product Name: %s\n", u"%s Product Name: %s\n",
+    {kProductNameField, Showing::kShown, false, "%s Product Name: %s\n", "%s Product Name: %s\n",
      &FruTexts::product_name},
-    {kPartNumberField, Showing::kShown, false, u"%s Part Number: %s\n", u"%s Part Number: %s\n\n",
+    {kPartNumberField, Showing::kShown, false, "%s Part Number: %s\n", "%s Part Number: %s\n\n",
      &FruTexts::part_number},
-    {kPartNumberField, Showing::kTracedOnly, true, u"%s Version Number: %s\n\n", u"%s Version Number: %s\n\n",
+    {kPartNumberField, Showing::kTracedOnly, true, "%s Version Number: %s\n\n", "%s Version Number: %s\n\n",
      &FruTexts::version},
-    {kPartNumberField, Showing::kShown, true, u"%s Serial Number: %s\n\n", u"%s Serial Number: %s\n\n",
+    {kPartNumberField, Showing::kShown, true, "%s Serial Number: %s\n\n", "%s Serial Number: %s\n\n",
      &FruTexts::serial_number},
 };
 
@@ -75,9 +75,9 @@ struct BoardTest {
 bool RequireNumber(bool probe, const char16_t* name, std::uint32_t* value) {
   if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
   if (probe) {
-    SetLastError(u"Failed to get param: %s", name);
+    SetLastError("Failed to get param: %s", name);
   } else {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"Failed to get param: %s\r\n", name);
+    report::ReportError(ErrorCode::kParameterUnreadable, "Failed to get param: %s\r\n", name);
   }
   return false;
 }
@@ -113,22 +113,22 @@ TryResult FailField(const BoardTest& test, FieldResult result, bool last) {
   const std::uint8_t code = test.buffer.completion_code;
   if (result == FieldResult::kCompletionCode) {
     if (test.probe) {
-      SetLastError(u"Completion code error %02x", code);
+      SetLastError("Completion code error %02x", code);
     } else {
-      report::ReportError(ErrorCode::kFruReadFailed, u"Completion code error %02x.\n", code);
+      report::ReportError(ErrorCode::kFruReadFailed, "Completion code error %02x.\n", code);
     }
   } else if (!test.probe) {
     // The read itself has left a probe's reason.
-    report::ReportError(ErrorCode::kFruReadFailed, u"IPMI read FRU error.\n");
+    report::ReportError(ErrorCode::kFruReadFailed, "IPMI read FRU error.\n");
   }
   return TryResult::kFailed;
 }
 
 TryResult FailOnUnprogrammedArea(const BoardTest& test) {
   if (test.probe) {
-    SetLastError(u"Board area information is not programmed in FRU");
+    SetLastError("Board area information is not programmed in FRU");
   } else {
-    report::ReportError(ErrorCode::kBoardAreaNotProgrammed, u"Board area information is not programmed in FRU.\n");
+    report::ReportError(ErrorCode::kBoardAreaNotProgrammed, "Board area information is not programmed in FRU.\n");
   }
   return TryResult::kFailed;
 }
@@ -136,16 +136,16 @@ TryResult FailOnUnprogrammedArea(const BoardTest& test) {
 TryResult ReadOnce(BoardTest& test, std::uint32_t attempt) {
   const bool last = attempt == kTries - 1;
   const FruAreaKind kind = AreaKindOf(test.device.id);
-  report::DebugPrint(kDebugProgress, u" retry %d \n", attempt);
+  report::DebugPrint(kDebugProgress, " retry %d \n", attempt);
   // Kept: a normal run goes on after a failed read of the area's offset.
   if (!ReadAreaOffset(test.device, kind, &test.buffer) && test.probe) {
     return last ? TryResult::kFailed : TryResult::kNextTry;
   }
   const std::uint8_t area = test.buffer.Byte();
-  report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", area);
+  report::DebugPrint(kDebugTrace, "Board Area Offset: 0x%0x.\n", area);
   if (IsUnprogrammed(area)) return FailOnUnprogrammedArea(test);
   const std::uint8_t offset = FirstFieldOffset(area, kind);
-  report::DebugPrint(kDebugTrace, u"Mfg Name Type Offset: 0x%0x.\n", offset);
+  report::DebugPrint(kDebugTrace, "Mfg Name Type Offset: 0x%0x.\n", offset);
 
   FieldWalk walk{test.device, OnReadFailure::kStop, &test.buffer, offset};
   const std::span<const StringField> fields =
@@ -190,19 +190,19 @@ struct ExpectedString {
 };
 
 constexpr ExpectedString kExpectedStrings[] = {
-    {u"SYS_BOARDS_MANUFACTURER_NAME", &FruTexts::manufacturer, Comparison::kPlainOnly, u"%s%s", false},
-    {u"SYS_BOARDS_PRODUCT_NAME", &FruTexts::product_name, Comparison::kPlainOrNamed, u"ExpProductName=%s  tmp=%s\n",
+    {u"SYS_BOARDS_MANUFACTURER_NAME", &FruTexts::manufacturer, Comparison::kPlainOnly, "%s%s", false},
+    {u"SYS_BOARDS_PRODUCT_NAME", &FruTexts::product_name, Comparison::kPlainOrNamed, "ExpProductName=%s  tmp=%s\n",
      false},
-    {u"SYS_BOARDS_SERIAL_NUMBER", &FruTexts::serial_number, Comparison::kPlainOrNamed, u"ExpSerialNumber=%s  tmp=%s\n",
+    {u"SYS_BOARDS_SERIAL_NUMBER", &FruTexts::serial_number, Comparison::kPlainOrNamed, "ExpSerialNumber=%s  tmp=%s\n",
      false},
     // Kept: a plain expected part number is not compared.
-    {u"SYS_BOARDS_PART_NUMBER", &FruTexts::part_number, Comparison::kNamedOnly, u"ExpPartNumber=%s  tmp=%s\n", true},
+    {u"SYS_BOARDS_PART_NUMBER", &FruTexts::part_number, Comparison::kNamedOnly, "ExpPartNumber=%s  tmp=%s\n", true},
 };
 
 constexpr bool IsBoardOfLine(std::uint8_t id) { return id == 0 || id == 4 || id == 5; }
 
 bool Mismatch(const ExpectedString& row, const char16_t* expected, const char16_t* received) {
-  report::ReportError(ErrorCode::kStringMismatch, u"\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", row.parameter,
+  report::ReportError(ErrorCode::kStringMismatch, "\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", row.parameter,
                       expected, received);
   return false;
 }
@@ -210,11 +210,11 @@ bool Mismatch(const ExpectedString& row, const char16_t* expected, const char16_
 bool CompareWithVariable(const ExpectedString& row, const char16_t* name, const char16_t* received) {
   EnvironmentValue value{};
   if (!FindEnvVariable(name, value)) {
-    report::ReportError(ErrorCode::kEnvironmentVariableMissing, u"\nEnviroment Variable %s not found.\n", name);
+    report::ReportError(ErrorCode::kEnvironmentVariableMissing, "\nEnviroment Variable %s not found.\n", name);
     return false;
   }
   const char16_t* const expected = value.data();
-  report::DebugPrint(kDebugProgress, u"\n%s=%s", name, expected);
+  report::DebugPrint(kDebugProgress, "\n%s=%s", name, expected);
   return SameText(expected, received) || Mismatch(row, expected, received);
 }
 
@@ -236,7 +236,7 @@ bool VerifyExpected(const ExpectedString& row, BoardTest& test) {
     return CompareString(row, expected.data(), text.data());
   }
   if (!row.always_required && !IsBoardOfLine(test.device.id)) return true;
-  report::ReportError(ErrorCode::kParameterUnreadable, u"\nFailed to get param:%s\n", row.parameter);
+  report::ReportError(ErrorCode::kParameterUnreadable, "\nFailed to get param:%s\n", row.parameter);
   return false;
 }
 

@@ -81,11 +81,11 @@ void LogRequest(const IpmbRequest& request) {
   const auto& bytes = request.bytes;
   report::DebugPrint(
       kDebugIpmi,
-      u"\nSend IPMB message: Chan=0x%x, rsSA=0x%x, NetFnLun=0x%x, chksum1=0x%x, rqSA=0x%x, rqSqLun=0x%x, cmd=0x%x, rqData=0x",
+      "\nSend IPMB message: Chan=0x%x, rsSA=0x%x, NetFnLun=0x%x, chksum1=0x%x, rqSA=0x%x, rqSqLun=0x%x, cmd=0x%x, rqData=0x",
       bytes[0], bytes[1], bytes[2], bytes[3], bytes[4], bytes[5], bytes[6]);
   const std::size_t checksum = request.length - 1;
-  for (std::size_t i = kRequestHeader; i < checksum; ++i) report::DebugPrint(kDebugIpmi, u"%02x ", bytes[i]);
-  report::DebugPrint(kDebugIpmi, u", chksum2=0x%x.", bytes[checksum]);
+  for (std::size_t i = kRequestHeader; i < checksum; ++i) report::DebugPrint(kDebugIpmi, "%02x ", bytes[i]);
+  report::DebugPrint(kDebugIpmi, ", chksum2=0x%x.", bytes[checksum]);
 }
 
 // Polls until the controller holds a message. Kept: a message seen on the very
@@ -108,9 +108,9 @@ bool SendUntilMessage(const IpmbRequest& request) {
     if (!SendIpmiCommand(kSendMessage, request.All(), &answer)) return false;
     TestLib->Delay(kSendWait);
     if (WaitForMessage()) return true;
-    report::DebugPrint(kDebugProgress, u"\nTimeout (%d).", cycle);
+    report::DebugPrint(kDebugProgress, "\nTimeout (%d).", cycle);
   }
-  report::DebugPrint(kDebugProgress, u"\nTimeout while waiting for message. Retried 3 times.");
+  report::DebugPrint(kDebugProgress, "\nTimeout while waiting for message. Retried 3 times.");
   return false;
 }
 
@@ -134,23 +134,23 @@ bool ValidateHeader(const IpmiResponse& message, std::uint8_t responder, IpmiCom
   const auto& bytes = message.data;
   const auto net_function = static_cast<std::uint8_t>(bytes[kNetFunctionByte] >> 2);
   if (!IsResponseNetFunction(net_function)) {
-    SetLastError(u"\nUnregconized Network Function (0x%x). %s", net_function, earlier.Text());
+    SetLastError("\nUnregconized Network Function (0x%x). %s", net_function, earlier.Text());
     return false;
   }
   if (bytes[kResponderByte] != responder) {
-    SetLastError(u"\nIPMB msg mismatched resp slave address - Exp=0x%x, Actual=0x%x. %s", responder,
+    SetLastError("\nIPMB msg mismatched resp slave address - Exp=0x%x, Actual=0x%x. %s", responder,
                  bytes[kResponderByte], earlier.Text());
     return false;
   }
   if (bytes[kCommandByte] != command.command) {
-    SetLastError(u"\nIPMB msg mismatched command type - Exp=0x%x, Actual=0x%x. %s", command.command,
-                 bytes[kCommandByte], earlier.Text());
+    SetLastError("\nIPMB msg mismatched command type - Exp=0x%x, Actual=0x%x. %s", command.command, bytes[kCommandByte],
+                 earlier.Text());
     return false;
   }
   const std::uint8_t code = bytes[kCompletionCodeByte];
   if (code != 0) {
     const char16_t* const text = GetCompletionCodeText(code, command.net_function, command.command);
-    SetLastError(u"\nIPMB msg bad completion code: 0x%02x (%s). %s", code, text, earlier.Text());
+    SetLastError("\nIPMB msg bad completion code: 0x%02x (%s). %s", code, text, earlier.Text());
     return false;
   }
   return true;
@@ -173,13 +173,13 @@ bool ClearBmcMessageFlags() {
   IpmiResponse flags;
   if (!SendIpmiCommand(kGetMessageFlags, {}, &flags)) {
     const EarlierLastError earlier;
-    SetLastError(u"\nFailed to get BMC message flag. %s", earlier.Text());
+    SetLastError("\nFailed to get BMC message flag. %s", earlier.Text());
     return false;
   }
   const std::uint8_t clear[] = {static_cast<std::uint8_t>(flags.data[0] & kClearableFlags)};
   if (!SendIpmiCommand(kClearMessageFlags, clear, &flags)) {
     const EarlierLastError earlier;
-    SetLastError(u"\nFailed to clear BMC message flag. %s", earlier.Text());
+    SetLastError("\nFailed to clear BMC message flag. %s", earlier.Text());
     return false;
   }
   return true;
@@ -189,7 +189,7 @@ bool ValidateIpmbResponse(const IpmiResponse& message, std::uint8_t responder, I
                           IpmiResponse* response) {
   if (message.length < kResponseHeader + 1) {
     const EarlierLastError earlier;
-    SetLastError(u"Device responsed with invalid length - Exp=8+, Actual=%d. %s", message.length, earlier.Text());
+    SetLastError("Device responsed with invalid length - Exp=8+, Actual=%d. %s", message.length, earlier.Text());
     return false;
   }
   if (!ValidateHeader(message, responder, command)) return false;
@@ -200,7 +200,7 @@ bool ValidateIpmbResponse(const IpmiResponse& message, std::uint8_t responder, I
   std::copy_n(&message.data[kResponseHeader], response->length, response->data.data());
   if (message.data[checksum] != Checksum(std::span(message.data).subspan(kResponderByte, checksum - kResponderByte))) {
     const EarlierLastError earlier;
-    SetLastError(u"\nIPMB msg Checksum2 error. %s", earlier.Text());
+    SetLastError("\nIPMB msg Checksum2 error. %s", earlier.Text());
     return false;
   }
   return true;

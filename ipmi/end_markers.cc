@@ -35,7 +35,7 @@ bool FindMarker(std::uint16_t last, FruBuffer* buffer) {
 bool AllAreasPresent(FruBuffer* buffer) {
   for (std::uint8_t header = kChassisHeaderByte; header <= kProductHeaderByte; ++header) {
     const std::uint8_t area = ReadByte(header, 0, buffer);
-    report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", area);
+    report::DebugPrint(kDebugTrace, "Board Area Offset: 0x%0x.\n", area);
     if (IsUnprogrammed(area)) return false;
   }
   return true;
@@ -49,12 +49,12 @@ struct AreaWalk {
 
   bool FindInChassisArea() {
     const std::uint8_t area = ReadByte(kChassisHeaderByte, 0, buffer);
-    report::DebugPrint(kDebugTrace, u"Board Area Offset: 0x%0x.\n", area);
+    report::DebugPrint(kDebugTrace, "Board Area Offset: 0x%0x.\n", area);
     cursor = static_cast<std::uint16_t>(area * 8 + 1);
-    report::DebugPrint(kDebugTrace, u"FRU Name Type Offset: 0x%0x.\n", cursor);
+    report::DebugPrint(kDebugTrace, "FRU Name Type Offset: 0x%0x.\n", cursor);
     // Kept: the length is read from the first page wherever the area lies.
     const std::uint8_t length = ReadByte(Low(cursor), 0, buffer);
-    report::DebugPrint(kDebugProgress, u" chassis fru lenght 0x%0xh\n", length);
+    report::DebugPrint(kDebugProgress, " chassis fru lenght 0x%0xh\n", length);
     cursor = static_cast<std::uint16_t>(cursor + length * 8 - 2);
     return FindMarker(cursor, buffer);
   }
@@ -81,13 +81,13 @@ bool VerifyFruEndMarkers(bool probe) {
 
   AreaWalk walk{.cursor = 0, .buffer = &buffer};
   const bool chassis = walk.FindInChassisArea();
-  const bool board = walk.FindInNextArea(u" Board fru lenght 0x%0xh\n");
-  const bool product = walk.FindInNextArea(u" product fru lenght 0x%0xh\n");
-  report::DebugPrint(kDebugProgress, u"chassis %d Board %d product %d\n", chassis, board, product);
+  const bool board = walk.FindInNextArea(" Board fru lenght 0x%0xh\n");
+  const bool product = walk.FindInNextArea(" product fru lenght 0x%0xh\n");
+  report::DebugPrint(kDebugProgress, "chassis %d Board %d product %d\n", chassis, board, product);
   if (chassis && board && product) return true;
   report::ReportError(
       ErrorCode::kEndMarkerMissing,
-      u"\r\nFRU Infor End Of Field Marker Missing:\t\t\t\nChassis Infor Area: Exp:0xC1h Actual:%s,\t\t\t\nBoard Infor Area  : Exp:0xC1h Actual:%s,\t\t\t\nProduct Infor Area: Exp:0xC1h Actual:%s\n",
+      "\r\nFRU Infor End Of Field Marker Missing:\t\t\t\nChassis Infor Area: Exp:0xC1h Actual:%s,\t\t\t\nBoard Infor Area  : Exp:0xC1h Actual:%s,\t\t\t\nProduct Infor Area: Exp:0xC1h Actual:%s\n",
       MarkerText(chassis), MarkerText(board), MarkerText(product));
   return false;
 }

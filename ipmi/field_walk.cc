@@ -54,7 +54,7 @@ bool ReadAreaOffset(const FruDevice& device, FruAreaKind kind, FruBuffer* buffer
 
 void PublishFruRecord(const char16_t* device_name, const char16_t* suffix, const FruText& text) {
   std::array<char16_t, kKeyCharacters> key;
-  FormatText(key, u"display.cfg:%s%s", device_name, suffix);
+  FormatText(key, "display.cfg:%s%s", device_name, suffix);
   TestLib->SetResultString(key.data(), text.data());
 }
 

@@ -44,10 +44,10 @@ struct FruField {
   CheckedFormat<std::uint8_t, std::uint32_t> type_line;
   CheckedFormat<std::uint32_t> length_line;
 };
-inline constexpr FruField kManufacturerField{u"Mfg Name Type: 0x%0x. len: %x\n", u"Mfg Name Len: 0x%0x\n"};
-inline constexpr FruField kProductNameField{u"Product Name Type: 0x%0x. len: %x\n", u"Product Name Len: 0x%0x\n"};
-inline constexpr FruField kSerialNumberField{u"Serial Number Type: 0x%0x. len: %x\n", u"Serial Number Len: 0x%0x\n"};
-inline constexpr FruField kPartNumberField{u"Part Number Type: 0x%0x. len: %x\n", u"Part Number Len: 0x%0x\n"};
+inline constexpr FruField kManufacturerField{"Mfg Name Type: 0x%0x. len: %x\n", "Mfg Name Len: 0x%0x\n"};
+inline constexpr FruField kProductNameField{"Product Name Type: 0x%0x. len: %x\n", "Product Name Len: 0x%0x\n"};
+inline constexpr FruField kSerialNumberField{"Serial Number Type: 0x%0x. len: %x\n", "Serial Number Len: 0x%0x\n"};
+inline constexpr FruField kPartNumberField{"Part Number Type: 0x%0x. len: %x\n", "Part Number Len: 0x%0x\n"};
 
 struct LengthRule {
   std::uint32_t least;

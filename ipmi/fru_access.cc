@@ -23,9 +23,9 @@ ReadRequest Request(std::uint8_t device, FruRange range) {
 
 bool Fail(FruReport report) {
   if (report == FruReport::kToLastError) {
-    SetLastError(u"IPMI command - Get FRU Data Area Info failed");
+    SetLastError("IPMI command - Get FRU Data Area Info failed");
   } else {
-    report::ReportError(ErrorCode::kIpmiUnavailable, u"IPMI command - Get FRU Data Area Info failed.\r\n");
+    report::ReportError(ErrorCode::kIpmiUnavailable, "IPMI command - Get FRU Data Area Info failed.\r\n");
   }
   return false;
 }
@@ -37,7 +37,7 @@ bool FailQuietly(FruReport report) { return report == FruReport::kToLastError ? 
 void TakeWithCount(const IpmiResponse& response, FruBuffer* buffer) {
   std::copy_n(response.data.data(), response.length, buffer->bytes.data());
   buffer->length = response.length - 1;
-  report::DebugPrint(kDebugIpmi, u"FRU Data: 0x%0x.\n", buffer->Word());
+  report::DebugPrint(kDebugIpmi, "FRU Data: 0x%0x.\n", buffer->Word());
 }
 
 bool ReadBehindBackplane(std::uint8_t address, const FruDevice& device, FruRange range, FruBuffer* buffer) {

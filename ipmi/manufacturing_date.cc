@@ -69,26 +69,26 @@ bool ValidateDate(const Date& date) {
   const auto [year, month, day] = date;
   constexpr ErrorCode kCode = ErrorCode::kInvalidDate;
   if (year < kFirstYear || year > kLastYear) {
-    report::ReportError(kCode, u"\r\nInvalid date format. Year: 1996 < year < 9999\r\n");
+    report::ReportError(kCode, "\r\nInvalid date format. Year: 1996 < year < 9999\r\n");
     return false;
   }
   if (month < 1 || month > 12) {
-    report::ReportError(kCode, u"\r\nInvalid date format. Month: 1 =< month <= 12\r\n");
+    report::ReportError(kCode, "\r\nInvalid date format. Month: 1 =< month <= 12\r\n");
     return false;
   }
   if (day < 1 || day > 31) {
     const std::uint32_t last = month == 2 ? 28 : 31;
-    report::ReportError(kCode, u"\r\nInvalid date format. Day: 1 =< day <= %d\r\n", last);
+    report::ReportError(kCode, "\r\nInvalid date format. Day: 1 =< day <= %d\r\n", last);
     return false;
   }
   const std::uint32_t february = IsLeapYear(year) ? 29 : 28;
   if (month == 2 && day > february) {
-    report::ReportError(kCode, u"\r\nInvalid date format. Day cannot > %d for Month: %d in Year: %d\r\n", february,
+    report::ReportError(kCode, "\r\nInvalid date format. Day cannot > %d for Month: %d in Year: %d\r\n", february,
                         month, year);
     return false;
   }
   if ((month == 4 || month == 6 || month == 9 || month == 11) && day == 31) {
-    report::ReportError(kCode, u"\r\nInvalid date format. Day cannot > 30 for Month: %d\r\n", month);
+    report::ReportError(kCode, "\r\nInvalid date format. Day cannot > 30 for Month: %d\r\n", month);
     return false;
   }
   return true;
@@ -98,9 +98,9 @@ bool ValidateDate(const Date& date) {
 bool ExpectedMinutes(const char16_t* text, std::uint32_t* minutes) {
   const Date date = ParseDate(text);
   if (!ValidateDate(date)) return false;
-  report::DebugPrint(kDebugProgress, u"Year:%d Month:%d Day:%d\n", date.year, date.month, date.day);
+  report::DebugPrint(kDebugProgress, "Year:%d Month:%d Day:%d\n", date.year, date.month, date.day);
   *minutes = DateToFruMinutes(date.year, date.month, date.day);
-  report::DebugPrint(kDebugProgress, u"Expected Date in Hex:0x%x\n", *minutes);
+  report::DebugPrint(kDebugProgress, "Expected Date in Hex:0x%x\n", *minutes);
   return true;
 }
 
@@ -117,14 +117,14 @@ AreaOffset ReadAreaOffset(const DateSource& source, bool probe, FruBuffer* buffe
 
 bool JudgeDate(std::uint32_t expected, std::uint32_t received) {
   if (received == 0) {
-    report::ReportError(ErrorCode::kManufacturingDate, u"\r\nMfg Date & Time is not programmed. Received: 0x%x\r\n",
+    report::ReportError(ErrorCode::kManufacturingDate, "\r\nMfg Date & Time is not programmed. Received: 0x%x\r\n",
                         received);
     return false;
   }
   // Kept: an equal date passes, whatever the message says.
   if (received >= expected) return true;
   report::ReportError(ErrorCode::kManufacturingDate,
-                      u"\r\nMfg Date & Time test failed. Expected: > 0x%x Received: 0x%x.\r\n", expected, received);
+                      "\r\nMfg Date & Time test failed. Expected: > 0x%x Received: 0x%x.\r\n", expected, received);
   return false;
 }
 
@@ -136,19 +136,19 @@ bool VerifyDate(const DateSource& source, const char16_t* expected_text, bool pr
   const AreaOffset area = ReadAreaOffset(source, probe, &buffer);
   if (area != AreaOffset::kRead) return area == AreaOffset::kAnswered;
 
-  report::DebugPrint(kDebugIpmi, u"MfgDateOffset: 0x%0x.\n", buffer.Value());
+  report::DebugPrint(kDebugIpmi, "MfgDateOffset: 0x%0x.\n", buffer.Value());
   // Kept: the offset wraps, so the date is always read below 256.
   const auto date_offset = static_cast<std::uint8_t>(buffer.Byte() * 8 + kDateInBoardArea);
-  report::DebugPrint(kDebugIpmi, u"MfgOffset: 0x%0x.\n", date_offset);
+  report::DebugPrint(kDebugIpmi, "MfgOffset: 0x%0x.\n", date_offset);
   source.Read(date_offset, 3, &buffer);
   const std::uint32_t received = buffer.Value();
-  report::DebugPrint(kDebugIpmi, u"MfgDateHex: 0x%0x. len: %x\n", received, buffer.length);
+  report::DebugPrint(kDebugIpmi, "MfgDateHex: 0x%0x. len: %x\n", received, buffer.length);
   return JudgeDate(expected, received);
 }
 
 bool RequireNumber(const char16_t* name, std::uint32_t* value) {
   if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
-  report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: %s\r\n", name);
+  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", name);
   return false;
 }
 
@@ -158,7 +158,7 @@ bool VerifyMfgDate(bool probe) {
   if (!RequireIpmi(probe)) return false;
   DateText expected{};
   if (TestLib->GetParamString(u"MFG_DATE", expected.data(), kDateLength) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: MFG_DATE\r\n");
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: MFG_DATE\r\n");
     return false;
   }
   const DateSource source{
@@ -173,7 +173,7 @@ bool VerifySysBoardMfgDate(bool probe) {
   if (!RequireIpmi(probe)) return false;
   DateText expected{};
   if (TestLib->GetParamString(u"SYS_BD_MFG_DATE", expected.data(), kDateLength) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: SYS_BD_MFG_DATE\r\n");
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: SYS_BD_MFG_DATE\r\n");
     return false;
   }
   std::uint32_t id = 0;
@@ -198,19 +198,19 @@ std::uint32_t DateToFruMinutes(std::uint32_t year, std::uint32_t month, std::uin
   // One less than none for the first year; the sum comes out right.
   const std::uint32_t other_years = year - kFirstYear - leap_years;
   std::uint32_t days = leap_years * 366 + other_years * 365;
-  report::DebugPrint(kDebugProgress, u"LeapYear: %d NormYear: %d numofDays: %d\n", leap_years, other_years, days);
+  report::DebugPrint(kDebugProgress, "LeapYear: %d NormYear: %d numofDays: %d\n", leap_years, other_years, days);
   days += static_cast<std::uint32_t>(DaysBeforeMonth(month, IsLeapYear(year)));
   const std::uint32_t total = days + day - 1;
-  report::DebugPrint(kDebugProgress, u"Total Days: %d\n", total);
+  report::DebugPrint(kDebugProgress, "Total Days: %d\n", total);
   const std::uint32_t minutes = total * kMinutesPerDay;
-  report::DebugPrint(kDebugProgress, u"Total Days in Minutes: 0x%x\n", minutes);
+  report::DebugPrint(kDebugProgress, "Total Days in Minutes: 0x%x\n", minutes);
   return minutes;
 }
 
 std::int32_t DaysBeforeMonth(std::uint32_t month, bool is_leap_year) {
   static constexpr std::int32_t kDays[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
   if (month < 1 || month > std::size(kDays)) {
-    report::ReportError(ErrorCode::kInvalidDate, u"Invalid Month.\n");
+    report::ReportError(ErrorCode::kInvalidDate, "Invalid Month.\n");
     return 0;
   }
   const std::int32_t days = kDays[month - 1];

@@ -29,37 +29,37 @@ struct Exchange {
 };
 
 bool GetIpmiInterface(IpmiTransport** interface) {
-  report::DebugPrint(kDebugProgress, u"Get IPMI Interface...\n");
+  report::DebugPrint(kDebugProgress, "Get IPMI Interface...\n");
   EFI_HANDLE handles[kHandleCapacity] = {};
   const EFI_STATUS status = platform::LocateHandles(kIpmiTransportProtocolGuid, handles);
   if (status == EFI_NOT_FOUND) {
     *interface = nullptr;
-    SetLastError(u"\nUnable to locate handle for IPMI Protocol.");
+    SetLastError("\nUnable to locate handle for IPMI Protocol.");
     return false;
   }
   if (EFI_ERROR(status)) {
-    SetLastError(u"\nEFI LocateHandle failed (Status=%x).", static_cast<std::uint32_t>(status));
+    SetLastError("\nEFI LocateHandle failed (Status=%x).", static_cast<std::uint32_t>(status));
     return false;
   }
   if (EFI_ERROR(platform::HandleInterface(handles[0], kIpmiTransportProtocolGuid, interface))) {
     *interface = nullptr;
-    SetLastError(u"\nUnable to get interface for IPMI Protocol.");
+    SetLastError("\nUnable to get interface for IPMI Protocol.");
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Done.\n");
+  report::DebugPrint(kDebugProgress, "Done.\n");
   return true;
 }
 
 bool Send(IpmiCommand command, std::span<const std::uint8_t> request) {
-  report::DebugPrint(kDebugIpmi, u"\nSend IPMI Cmd to BMC: NetFn=0x%02x, Cmd:0x%02x, ReqData:0x", command.net_function,
+  report::DebugPrint(kDebugIpmi, "\nSend IPMI Cmd to BMC: NetFn=0x%02x, Cmd:0x%02x, ReqData:0x", command.net_function,
                      command.command);
-  for (const std::uint8_t byte : request) report::DebugPrint(kDebugIpmi, u"%02x ", byte);
+  for (const std::uint8_t byte : request) report::DebugPrint(kDebugIpmi, "%02x ", byte);
   const EFI_STATUS status =
       ipmi_session.transport->SendIpmiRequest(ipmi_session.transport, command.net_function, 0, command.command,
                                               request.data(), static_cast<std::uint32_t>(request.size()));
   if (!EFI_ERROR(status)) return true;
   const EarlierLastError earlier;
-  SetLastError(u"\nFailed to send message to BMC through IMB bus. %s", earlier.Text());
+  SetLastError("\nFailed to send message to BMC through IMB bus. %s", earlier.Text());
   return false;
 }
 
@@ -76,23 +76,23 @@ EFI_STATUS Receive(Exchange* exchange) {
 
 void FailToReceive() {
   const EarlierLastError earlier;
-  SetLastError(u"\nFailed to receive message from BMC through IMB bus. %s", earlier.Text());
+  SetLastError("\nFailed to receive message from BMC through IMB bus. %s", earlier.Text());
 }
 
 void FailOnCompletionCode(IpmiCommand command, std::uint8_t code) {
   const EarlierLastError earlier;
   const char16_t* const text = GetCompletionCodeText(code, command.net_function, command.command);
-  SetLastError(u"\nCompletion Code: 0x%02x (%s). %s", code, text, earlier.Text());
+  SetLastError("\nCompletion Code: 0x%02x (%s). %s", code, text, earlier.Text());
 }
 
 void TakeResponse(const Exchange& exchange, IpmiResponse* response) {
-  report::DebugPrint(kDebugIpmi, u", RespData:0x");
+  report::DebugPrint(kDebugIpmi, ", RespData:0x");
   response->length = std::min(exchange.length, kIpmiResponseCapacity);
   for (std::uint32_t i = 0; i < response->length; ++i) {
     response->data[i] = exchange.data[i];
-    report::DebugPrint(kDebugIpmi, u"%02x ", response->data[i]);
+    report::DebugPrint(kDebugIpmi, "%02x ", response->data[i]);
   }
-  report::DebugPrint(kDebugProgress, u"\n");
+  report::DebugPrint(kDebugProgress, "\n");
 }
 
 bool AddressesSlowDevice(std::span<const std::uint8_t> request) {
@@ -106,10 +106,9 @@ bool IsIpmiAvailable() { return ipmi_session.transport != nullptr || GetIpmiInte
 bool RequireIpmi(bool probe) {
   if (IsIpmiAvailable()) return true;
   if (probe) {
-    SetLastError(u"Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
+    SetLastError("Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
   } else {
-    report::ReportError(ErrorCode::kIpmiUnavailable,
-                        u"Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");
+    report::ReportError(ErrorCode::kIpmiUnavailable, "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");
   }
   return false;
 }
@@ -142,7 +141,7 @@ bool SendIpmiCommandWithRetry(IpmiCommand command, std::span<const std::uint8_t>
     TestLib->Delay(slow ? kSlowDeviceWait : kRetryWait);
     const EFI_STATUS status = Receive(&exchange);
     if (EFI_ERROR(status)) {
-      if (slow) report::DebugPrint(kDebugProgress, u"\nGet Massage error %lx\n", status);
+      if (slow) report::DebugPrint(kDebugProgress, "\nGet Massage error %lx\n", status);
       if (last) FailToReceive();
       if (last) return false;
     }
@@ -153,7 +152,7 @@ bool SendIpmiCommandWithRetry(IpmiCommand command, std::span<const std::uint8_t>
     }
     if (slow) {
       const std::uint64_t code = exchange.completion_code;
-      report::DebugPrint(kDebugProgress, u"\nCompletion Code error %lx\n", code);
+      report::DebugPrint(kDebugProgress, "\nCompletion Code error %lx\n", code);
     }
     if (last) FailOnCompletionCode(command, exchange.completion_code);
   }

@@ -72,55 +72,55 @@ struct Branch {
 
 // clang-format off
 constexpr Branch kSystemBranches[] = {
-    {1, 0b0001, u"SYSTEM Product Code, Version & Serial Number are not programmed.\n"},
-    {1, 0b0010, u"SYSTEM Manufacturer, Version & Serial Number are not programmed.\n"},
-    {1, 0b0100, u"SYSTEM Manufacturer, Product Code & Serial Number are not programmed.\n"},
-    {1, 0b1000, u"SYSTEM Manufacturer, Product Code & Version are not programmed.\n"},
-    {2, 0b0011, u"SYSTEM Version & Serial Number are not programmed.\n"},
-    {2, 0b0101, u"SYSTEM Product Code & Serial Number are not programmed.\n"},
-    {2, 0b1001, u"SYSTEM Product Code & Version are not programmed.\n"},
-    {2, 0b0110, u"SYSTEM Manufacturer & Serial Number are not programmed.\n"},
-    {2, 0b1010, u"SYSTEM Manufacturer & Version are not programmed.\n"},
-    {2, 0b1100, u"SYSTEM Manufacturer & Product Code are not programmed.\n"},
-    {3, 0b0111, u"SYSTEM Serial Number is not programmed.\n"},
-    {3, 0b1011, u"SYSTEM Version is not programmed.\n"},
-    {3, 0b1101, u"SYSTEM Product Code is not programmed.\n"},
-    {3, 0b1110, u"SYSTEM Manufacturer is not programmed.\n"},
+    {1, 0b0001, "SYSTEM Product Code, Version & Serial Number are not programmed.\n"},
+    {1, 0b0010, "SYSTEM Manufacturer, Version & Serial Number are not programmed.\n"},
+    {1, 0b0100, "SYSTEM Manufacturer, Product Code & Serial Number are not programmed.\n"},
+    {1, 0b1000, "SYSTEM Manufacturer, Product Code & Version are not programmed.\n"},
+    {2, 0b0011, "SYSTEM Version & Serial Number are not programmed.\n"},
+    {2, 0b0101, "SYSTEM Product Code & Serial Number are not programmed.\n"},
+    {2, 0b1001, "SYSTEM Product Code & Version are not programmed.\n"},
+    {2, 0b0110, "SYSTEM Manufacturer & Serial Number are not programmed.\n"},
+    {2, 0b1010, "SYSTEM Manufacturer & Version are not programmed.\n"},
+    {2, 0b1100, "SYSTEM Manufacturer & Product Code are not programmed.\n"},
+    {3, 0b0111, "SYSTEM Serial Number is not programmed.\n"},
+    {3, 0b1011, "SYSTEM Version is not programmed.\n"},
+    {3, 0b1101, "SYSTEM Product Code is not programmed.\n"},
+    {3, 0b1110, "SYSTEM Manufacturer is not programmed.\n"},
 };
 
 constexpr Branch kBoardBranches[] = {
-    {1, 0b0001, u"BASE BOARD Product Code, Version & Serial Number are not programmed.\n"},
-    {1, 0b0010, u"BASE BOARD Manufacturer, Version & Serial Number are not programmed.\n"},
-    {1, 0b0100, u"BASE BOARD Manufacturer, Product Code & Serial Number are not programmed.\n"},
-    {1, 0b1000, u"BASE BOARD Manufacturer, Product Code & Version are not programmed.\n"},
-    {2, 0b0011, u"BASE BOARD Version & Serial Number are not programmed.\n"},
-    {2, 0b0101, u"BASE BOARD Product Code & Serial Number are not programmed.\n"},
-    {2, 0b1001, u"BASE BOARD Product Code & Version are not programmed.\n"},
-    {2, 0b0110, u"BASE BOARD Manufacturer & Serial Number are not programmed.\n"},
-    {2, 0b1010, u"BASE BOARD Manufacturer & Version are not programmed.\n"},
-    {2, 0b1100, u"BASE BOARD Manufacturer & Product Code are not programmed.\n"},
-    {3, 0b0111, u"BASE BOARD Serial Number is not programmed.\n", 2, u"board part number"},
-    {3, 0b1011, u"BASE BOARD Version is not programmed.\n"},
-    {3, 0b1101, u"BASE BOARD Product Code is not programmed.\n"},
-    {3, 0b1110, u"BASE BOARD Manufacturer is not programmed.\n"},
+    {1, 0b0001, "BASE BOARD Product Code, Version & Serial Number are not programmed.\n"},
+    {1, 0b0010, "BASE BOARD Manufacturer, Version & Serial Number are not programmed.\n"},
+    {1, 0b0100, "BASE BOARD Manufacturer, Product Code & Serial Number are not programmed.\n"},
+    {1, 0b1000, "BASE BOARD Manufacturer, Product Code & Version are not programmed.\n"},
+    {2, 0b0011, "BASE BOARD Version & Serial Number are not programmed.\n"},
+    {2, 0b0101, "BASE BOARD Product Code & Serial Number are not programmed.\n"},
+    {2, 0b1001, "BASE BOARD Product Code & Version are not programmed.\n"},
+    {2, 0b0110, "BASE BOARD Manufacturer & Serial Number are not programmed.\n"},
+    {2, 0b1010, "BASE BOARD Manufacturer & Version are not programmed.\n"},
+    {2, 0b1100, "BASE BOARD Manufacturer & Product Code are not programmed.\n"},
+    {3, 0b0111, "BASE BOARD Serial Number is not programmed.\n", 2, u"board part number"},
+    {3, 0b1011, "BASE BOARD Version is not programmed.\n"},
+    {3, 0b1101, "BASE BOARD Product Code is not programmed.\n"},
+    {3, 0b1110, "BASE BOARD Manufacturer is not programmed.\n"},
 };
 
 // Kept: a chassis with one string always has the last three reported.
 constexpr Branch kChassisBranches[] = {
-    {1, 0b0001, u"CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
-    {1, 0b0010, u"CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
-    {1, 0b0100, u"CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
-    {1, 0b1000, u"CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
-    {2, 0b0011, u"CHASSIS Serial Number & Asset Tag are not programmed.\n"},
-    {2, 0b0101, u"CHASSIS Version & Asset Tag are not programmed.\n"},
-    {2, 0b1001, u"CHASSIS Version & Serial Number are not programmed.\n"},
-    {2, 0b0110, u"CHASSIS Manufacturer & Asset Tag are not programmed.\n"},
-    {2, 0b1010, u"CHASSIS Manufacturer & Serial Number are not programmed.\n"},
-    {2, 0b1100, u"CHASSIS Manufacturer & Version are not programmed.\n"},
-    {3, 0b0111, u"CHASSIS Asset Tag is not programmed.\n", 2, u"Chassis serail number"},
-    {3, 0b1011, u"CHASSIS Serial Number is not programmed.\n"},
-    {3, 0b1101, u"CHASSIS Version is not programmed.\n"},
-    {3, 0b1110, u"CHASSIS Manufacturer is not programmed.\n"},
+    {1, 0b0001, "CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
+    {1, 0b0010, "CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
+    {1, 0b0100, "CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
+    {1, 0b1000, "CHASSIS Version, Serial Number & Asset Tag are not programmed.\n"},
+    {2, 0b0011, "CHASSIS Serial Number & Asset Tag are not programmed.\n"},
+    {2, 0b0101, "CHASSIS Version & Asset Tag are not programmed.\n"},
+    {2, 0b1001, "CHASSIS Version & Serial Number are not programmed.\n"},
+    {2, 0b0110, "CHASSIS Manufacturer & Asset Tag are not programmed.\n"},
+    {2, 0b1010, "CHASSIS Manufacturer & Serial Number are not programmed.\n"},
+    {2, 0b1100, "CHASSIS Manufacturer & Version are not programmed.\n"},
+    {3, 0b0111, "CHASSIS Asset Tag is not programmed.\n", 2, u"Chassis serail number"},
+    {3, 0b1011, "CHASSIS Serial Number is not programmed.\n"},
+    {3, 0b1101, "CHASSIS Version is not programmed.\n"},
+    {3, 0b1110, "CHASSIS Manufacturer is not programmed.\n"},
 };
 // clang-format on
 
@@ -132,12 +132,12 @@ struct Structure {
   CheckedFormat<> not_programmed;
 };
 
-constexpr Structure kSystem{1, kSystemFields, kSystemBranches, u"SMBIOS Table TYPE 01 is not programmed.\n"};
-constexpr Structure kBoard{2, kBoardFields, kBoardBranches, u"SMBIOS Table TYPE 02 is not programmed.\n"};
-constexpr Structure kChassis{3, kChassisFields, kChassisBranches, u"SMBIOS Table TYPE 03 is not programmed.\n"};
+constexpr Structure kSystem{1, kSystemFields, kSystemBranches, "SMBIOS Table TYPE 01 is not programmed.\n"};
+constexpr Structure kBoard{2, kBoardFields, kBoardBranches, "SMBIOS Table TYPE 02 is not programmed.\n"};
+constexpr Structure kChassis{3, kChassisFields, kChassisBranches, "SMBIOS Table TYPE 03 is not programmed.\n"};
 
-constexpr Branch kAllMissing{0, 0b0000, u""};
-constexpr Branch kNoneMissing{4, 0b1111, u""};
+constexpr Branch kAllMissing{0, 0b0000, ""};
+constexpr Branch kNoneMissing{4, 0b1111, ""};
 
 // A structure that was found, with its strings.
 struct Identity {
@@ -162,7 +162,7 @@ struct Identity {
   }
 };
 
-void FormatDisplayKey(PublishedText& key, const char16_t* label) { FormatText(key, u"display.cfg:%s", label); }
+void FormatDisplayKey(PublishedText& key, const char16_t* label) { FormatText(key, "display.cfg:%s", label); }
 
 // Kept: the shown value goes through the formatter, so a percent sign in an
 // SMBIOS string starts a conversion; without an argument it prints nothing.
@@ -242,60 +242,60 @@ void LogField(Identity& identity, std::size_t field, CheckedFormat<const char16_
 }
 
 void SenseFields(Identity& identity, CheckedFormat<unsigned> string_count) {
-  report::DebugPrint(kDebugIndex, u"\nmfgIndex=%02xh prodIndex=%02xh verIndex=%02xh serIndex=%02xh", identity.Index(0),
+  report::DebugPrint(kDebugIndex, "\nmfgIndex=%02xh prodIndex=%02xh verIndex=%02xh serIndex=%02xh", identity.Index(0),
                      identity.Index(1), identity.Index(2), identity.Index(3));
   report::DebugPrint(kDebugIndex, string_count, identity.strings.count);
   Decide(identity);
-  LogField(identity, 0, u"\n%s=\"%s\"");
-  LogField(identity, 1, u"\n%s=\"%s\"");
-  LogField(identity, 2, u"\n%s=\"%s\"");
-  LogField(identity, 3, u"\n%s=\"%s\"\n");
+  LogField(identity, 0, "\n%s=\"%s\"");
+  LogField(identity, 1, "\n%s=\"%s\"");
+  LogField(identity, 2, "\n%s=\"%s\"");
+  LogField(identity, 3, "\n%s=\"%s\"\n");
 }
 
 void SenseSystem() {
   Identity identity{kSystem};
-  if (identity.Find()) return SenseFields(identity, u"\nNumber of strings in Type1:%d\n");
-  report::DisplayPrint(u"\nFailed to get SMBIOS System Structure.\n%s", LastError());
+  if (identity.Find()) return SenseFields(identity, "\nNumber of strings in Type1:%d\n");
+  report::DisplayPrint("\nFailed to get SMBIOS System Structure.\n%s", LastError());
   RemoveTests(1, 4);
 }
 
 void SenseBoard() {
   Identity identity{kBoard};
-  if (identity.Find()) return SenseFields(identity, u"\nNumber of strings in Type2:%d\n");
-  report::DisplayPrint(u"\nFailed to get SMBIOS BaseBoard Structure - Type2.\n%s\n", LastError());
+  if (identity.Find()) return SenseFields(identity, "\nNumber of strings in Type2:%d\n");
+  report::DisplayPrint("\nFailed to get SMBIOS BaseBoard Structure - Type2.\n%s\n", LastError());
   RemoveTests(5, 8);
 }
 
 void SenseChassis() {
   Identity identity{kChassis};
   if (!identity.Find()) {
-    report::DisplayPrint(u"\nFailed to get SMBIOS Chassis Structure.\n%s\n", LastError());
+    report::DisplayPrint("\nFailed to get SMBIOS Chassis Structure.\n%s\n", LastError());
     return RemoveTests(9, 13);
   }
-  report::DebugPrint(kDebugIndex, u"\nmfgIndex=%02xh verIndex=%02xh serIndex=%02xh assetIndex=%02xh", identity.Index(0),
+  report::DebugPrint(kDebugIndex, "\nmfgIndex=%02xh verIndex=%02xh serIndex=%02xh assetIndex=%02xh", identity.Index(0),
                      identity.Index(1), identity.Index(2), identity.Index(3));
-  report::DebugPrint(kDebugIndex, u"\nNumber of strings in Type3:%d\n", identity.strings.count);
-  if (!IsValidChassisType(identity.ChassisType())) report::LogMessage(u"Invalid Chassis Type.\n");
+  report::DebugPrint(kDebugIndex, "\nNumber of strings in Type3:%d\n", identity.strings.count);
+  if (!IsValidChassisType(identity.ChassisType())) report::LogMessage("Invalid Chassis Type.\n");
   Decide(identity);
-  LogField(identity, 0, u"\n%s=\"%s\"");
-  report::LogMessage(u"\n%s= 0x%x", u"Chassis_Type", identity.ChassisType());
-  LogField(identity, 1, u"\n%s=\"%s\"");
-  LogField(identity, 2, u"\n%s=\"%s\"");
-  LogField(identity, 3, u"\n%s=\"%s\"\n\n");
+  LogField(identity, 0, "\n%s=\"%s\"");
+  report::LogMessage("\n%s= 0x%x", u"Chassis_Type", identity.ChassisType());
+  LogField(identity, 1, "\n%s=\"%s\"");
+  LogField(identity, 2, "\n%s=\"%s\"");
+  LogField(identity, 3, "\n%s=\"%s\"\n\n");
 }
 
 // The last OEM string names the firmware build.
 void SenseOemString() {
   SmbiosStructure oem;
   if (!GetSmbiosStructure(11, 0, &oem)) {
-    report::DisplayPrint(u"\nFailed to get OEM String Structure.\n%s\n", LastError());
+    report::DisplayPrint("\nFailed to get OEM String Structure.\n%s\n", LastError());
     return TestLib->RemoveSubtest(40);
   }
   SmbiosStrings strings;
   CollectStructureStrings(oem, &strings);
-  report::DebugPrint(kDebugProgress, u"\nNumber of strings found:%d", strings.count);
+  report::DebugPrint(kDebugProgress, "\nNumber of strings found:%d", strings.count);
   const char16_t* const last = strings.Numbered(oem.Byte(0x04));
-  report::LogMessage(u"\nOEM BIOS String: %s\n", last);
+  report::LogMessage("\nOEM BIOS String: %s\n", last);
   TestLib->SetResultString(u"OEM_BIOS_String", last);
 }
 
@@ -318,16 +318,16 @@ struct Probe {
 
 // clang-format off
 constexpr Probe kProbes[] = {
-    {VerifyGuid, {Quoting(u"Autosense():: Guid not valid, removing subtest 14.\n%s\n"), {}, 14, 14}},
-    {WriteMfgSystemUuid, {{}, Plain(u"Autosense():: No Marwick product being identified, removing subtest 31.\r\n"), 31, 31},
-                         {{}, Plain(u"Autosense():: Marwick product being identified, removing subtests 28, 29 & 30.\r\n"), 28, 30}},
-    {Verify1394Uuid, {Quoting(u"Autosense():: %s 1394 controller not found, removing subtest 33.\r\n"), {}, 33, 33}},
-    {VerifyMfgDate, {Quoting(u"Autosense():: %s.\nRemoving subtest 34.\r\n"), {}, 34, 34}},
-    {VerifyBiosId, {{}, Plain(u"Autosense():: BIOS ID not found, removing subtest 35.\r\n"), 35, 35}},
-    {VerifyMemoryDevices, {{}, Plain(u"Autosense():: Memory Device not found, removing subtest 36.\r\n"), 36, 36}},
-    {VerifyEventLog, {{}, Plain(u"Autosense():: SMBIOS Type 15 not found, removing subtest 37.\r\n"), 37, 37}},
-    {VerifySysBoardMfgDate, {Quoting(u"Autosense():: %s.\nRemoving subtest 38.\r\n"), {}, 38, 38}},
-    {VerifyFruBoardStrings, {Quoting(u"Autosense():: %s.\nRemoving subtest 39.\r\n"), {}, 39, 39}},
+    {VerifyGuid, {Quoting("Autosense():: Guid not valid, removing subtest 14.\n%s\n"), {}, 14, 14}},
+    {WriteMfgSystemUuid, {{}, Plain("Autosense():: No Marwick product being identified, removing subtest 31.\r\n"), 31, 31},
+                         {{}, Plain("Autosense():: Marwick product being identified, removing subtests 28, 29 & 30.\r\n"), 28, 30}},
+    {Verify1394Uuid, {Quoting("Autosense():: %s 1394 controller not found, removing subtest 33.\r\n"), {}, 33, 33}},
+    {VerifyMfgDate, {Quoting("Autosense():: %s.\nRemoving subtest 34.\r\n"), {}, 34, 34}},
+    {VerifyBiosId, {{}, Plain("Autosense():: BIOS ID not found, removing subtest 35.\r\n"), 35, 35}},
+    {VerifyMemoryDevices, {{}, Plain("Autosense():: Memory Device not found, removing subtest 36.\r\n"), 36, 36}},
+    {VerifyEventLog, {{}, Plain("Autosense():: SMBIOS Type 15 not found, removing subtest 37.\r\n"), 37, 37}},
+    {VerifySysBoardMfgDate, {Quoting("Autosense():: %s.\nRemoving subtest 38.\r\n"), {}, 38, 38}},
+    {VerifyFruBoardStrings, {Quoting("Autosense():: %s.\nRemoving subtest 39.\r\n"), {}, 39, 39}},
 };
 // clang-format on
 
@@ -341,9 +341,9 @@ void RunProbe(const Probe& probe) {
 void ReadFruRecords() {
   std::uint32_t delay_seconds = 0;
   if (TestLib->GetParamNumber(u"HSBP_FRU_DelayTime", &delay_seconds) != kTestLibrarySuccess) delay_seconds = 0;
-  report::LogMessage(u"Reading all chassis boards FRU information\n");
+  report::LogMessage("Reading all chassis boards FRU information\n");
   ReadFruBoardRecords();
-  report::LogMessage(u"Reading all HSBP boards FRU information\n");
+  report::LogMessage("Reading all HSBP boards FRU information\n");
   ReadBackplaneFruRecords();
   TestLib->Delay(delay_seconds * 1000);
 }
@@ -357,7 +357,7 @@ void Autosense() {
   SenseChassis();
   SenseOemString();
   for (const Probe& probe : kProbes) RunProbe(probe);
-  report::LogMessage(u"\n");
+  report::LogMessage("\n");
 }
 
 }  // namespace mfgtest

@@ -32,7 +32,7 @@ TestLibraryStatus Introduce() {
 void RunTest(std::uint32_t number) {
   const CatalogueEntry* const test = FindTest(number);
   if (test == nullptr) {
-    return report::ReportError(ErrorCode::kInvalidTestNumber, u"Invalid test number: %d\n", number);
+    return report::ReportError(ErrorCode::kInvalidTestNumber, "Invalid test number: %d\n", number);
   }
   test->routine(test->argument);
 }
@@ -44,7 +44,7 @@ void RunSelectedTest() {
   if (status == kTestLibrarySuccess) {
     RunTest(descriptor.SelectedTest);
   } else {
-    report::DebugPrint(kDebugProgress, u"\nFailed to initialize test lib. Code=%x", status);
+    report::DebugPrint(kDebugProgress, "\nFailed to initialize test lib. Code=%x", status);
   }
   TestLib->EndTest();
 }

@@ -36,7 +36,7 @@ bool CopyValue(const platform::PoolBuffer& data, std::span<char16_t> value) {
 bool ReadFoundVariable(const platform::VariableCursor& found, std::span<char16_t> value) {
   const platform::PoolBuffer data = platform::ReadVariable(found.name.data(), found.vendor);
   if (!CopyValue(data, value)) return false;
-  report::DebugPrint(kDebugProgressAndIndex, u"\n%.-35g %.-20s %s\n", &found.vendor, found.name.data(), value.data());
+  report::DebugPrint(kDebugProgressAndIndex, "\n%.-35g %.-20s %s\n", &found.vendor, found.name.data(), value.data());
   return true;
 }
 
@@ -44,8 +44,8 @@ bool ReadFoundVariable(const platform::VariableCursor& found, std::span<char16_t
 
 bool FindEnvVariable(const char16_t* name, std::span<char16_t> value) {
   if (IsEmpty(name)) return false;
-  report::DebugPrint(kDebugProgress, u"GUID                                Variable Name        Value\n");
-  report::DebugPrint(kDebugProgress, u"=================================== ==================== ========\n");
+  report::DebugPrint(kDebugProgress, "GUID                                Variable Name        Value\n");
+  report::DebugPrint(kDebugProgress, "=================================== ==================== ========\n");
   platform::VariableCursor cursor;
   for (unsigned seen = 0; seen < kMaximumVariables && platform::NextVariable(cursor); ++seen) {
     if (StriCmpAscii(cursor.name.data(), name) == 0) return ReadFoundVariable(cursor, value);
@@ -55,24 +55,24 @@ bool FindEnvVariable(const char16_t* name, std::span<char16_t> value) {
 
 bool SetShellEnvVariable(const char16_t* name, const char16_t* value) {
   if (IsEmpty(name)) {
-    SetLastError(u"NULL or empty string not allowed");
+    SetLastError("NULL or empty string not allowed");
     return false;
   }
   std::array<char16_t, kCommandCharacters> command;
   if (IsEmpty(value)) {
-    FormatText(command, u"set -d \"%s\"", name);
+    FormatText(command, "set -d \"%s\"", name);
   } else {
-    FormatText(command, u"set \"%s\" \"%s\"", name, value);
+    FormatText(command, "set \"%s\" \"%s\"", name, value);
   }
 
   EFI_HANDLE provider = nullptr;
   if (EFI_ERROR(platform::LocateOnlyHandle(kShellEnvironmentProtocolGuid, &provider))) {
-    SetLastError(u"Failed to Locate Handle to ShellEnvProtocol.");
+    SetLastError("Failed to Locate Handle to ShellEnvProtocol.");
     return false;
   }
   ShellEnvironment* shell = nullptr;
   if (EFI_ERROR(platform::HandleInterface(provider, kShellEnvironmentProtocolGuid, &shell))) {
-    SetLastError(u"Failed to get handle to ShellEnvProtocol.");
+    SetLastError("Failed to get handle to ShellEnvProtocol.");
     return false;
   }
   // The shell wants the address of the parent's handle, not the handle.

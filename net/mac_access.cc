@@ -50,50 +50,50 @@ std::uint64_t CheckValue(const MacAddress& mac) {
 }
 
 bool ReadController(std::uint32_t position, EFI_HANDLE handle, MacAddress* mac) {
-  report::DebugPrint(kDebugProgress, u"Trying SNP Protocol %d....\n", position);
+  report::DebugPrint(kDebugProgress, "Trying SNP Protocol %d....\n", position);
   SimpleNetwork* network = nullptr;
   EFI_STATUS status = platform::HandleInterface(handle, kSimpleNetworkProtocolGuid, &network);
   if (EFI_ERROR(status)) {
-    SetLastError(u"\nFailed to get SNP Interface. Status=0x%x", Shown(status));
+    SetLastError("\nFailed to get SNP Interface. Status=0x%x", Shown(status));
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"Found\n");
+  report::DebugPrint(kDebugProgress, "Found\n");
   status = Start(network);
   if (EFI_ERROR(status)) {
-    SetLastError(u"\nFailed to start SNP driver. Status=0x%x", Shown(status));
+    SetLastError("\nFailed to start SNP driver. Status=0x%x", Shown(status));
     return false;
   }
   *mac = StationAddress(*network);
-  report::DebugPrint(kDebugProgress, u"MAC Address: ");
-  for (const std::uint8_t byte : *mac) report::DebugPrint(kDebugProgress, u"0x%02x ", byte);
-  report::DebugPrint(kDebugProgress, u"\n");
+  report::DebugPrint(kDebugProgress, "MAC Address: ");
+  for (const std::uint8_t byte : *mac) report::DebugPrint(kDebugProgress, "0x%02x ", byte);
+  report::DebugPrint(kDebugProgress, "\n");
   return true;
 }
 
 bool DisplayController(std::uint32_t position, EFI_HANDLE handle) {
-  report::DebugPrint(kDebugProgress, u"\nTrying SNP Protocol %d...", position);
+  report::DebugPrint(kDebugProgress, "\nTrying SNP Protocol %d...", position);
   SimpleNetwork* network = nullptr;
   EFI_STATUS status = platform::HandleInterface(handle, kSimpleNetworkProtocolGuid, &network);
   if (EFI_ERROR(status)) {
-    report::ReportError(ErrorCode::kNetworkControllers, u"\nNo SNP Interface. Status=0x%x\n", Shown(status));
+    report::ReportError(ErrorCode::kNetworkControllers, "\nNo SNP Interface. Status=0x%x\n", Shown(status));
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"\nFound");
+  report::DebugPrint(kDebugProgress, "\nFound");
   status = Start(network);
   if (EFI_ERROR(status)) {
-    SetLastError(u"\nFailed to start SNP driver. Status=0x%x", Shown(status));
-    report::ReportError(ErrorCode::kNetworkControllers, u"%s\n", LastError());
+    SetLastError("\nFailed to start SNP driver. Status=0x%x", Shown(status));
+    report::ReportError(ErrorCode::kNetworkControllers, "%s\n", LastError());
     return false;
   }
-  report::DisplayPrint(u"\nMAC Address %d: 0x", position);
-  for (const std::uint8_t byte : StationAddress(*network)) report::DisplayPrint(u"%02x", byte);
+  report::DisplayPrint("\nMAC Address %d: 0x", position);
+  for (const std::uint8_t byte : StationAddress(*network)) report::DisplayPrint("%02x", byte);
   return true;
 }
 
 std::uint32_t SelectedController() {
   std::uint32_t index = 0;
   if (TestLib->GetParamNumber(u"NIC_Index", &index) != kTestLibrarySuccess) return 0;
-  report::DebugPrint(kDebugProgress, u"NIC_Index: %d\n", index);
+  report::DebugPrint(kDebugProgress, "NIC_Index: %d\n", index);
   return index;
 }
 
@@ -103,19 +103,19 @@ bool GetMacAddr(MacAddress* mac) {
   platform::HandleList controllers;
   const EFI_STATUS status = platform::LocateAllHandles(kSimpleNetworkProtocolGuid, &controllers);
   if (EFI_ERROR(status)) {
-    SetLastError(u"\nFailed to locate SNP protocol.  Status=0x%x", Shown(status));
+    SetLastError("\nFailed to locate SNP protocol.  Status=0x%x", Shown(status));
     return false;
   }
   const auto count = static_cast<std::uint32_t>(controllers.handles.size());
-  report::DebugPrint(kDebugProgress, u"\nFound %d SNP Protocol(s)\n", count);
+  report::DebugPrint(kDebugProgress, "\nFound %d SNP Protocol(s)\n", count);
   if (count == 0) {
-    SetLastError(u"No NIC/SNP Protocol found.");
+    SetLastError("No NIC/SNP Protocol found.");
     return false;
   }
   const std::uint32_t index = SelectedController();
   // Kept: an index equal to the count passes here and finds no controller.
   if (index > count) {
-    SetLastError(u"\nNIC_Index cannot be greater than total numbers of handles found, %d.", count);
+    SetLastError("\nNIC_Index cannot be greater than total numbers of handles found, %d.", count);
     return false;
   }
   std::uint64_t check = 0;
@@ -124,7 +124,7 @@ bool GetMacAddr(MacAddress* mac) {
     check = CheckValue(*mac);
   }
   if (check != 0 && check != 0xFF) return true;
-  SetLastError(u"\nInvalid MAC address! Please make sure SNP.efi & Tcpipv4.efi drivers are loaded successfully.");
+  SetLastError("\nInvalid MAC address! Please make sure SNP.efi & Tcpipv4.efi drivers are loaded successfully.");
   return false;
 }
 
@@ -139,33 +139,33 @@ bool ReadNicMacVariable(MacAddress* mac) {
   std::size_t size = 0;
   if (EFI_ERROR(platform::ReadVariableInto(kMacVariables[index], kGlobalVariableGuid, bytes, &size))) return false;
   for (std::size_t i = 0; i < kMacDigits; ++i) {
-    report::DebugPrint(kDebugProgress, u"MAC address %02x\n", static_cast<std::uint16_t>(text[i]));
+    report::DebugPrint(kDebugProgress, "MAC address %02x\n", static_cast<std::uint16_t>(text[i]));
   }
   const std::uint64_t number = platform::HexadecimalNumber(text.data());
-  report::DebugPrint(kDebugProgress, u"MAC Address read %lx\n", number);
+  report::DebugPrint(kDebugProgress, "MAC Address read %lx\n", number);
   if (number == 0) return false;
   for (std::size_t i = 0; i < mac->size(); ++i) {
     (*mac)[i] = static_cast<std::uint8_t>(number >> (8 * (mac->size() - 1 - i)));
-    report::DebugPrint(kDebugProgress, u"%02x", (*mac)[i]);
+    report::DebugPrint(kDebugProgress, "%02x", (*mac)[i]);
   }
   return true;
 }
 
 bool DisplayAllMac() {
-  report::DebugPrint(kDebugProgress, u"\nDisplay All MAC ...\n");
+  report::DebugPrint(kDebugProgress, "\nDisplay All MAC ...\n");
   platform::HandleList controllers;
   const EFI_STATUS status = platform::LocateAllHandles(kSimpleNetworkProtocolGuid, &controllers);
   if (EFI_ERROR(status)) {
-    SetLastError(u"\nFailed to locate SNP protocol. Status=0x%x", Shown(status));
-    report::ReportError(ErrorCode::kNetworkControllers, u"%s\n", LastError());
+    SetLastError("\nFailed to locate SNP protocol. Status=0x%x", Shown(status));
+    report::ReportError(ErrorCode::kNetworkControllers, "%s\n", LastError());
     return false;
   }
   const auto count = static_cast<std::uint32_t>(controllers.handles.size());
-  report::DebugPrint(kDebugProgress, u"Found %d SNP Protocol(s)", count);
+  report::DebugPrint(kDebugProgress, "Found %d SNP Protocol(s)", count);
   for (std::uint32_t i = 0; i < count; ++i) {
     if (!DisplayController(i, controllers.handles[i])) return false;
   }
-  report::DisplayPrint(u"\n");
+  report::DisplayPrint("\n");
   return true;
 }
 

@@ -39,11 +39,11 @@ struct DeviceSearch {
     if (words[0] != (std::uint32_t{device_id} << 16 | vendor_id)) return false;
     report::DebugPrint(
         kDebugPciSearch,
-        u"In FindPciDevice: Index = %d DeviceIndex= %d. DeviceAddress to be returned 0x%x\n()()Matching DevID()() = 0x%x & VendorID()() = 0x%x\n",
+        "In FindPciDevice: Index = %d DeviceIndex= %d. DeviceAddress to be returned 0x%x\n()()Matching DevID()() = 0x%x & VendorID()() = 0x%x\n",
         index, matches, address, device_id, vendor_id);
     if (matches++ != index) return false;
     report::DebugPrint(kDebugPciSearch,
-                       u"In FindPciDevice: Matching VendorID & DevID in FindPciDevice -- and Index matches.\n");
+                       "In FindPciDevice: Matching VendorID & DevID in FindPciDevice -- and Index matches.\n");
     return true;
   }
 };
@@ -53,11 +53,11 @@ struct DeviceSearch {
 void initEfiProtocols(const void*) {
   PciSession& session = pci_session;
   session.last_status = platform::LocatePciRootBridges(&session.handles);
-  if (EFI_ERROR(session.last_status)) report::LogMessage(u"Error doing Handle search\n");
+  if (EFI_ERROR(session.last_status)) report::LogMessage("Error doing Handle search\n");
   for (const EFI_HANDLE handle : session.handles) {
     session.last_status = platform::OpenPciRootBridge(handle, descriptor.ImageHandle, &session.bridge);
   }
-  if (EFI_ERROR(session.last_status)) return report::LogMessage(u"\ninitEfiProtocols() failed\n");
+  if (EFI_ERROR(session.last_status)) return report::LogMessage("\ninitEfiProtocols() failed\n");
   session.initialised = 1;
 }
 
@@ -82,11 +82,11 @@ bool ReadPciBar(std::uint32_t address, std::uint8_t index, std::uint32_t* bar) {
   std::array<std::uint32_t, kHeaderWords> header{};
   const bool in_header = kFirstBarWord + index < kHeaderWords;
   if (!in_header || EFI_ERROR(platform::ReadPciConfiguration(pci_session.bridge, address, header))) {
-    report::ReportError(ErrorCode::kDeviceOrValue, u"\r\nFailed PCI read at address: 0x%x\n", address);
+    report::ReportError(ErrorCode::kDeviceOrValue, "\r\nFailed PCI read at address: 0x%x\n", address);
     return false;
   }
   *bar = header[kFirstBarWord + index];
-  report::DebugPrint(kDebugTrace, u"BARindex: 0x%x, BARAddress: 0x%x \n", index, *bar);
+  report::DebugPrint(kDebugTrace, "BARindex: 0x%x, BARAddress: 0x%x \n", index, *bar);
   return true;
 }
 
@@ -95,8 +95,8 @@ bool MemReadByte(std::uint64_t base, std::uint32_t offset, std::uint8_t* byte) {
   const auto address = static_cast<std::uint32_t>(base + offset);
   const EFI_STATUS status = platform::ReadPciMemory8(pci_session.bridge, address, byte);
   if (!EFI_ERROR(status)) return true;
-  report::DebugPrint(kDebugProgress, u"status: %x\n", static_cast<std::uint32_t>(status));
-  report::LogMessage(u"Error reading MEMORY MAPPED BYTE at address:%Xh offset:%X\n", static_cast<std::uint32_t>(base),
+  report::DebugPrint(kDebugProgress, "status: %x\n", static_cast<std::uint32_t>(status));
+  report::LogMessage("Error reading MEMORY MAPPED BYTE at address:%Xh offset:%X\n", static_cast<std::uint32_t>(base),
                      offset);
   return false;
 }
@@ -108,10 +108,9 @@ bool MemReadDword(std::uint64_t base, std::uint32_t offset, std::uint32_t* value
   const EFI_STATUS status = platform::ReadPciMemory32(pci_session.bridge, address, &word);
   *value = word;
   if (!EFI_ERROR(status)) return true;
-  report::LogMessage(u"Error reading M.MAPPED DWORD at address:%Xh offset:%X\n", static_cast<std::uint32_t>(base),
+  report::LogMessage("Error reading M.MAPPED DWORD at address:%Xh offset:%X\n", static_cast<std::uint32_t>(base),
                      offset);
-  const platform::StatusText text(status);
-  report::LogMessage(u" - %s\n", text.Text());
+  report::LogMessage(" - %s\n", platform::StatusText(status).Text());
   return false;
 }
 

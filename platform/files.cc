@@ -118,10 +118,4 @@ EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std:
   return ReadOnVolume(loaded->DeviceHandle, path.data(), buffer, size);
 }
 
-const char16_t* StatusText(EFI_STATUS status) {
-  static constinit std::array<CHAR16, 64> text{};
-  StatusToString(text.data(), status);
-  return AsText(text.data());
-}
-
 }  // namespace platform

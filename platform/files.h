@@ -18,7 +18,4 @@ EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8
 // A file in the folder from which the image was loaded.
 EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size);
 
-// The firmware's words for a status; the text stays valid until the next call.
-const char16_t* StatusText(EFI_STATUS status);
-
 }  // namespace platform

@@ -227,6 +227,17 @@ std::size_t FormatFrom(std::span<char16_t> buffer, const char16_t* format, Argum
 
 }  // namespace
 
+WideFormat::WideFormat(const char* format) {
+  std::size_t i = 0;
+  do {
+    text[i] = static_cast<unsigned char>(format[i]);
+  } while (format[i++] != 0);
+}
+
+std::size_t FormatArguments(std::span<char16_t> out, const char* format, std::span<const FormatArgument> arguments) {
+  return FormatArguments(out, WideFormat(format).text.data(), arguments);
+}
+
 std::size_t FormatArguments(std::span<char16_t> out, const char16_t* format,
                             std::span<const FormatArgument> arguments) {
   return FormatFrom(out, format, {.described = arguments});

@@ -11,10 +11,16 @@
 //   c       one character                    g  a GUID, lower case
 //   %       a percent sign
 // Line ends stay as written.
+//
+// A format in the sources is an ASCII literal: there are hundreds, and in UCS-2
+// they would be the largest part of an image. It is widened where it is used.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <concepts>
 #include <span>
+#include <string_view>
 #include <type_traits>
 
 #include "platform/efi.h"
@@ -31,9 +37,13 @@ namespace format_internal {
 
 constexpr bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
+inline constexpr std::size_t kLongestFormat = 600;
+
 // Not constexpr: reaching a call to it stops the compilation.
 inline void ConversionDoesNotFitItsArgument() {}
 inline void TooFewOrTooManyArguments() {}
+inline void NotAscii() {}
+inline void LongerThanTheBufferThatWidensIt() {}
 
 // What an argument can be converted by.
 enum class ArgumentClass : std::uint8_t { kNumber32, kNumber64, kCharacter, kText, kAscii, kGuid, kOther };
@@ -51,35 +61,38 @@ consteval ArgumentClass ClassOf() {
   return ArgumentClass::kOther;
 }
 
-consteval bool Accepts(char16_t conversion, bool is_long, ArgumentClass argument) {
+consteval bool Accepts(char conversion, bool is_long, ArgumentClass argument) {
   switch (conversion) {
-    case u'd':
-    case u'u':
-    case u'x':
-    case u'X':
+    case 'd':
+    case 'u':
+    case 'x':
+    case 'X':
       return argument == (is_long ? ArgumentClass::kNumber64 : ArgumentClass::kNumber32);
-    case u'c':
+    case 'c':
       return argument == ArgumentClass::kCharacter;
-    case u's':
+    case 's':
       return argument == ArgumentClass::kText;
-    case u'a':
+    case 'a':
       return argument == ArgumentClass::kAscii;
-    case u'g':
+    case 'g':
       return argument == ArgumentClass::kGuid;
     default:
       return false;
   }
 }
 
-consteval void Check(const char16_t* text, std::span<const ArgumentClass> arguments) {
+consteval void Check(const char* text, std::span<const ArgumentClass> arguments) {
+  const std::string_view whole(text);
+  if (whole.size() > kLongestFormat) LongerThanTheBufferThatWidensIt();
+  if (std::ranges::any_of(whole, [](char c) { return c < 0; })) NotAscii();
   std::size_t used = 0;
   for (; *text != 0; ++text) {
-    if (*text != u'%') continue;
+    if (*text != '%') continue;
     ++text;
-    while (IsDigit(*text) || *text == u'.' || *text == u'-') ++text;
-    const bool is_long = *text == u'l';
+    while (IsDigit(static_cast<char16_t>(*text)) || *text == '.' || *text == '-') ++text;
+    const bool is_long = *text == 'l';
     if (is_long) ++text;
-    if (*text == u'%') continue;
+    if (*text == '%') continue;
     if (used == arguments.size()) return TooFewOrTooManyArguments();
     if (!Accepts(*text, is_long, arguments[used++])) ConversionDoesNotFitItsArgument();
   }
@@ -109,22 +122,31 @@ FormatArgument Describe(const T& argument) {
 // caller was compiled.
 template <class... Args>
 struct CheckedFormat {
-  consteval CheckedFormat(const char16_t* format) : text(format) {
+  consteval CheckedFormat(const char* format) : text(format) {
     // One element too many: there are no arrays without elements.
     const format_internal::ArgumentClass classes[] = {format_internal::ClassOf<Args>()...,
                                                       format_internal::ArgumentClass::kOther};
     format_internal::Check(format, std::span(classes).first(sizeof...(Args)));
   }
-  const char16_t* text;
+  const char* text;
 };
 template <class... Args>
 using Format = CheckedFormat<std::type_identity_t<Args>...>;
+
+// A format as firmware and the test library read it.
+struct WideFormat {
+  explicit WideFormat(const char* format);
+  std::array<char16_t, format_internal::kLongestFormat + 1> text;
+};
 
 // Writes the formatted text and its terminator into `out`, cut to what fits.
 // Gives the number of characters before the terminator. A conversion for which
 // there is no argument, or one of another kind, prints nothing, so a format
 // that comes from outside cannot read memory.
 std::size_t FormatArguments(std::span<char16_t> out, const char16_t* format, std::span<const FormatArgument> arguments);
+
+// The same for a format that was checked.
+std::size_t FormatArguments(std::span<char16_t> out, const char* format, std::span<const FormatArgument> arguments);
 
 // The same for the arguments of an EFIAPI variadic function.
 std::size_t FormatVariadic(std::span<char16_t> out, const char16_t* format, __builtin_ms_va_list arguments);

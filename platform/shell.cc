@@ -16,11 +16,11 @@ EFI_STATUS SetByCommand(ShellEnvironment* shell, EFI_HANDLE image, const char16_
                         VariableLife life) {
   std::array<char16_t, kCommandCharacters> command;
   if (value == nullptr || *value == 0) {
-    FormatText(command, u"set -d \"%s\"", name);
+    FormatText(command, "set -d \"%s\"", name);
   } else if (life == VariableLife::kUntilReset) {
-    FormatText(command, u"set -v \"%s\" \"%s\"", name, value);
+    FormatText(command, "set -v \"%s\" \"%s\"", name, value);
   } else {
-    FormatText(command, u"set \"%s\" \"%s\"", name, value);
+    FormatText(command, "set \"%s\" \"%s\"", name, value);
   }
   return shell->Execute(&image, command.data(), FALSE);
 }

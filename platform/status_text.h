@@ -6,7 +6,8 @@
 
 namespace platform {
 
-// The name of a UEFI status code, as gnu-efi's library gives it.
+// The name of a UEFI status code, as gnu-efi's library gives it; 8 hexadecimal
+// digits for a code without a name.
 struct StatusText {
   explicit StatusText(EFI_STATUS status) { StatusToString(AsFirmwareText(buffer.data()), status); }
   const char16_t* Text() const { return buffer.data(); }
@@ -15,3 +16,8 @@ struct StatusText {
 };
 
 }  // namespace platform
+
+// What gnu-efi's StatusToString calls for a code without a name. Images are
+// linked with this in place of the library's whole formatter, whose only use it
+// would be. `out` is the text of a StatusText; the argument is the code.
+extern "C" UINTN FormatUnnamedStatus(CHAR16* out, UINTN size, const CHAR16* format, ...);

@@ -25,7 +25,7 @@ std::string Readable(std::u16string_view text) {
 
 std::string Readable(const EFI_GUID& guid) {
   std::array<char16_t, 40> text{};
-  FormatText(text, u"%g", &guid);
+  FormatText(text, "%g", &guid);
   return Readable(std::u16string_view(text.data()));
 }
 

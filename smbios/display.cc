@@ -14,7 +14,7 @@ constexpr UINTN kAnswerCharacters = 4;
 
 bool FindEntryPoint(const SmbiosEntryPoint** entry) {
   if (GetSmbiosEntryPoint(entry)) return true;
-  report::ReportError(ErrorCode::kSmbiosEntryPointMissing, u"\nFailed to get SMBIOS Table Entry Point.\n%s",
+  report::ReportError(ErrorCode::kSmbiosEntryPointMissing, "\nFailed to get SMBIOS Table Entry Point.\n%s",
                       LastError());
   return false;
 }
@@ -22,12 +22,12 @@ bool FindEntryPoint(const SmbiosEntryPoint** entry) {
 // A missing structure is reported as the system structure, whichever it is.
 bool FindStructure(std::uint8_t type, SmbiosStructure* structure) {
   if (GetSmbiosStructure(type, 0, structure)) return true;
-  report::ReportError(ErrorCode::kSmbiosStructureMissing, u"\nFailed to get SMBIOS System Structure.\n%s", LastError());
+  report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS System Structure.\n%s", LastError());
   return false;
 }
 
 void ShowStringCount(const SmbiosStructure& structure) {
-  report::DebugPrint(kDebugProgress, u"\nNumber of strings found:%d", CountStructureStrings(structure));
+  report::DebugPrint(kDebugProgress, "\nNumber of strings found:%d", CountStructureStrings(structure));
 }
 
 void DisplayString(const SmbiosStructure& structure, unsigned offset, CheckedFormat<const char16_t*> format,
@@ -50,17 +50,17 @@ void DisplayStringAlways(const SmbiosStructure& structure, unsigned offset, Chec
 void DisplayUuid(const SmbiosStructure& system) {
   std::uint8_t uuid[kUuidBytes];
   for (unsigned i = 0; i < kUuidBytes; ++i) uuid[i] = system.Byte(kUuid + i);
-  report::DisplayPrint(u"\nRaw/Flash GUID = ");
-  for (const std::uint8_t byte : uuid) report::DisplayPrint(u"%02x ", byte);
-  report::DisplayPrint(u"\n");
+  report::DisplayPrint("\nRaw/Flash GUID = ");
+  for (const std::uint8_t byte : uuid) report::DisplayPrint("%02x ", byte);
+  report::DisplayPrint("\n");
 
   EFI_GUID guid;
   static_assert(sizeof guid == sizeof uuid);
   __builtin_memcpy(&guid, uuid, sizeof guid);
   std::array<char16_t, 40> text;
-  FormatText(text, u"%g", &guid);
+  FormatText(text, "%g", &guid);
   const char16_t* const readable = text.data();
-  report::DisplayPrint(u"\nHuman Readable GUID = %s\n", readable);
+  report::DisplayPrint("\nHuman Readable GUID = %s\n", readable);
 }
 
 bool OperatorStops() {
@@ -79,52 +79,52 @@ void DisplaySmbiosEntryPoint() {
   const SmbiosEntryPoint entry = *found;
   const auto character = [](char c) { return static_cast<char16_t>(static_cast<unsigned char>(c)); };
   const char* const anchor = entry.anchor;
-  report::DisplayPrint(u"\nAnchor String: %c%c%c%c", character(anchor[0]), character(anchor[1]), character(anchor[2]),
+  report::DisplayPrint("\nAnchor String: %c%c%c%c", character(anchor[0]), character(anchor[1]), character(anchor[2]),
                        character(anchor[3]));
-  report::DisplayPrint(u"\nEPSChecksum: 0x%x", std::uint8_t{entry.checksum});
-  report::DisplayPrint(u"\nEPLength: 0x%x", std::uint8_t{entry.length});
-  report::DisplayPrint(u"\nMajorVersion: 0x%x", std::uint8_t{entry.major_version});
-  report::DisplayPrint(u"\nMinorVersion: 0x%x", std::uint8_t{entry.minor_version});
-  report::DisplayPrint(u"\nMaxStructSize: 0x%x", std::uint16_t{entry.maximum_structure_size});
-  report::DisplayPrint(u"\nEPRevision: 0x%x", std::uint8_t{entry.revision});
+  report::DisplayPrint("\nEPSChecksum: 0x%x", std::uint8_t{entry.checksum});
+  report::DisplayPrint("\nEPLength: 0x%x", std::uint8_t{entry.length});
+  report::DisplayPrint("\nMajorVersion: 0x%x", std::uint8_t{entry.major_version});
+  report::DisplayPrint("\nMinorVersion: 0x%x", std::uint8_t{entry.minor_version});
+  report::DisplayPrint("\nMaxStructSize: 0x%x", std::uint16_t{entry.maximum_structure_size});
+  report::DisplayPrint("\nEPRevision: 0x%x", std::uint8_t{entry.revision});
   const char* const intermediate = entry.intermediate_anchor;
-  report::DisplayPrint(u"\nInterAnchorString: %c%c%c%c%c", character(intermediate[0]), character(intermediate[1]),
+  report::DisplayPrint("\nInterAnchorString: %c%c%c%c%c", character(intermediate[0]), character(intermediate[1]),
                        character(intermediate[2]), character(intermediate[3]), character(intermediate[4]));
-  report::DisplayPrint(u"\nInterChecksum:0x%x", std::uint8_t{entry.intermediate_checksum});
-  report::DisplayPrint(u"\nStructTableLen:0x%x", std::uint16_t{entry.table_length});
-  report::DisplayPrint(u"\nStructTableAddr:0x%x", std::uint32_t{entry.table_address});
-  report::DisplayPrint(u"\nNumStruct:0x%x", std::uint16_t{entry.structure_count});
-  report::DisplayPrint(u"\nBCDRevision:0x%x\n", std::uint8_t{entry.bcd_revision});
+  report::DisplayPrint("\nInterChecksum:0x%x", std::uint8_t{entry.intermediate_checksum});
+  report::DisplayPrint("\nStructTableLen:0x%x", std::uint16_t{entry.table_length});
+  report::DisplayPrint("\nStructTableAddr:0x%x", std::uint32_t{entry.table_address});
+  report::DisplayPrint("\nNumStruct:0x%x", std::uint16_t{entry.structure_count});
+  report::DisplayPrint("\nBCDRevision:0x%x\n", std::uint8_t{entry.bcd_revision});
 }
 
 void DisplaySystemInformation() {
   SmbiosStructure system;
   if (!FindStructure(1, &system)) return;
-  report::DisplayPrint(u"\nStructure Header:");
-  report::DisplayPrint(u"\nType: 0x%x   ", system.Type());
-  report::DisplayPrint(u"Len: 0x%x   ", system.Length());
-  report::DisplayPrint(u"Handle: 0x%x", system.Handle());
+  report::DisplayPrint("\nStructure Header:");
+  report::DisplayPrint("\nType: 0x%x   ", system.Type());
+  report::DisplayPrint("Len: 0x%x   ", system.Length());
+  report::DisplayPrint("Handle: 0x%x", system.Handle());
   ShowStringCount(system);
-  DisplayString(system, 0x04, u"\nManufacturer:%s", u"\nManufacturer:");
-  DisplayString(system, 0x05, u"\nProduct Name:%s", u"\nProduct Name:");
-  DisplayString(system, 0x07, u"\nSerial Number:%s", u"\nSerial Number:");
-  DisplayString(system, 0x06, u"\nVersion:%s", u"\nVersion:");
+  DisplayString(system, 0x04, "\nManufacturer:%s", "\nManufacturer:");
+  DisplayString(system, 0x05, "\nProduct Name:%s", "\nProduct Name:");
+  DisplayString(system, 0x07, "\nSerial Number:%s", "\nSerial Number:");
+  DisplayString(system, 0x06, "\nVersion:%s", "\nVersion:");
   DisplayUuid(system);
 }
 
 void BrowseSmbiosStructures() {
   const SmbiosEntryPoint* entry = nullptr;
   if (!FindEntryPoint(&entry)) return;
-  report::DebugPrint(kDebugProgress, u"\nNumber of structs: %d", std::uint16_t{entry->structure_count});
+  report::DebugPrint(kDebugProgress, "\nNumber of structs: %d", std::uint16_t{entry->structure_count});
   for (SmbiosWalk walk(*entry); !walk.AtEnd(); walk.Step()) {
     if (walk.IsNull()) {
-      return report::ReportError(ErrorCode::kSmbiosTableAddressNull, u"\nStructure Table Address is NULL");
+      return report::ReportError(ErrorCode::kSmbiosTableAddressNull, "\nStructure Table Address is NULL");
     }
     const SmbiosStructure& structure = walk.current;
-    report::DebugPrint(kDebugProgress, u"\nStructure %d Header:", walk.counter);
-    report::DebugPrint(kDebugProgress, u"\nType: 0x%x   ", structure.Type());
-    report::DebugPrint(kDebugProgress, u"Len: 0x%x   ", structure.Length());
-    report::DebugPrint(kDebugProgress, u"Handle: 0x%x", structure.Handle());
+    report::DebugPrint(kDebugProgress, "\nStructure %d Header:", walk.counter);
+    report::DebugPrint(kDebugProgress, "\nType: 0x%x   ", structure.Type());
+    report::DebugPrint(kDebugProgress, "Len: 0x%x   ", structure.Length());
+    report::DebugPrint(kDebugProgress, "Handle: 0x%x", structure.Handle());
     if (OperatorStops()) return;
   }
 }
@@ -134,22 +134,22 @@ void DisplayBaseBoardInformation() {
   if (!FindStructure(2, &board)) return;
   ShowStructureHeader(board);
   ShowStringCount(board);
-  DisplayString(board, 0x04, u"\nManufacturer:%s", u"\nManufacturer:");
-  DisplayString(board, 0x05, u"\nProduct Name:%s", u"\nProduct Name:");
-  DisplayString(board, 0x07, u"\nSerial Number:%s", u"\nSerial Number:");
-  DisplayString(board, 0x06, u"\nVersion:%s\n", u"\nVersion:\n");
+  DisplayString(board, 0x04, "\nManufacturer:%s", "\nManufacturer:");
+  DisplayString(board, 0x05, "\nProduct Name:%s", "\nProduct Name:");
+  DisplayString(board, 0x07, "\nSerial Number:%s", "\nSerial Number:");
+  DisplayString(board, 0x06, "\nVersion:%s\n", "\nVersion:\n");
 }
 
 void DisplayBiosInformation() {
   SmbiosStructure bios;
   if (!FindStructure(0, &bios)) return;
   ShowStructureHeader(bios);
-  report::DebugPrint(kDebugProgress, u"\nVendor Index:%d  Version Index:%d  Date Index:%d", bios.Byte(0x04),
+  report::DebugPrint(kDebugProgress, "\nVendor Index:%d  Version Index:%d  Date Index:%d", bios.Byte(0x04),
                      bios.Byte(0x05), bios.Byte(0x08));
   ShowStringCount(bios);
-  DisplayStringAlways(bios, 0x04, u"\nVendor:%s");
-  DisplayStringAlways(bios, 0x05, u"\nVersion:%s");
-  DisplayStringAlways(bios, 0x08, u"\nRelease Date:%s\n");
+  DisplayStringAlways(bios, 0x04, "\nVendor:%s");
+  DisplayStringAlways(bios, 0x05, "\nVersion:%s");
+  DisplayStringAlways(bios, 0x08, "\nRelease Date:%s\n");
 }
 
 void DisplayChassisInformation() {
@@ -157,11 +157,11 @@ void DisplayChassisInformation() {
   if (!FindStructure(3, &chassis)) return;
   ShowStructureHeader(chassis);
   ShowStringCount(chassis);
-  DisplayString(chassis, 0x04, u"\nManufacturer:%s", u"\nManufacturer:");
-  report::DisplayPrint(u"\nType:%x", chassis.Byte(0x05));
-  DisplayString(chassis, 0x07, u"\nSerial Number:%s", u"\nSerial Number:");
-  DisplayString(chassis, 0x06, u"\nVersion:%s", u"\nVersion:");
-  DisplayString(chassis, 0x08, u"\nAsset Tag Number:%s\n", u"\nAsset Tag Number:\n");
+  DisplayString(chassis, 0x04, "\nManufacturer:%s", "\nManufacturer:");
+  report::DisplayPrint("\nType:%x", chassis.Byte(0x05));
+  DisplayString(chassis, 0x07, "\nSerial Number:%s", "\nSerial Number:");
+  DisplayString(chassis, 0x06, "\nVersion:%s", "\nVersion:");
+  DisplayString(chassis, 0x08, "\nAsset Tag Number:%s\n", "\nAsset Tag Number:\n");
 }
 
 }  // namespace mfgtest

@@ -36,10 +36,10 @@ const SmbiosEntryPoint* SearchSmbiosEntryPoint() {
 bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry) {
   *entry = ListedSmbiosEntryPoint();
   if (*entry != nullptr) return true;
-  SetLastError(u"SMBIOS Table not found with GUID, trying memory search.\n");
+  SetLastError("SMBIOS Table not found with GUID, trying memory search.\n");
   *entry = SearchSmbiosEntryPoint();
   if (*entry != nullptr) return true;
-  SetLastError(u"Unable to find SMBIOS table entry point.\n");
+  SetLastError("Unable to find SMBIOS table entry point.\n");
   return false;
 }
 

@@ -134,7 +134,7 @@ constexpr Decoding kDecodings[] = {
 
 void ReportShort(const EventLogRecord& record, const char16_t* event, const char16_t* source) {
   report::ReportError(ErrorCode::kUnexpectedEvent,
-                      u"System event log test failed. Log Data in HEX: %lx\nEvent type: %s. Error source: %s.\n",
+                      "System event log test failed. Log Data in HEX: %lx\nEvent type: %s. Error source: %s.\n",
                       record.LogData(), event, source);
 }
 
@@ -149,12 +149,12 @@ void ReportDecoded(const EventLogRecord& record, const Decoding& decoding) {
   if (decoding.form == MessageForm::kMemory) {
     return report::ReportError(
         ErrorCode::kUnexpectedEvent,
-        u"System event log test failed. Log Data in HEX: %lx\nEvent type: %s. Error source: %s.\nError type: %s. Error subtype: %s.\nSocket: %02x Channel: %02x DIMM: %02x\n",
+        "System event log test failed. Log Data in HEX: %lx\nEvent type: %s. Error source: %s.\nError type: %s. Error subtype: %s.\nSocket: %02x Channel: %02x DIMM: %02x\n",
         record.LogData(), event, source, type, subtype, location[0], location[1], location[2]);
   }
   report::ReportError(
       ErrorCode::kUnexpectedEvent,
-      u"System event log test failed. Log Data in HEX: %lx\nEvent type: %s. Error source: %s.\nError type: %s. Error subtype: %s.\nBus: %02x Device: %02x Function: %02x\n",
+      "System event log test failed. Log Data in HEX: %lx\nEvent type: %s. Error source: %s.\nError type: %s. Error subtype: %s.\nBus: %02x Device: %02x Function: %02x\n",
       record.LogData(), event, source, type, subtype, location[0], location[1], location[2]);
 }
 
@@ -184,32 +184,32 @@ struct LogReader {
 };
 
 void ShowStructure(const SmbiosStructure& log) {
-  report::DebugPrint(kDebugProgress, u"\nStructure Header:");
-  report::DebugPrint(kDebugProgress, u"\nType: 0x%x   ", log.Type());
-  report::DebugPrint(kDebugProgress, u"\nAccessMethod: 0x%x", log.Byte(0x0A));
-  report::DebugPrint(kDebugProgress, u"\nAccessMethodAddress: 0x%x", log.Dword(0x10));
-  report::DebugPrint(kDebugProgress, u"\nLogDataStartOffset: 0x%x\n", log.Word(0x08));
+  report::DebugPrint(kDebugProgress, "\nStructure Header:");
+  report::DebugPrint(kDebugProgress, "\nType: 0x%x   ", log.Type());
+  report::DebugPrint(kDebugProgress, "\nAccessMethod: 0x%x", log.Byte(0x0A));
+  report::DebugPrint(kDebugProgress, "\nAccessMethodAddress: 0x%x", log.Dword(0x10));
+  report::DebugPrint(kDebugProgress, "\nLogDataStartOffset: 0x%x\n", log.Word(0x08));
   const unsigned descriptors = log.Byte(0x15);
   for (unsigned i = 0; i < descriptors; ++i) {
-    report::DebugPrint(kDebugProgress, u"EventLogType Supported: 0x%x\n", log.Byte(0x17 + 2 * i));
+    report::DebugPrint(kDebugProgress, "EventLogType Supported: 0x%x\n", log.Byte(0x17 + 2 * i));
   }
 }
 
 void ShowRecord(const EventLogRecord& record) {
-  report::DebugPrint(kDebugProgress, u"\nEventType: %x\n", record.event_type);
-  report::DebugPrint(kDebugProgress, u"Length: %x\n", record.length);
+  report::DebugPrint(kDebugProgress, "\nEventType: %x\n", record.event_type);
+  report::DebugPrint(kDebugProgress, "Length: %x\n", record.length);
   std::array<char16_t, 32> date;
-  FormatText(date, u"Date: %02x\\%02x\\%02x", record.year, record.month, record.day);
-  report::DebugPrint(kDebugProgress, u"%s\n", date.data());
-  report::DebugPrint(kDebugProgress, u"Time: %02x:%02x:%02x\n", record.hour, record.minute, record.second);
-  report::DebugPrint(kDebugProgress, u"OEMData: %lx\n", record.LogData());
+  FormatText(date, "Date: %02x\\%02x\\%02x", record.year, record.month, record.day);
+  report::DebugPrint(kDebugProgress, "%s\n", date.data());
+  report::DebugPrint(kDebugProgress, "Time: %02x:%02x:%02x\n", record.hour, record.minute, record.second);
+  report::DebugPrint(kDebugProgress, "OEMData: %lx\n", record.LogData());
 }
 
 bool VerifyRecords(LogReader reader) {
   EventLogRecord record{};
   reader.Peek(&record.event_type);
   if (record.event_type == kEndOfLog) {
-    report::LogMessage(u"No events log found.\n");
+    report::LogMessage("No events log found.\n");
     return true;
   }
   for (int records = 0; records < kRecordsInCycle; ++records) {
@@ -230,7 +230,7 @@ bool VerifyEventLog(bool probe) {
   const bool found = GetSmbiosStructure(kEventLogType, 0, &log);
   if (probe) return found;
   if (!found) {
-    report::ReportError(ErrorCode::kSmbiosStructureMissing, u"\nFailed to get SMBIOS System Structure.\n%s\n",
+    report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS System Structure.\n%s\n",
                         LastError());
     return false;
   }
@@ -244,10 +244,10 @@ int MatchEventMask(std::uint64_t log_data) {
   for (; count < kMaskCount; ++count) {
     std::array<char16_t, 16> name;
     std::array<char16_t, kMaskLength> text{};
-    FormatText(name, u"Event_Mask_%02d", count);
+    FormatText(name, "Event_Mask_%02d", count);
     if (TestLib->GetParamString(name.data(), text.data(), kMaskLength) != kTestLibrarySuccess) break;
     masks[count] = platform::HexadecimalNumber(text.data());
-    report::DebugPrint(kDebugProgress, u"Event_Mask_%02d: %lx\n", count, masks[count]);
+    report::DebugPrint(kDebugProgress, "Event_Mask_%02d: %lx\n", count, masks[count]);
   }
   while (count > 0) {
     if (masks[--count] == log_data) return kMatches;

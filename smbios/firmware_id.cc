@@ -109,9 +109,9 @@ bool Fail(bool publish, ErrorCode code, CheckedFormat<> message) {
 // even when the memory search then finds it.
 const SmbiosEntryPoint* RequireEntryPoint(bool publish) {
   if (const SmbiosEntryPoint* const listed = ListedSmbiosEntryPoint()) return listed;
-  report::ReportError(ErrorCode::kSmbiosEntryPointMissing, u"SMBIOS Table not found with GUID, trying memory search\n");
+  report::ReportError(ErrorCode::kSmbiosEntryPointMissing, "SMBIOS Table not found with GUID, trying memory search\n");
   if (const SmbiosEntryPoint* const found = SearchSmbiosEntryPoint()) return found;
-  Fail(publish, ErrorCode::kSmbiosStructureMissing, u"Unable to find SMBIOS table entry point\n");
+  Fail(publish, ErrorCode::kSmbiosStructureMissing, "Unable to find SMBIOS table entry point\n");
   return nullptr;
 }
 
@@ -124,17 +124,17 @@ bool FindFirmwareId(bool publish, FirmwareId* id) {
   const SmbiosEntryPoint* const entry = RequireEntryPoint(publish);
   if (entry == nullptr) return false;
   const auto address = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(entry));
-  report::DebugPrint(kDebugProgress, u"SMBIOS Table is at address: 0x%x\n", address);
+  report::DebugPrint(kDebugProgress, "SMBIOS Table is at address: 0x%x\n", address);
   if (EFI_ERROR(FindBiosId(*entry, &id->bios))) {
-    return Fail(publish, ErrorCode::kFirmwareIdMissing, u"Unable to find BIOS ID\n");
+    return Fail(publish, ErrorCode::kFirmwareIdMissing, "Unable to find BIOS ID\n");
   }
   FilterIdText(id->bios.data());
-  report::DebugPrint(kDebugProgress, u"BIOSID: %s\n", id->bios.data());
+  report::DebugPrint(kDebugProgress, "BIOSID: %s\n", id->bios.data());
   if (FindAcpiOemTableId(&id->oem_table) == 0) {
-    return Fail(publish, ErrorCode::kFirmwareIdMissing, u"Unable to find OEM Table ID\n");
+    return Fail(publish, ErrorCode::kFirmwareIdMissing, "Unable to find OEM Table ID\n");
   }
   FilterIdText(id->oem_table.data());
-  report::DebugPrint(kDebugProgress, u"OEMTableID: %s\n", id->oem_table.data());
+  report::DebugPrint(kDebugProgress, "OEMTableID: %s\n", id->oem_table.data());
   return true;
 }
 
@@ -142,28 +142,28 @@ void PublishFirmwareId(const FirmwareId& id) {
   TestLib->SetResultString(u"BIOS_ID", id.bios.data());
   TestLib->SetResultString(u"OEM_TABLE_ID", id.oem_table.data());
   std::array<char16_t, 32> key;
-  FormatText(key, u"display.cfg:%s", u"BIOS ID");
+  FormatText(key, "display.cfg:%s", u"BIOS ID");
   TestLib->SetResultString(key.data(), id.bios.data());
 }
 
 bool VerifyFirmwareId(const FirmwareId& id) {
   std::array<char16_t, kBiosIdBytes> bios{};
   if (TestLib->GetParamString(u"BIOS_ID", bios.data(), kBiosIdBytes) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: BIOS_ID\r\n");
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: BIOS_ID\r\n");
     return false;
   }
   std::array<char16_t, kOemTableIdParameterBytes> oem_table{};
   if (TestLib->GetParamString(u"OEM_TABLE_ID", oem_table.data(), kOemTableIdParameterBytes) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: OEM_TABLE_ID\r\n");
+    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: OEM_TABLE_ID\r\n");
     return false;
   }
   if (!SameText(bios.data(), id.bios.data())) {
-    report::ReportError(ErrorCode::kFirmwareIdMismatch, u"\r\nBIOS ID check failed. Expected: %s Received: %s\r\n",
+    report::ReportError(ErrorCode::kFirmwareIdMismatch, "\r\nBIOS ID check failed. Expected: %s Received: %s\r\n",
                         bios.data(), id.bios.data());
     return false;
   }
   if (!SameText(oem_table.data(), id.oem_table.data())) {
-    report::ReportError(ErrorCode::kFirmwareIdMismatch, u"\r\nOEM TABLE ID check failed. Expected: %s Received: %s\r\n",
+    report::ReportError(ErrorCode::kFirmwareIdMismatch, "\r\nOEM TABLE ID check failed. Expected: %s Received: %s\r\n",
                         oem_table.data(), id.oem_table.data());
     return false;
   }
@@ -176,9 +176,9 @@ bool ReadOemParameter(std::array<char16_t, kOemStringBytes>& value) {
   if (status == kTestLibrarySuccess) return true;
   if (status == kTestLibraryBufferTooSmall) {
     report::ReportError(ErrorCode::kParameterUnreadable,
-                        u"\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n", name, 128);
+                        "\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n", name, 128);
   } else {
-    report::ReportError(ErrorCode::kParameterUnreadable, u"\nFailed to get param:%s\n", name);
+    report::ReportError(ErrorCode::kParameterUnreadable, "\nFailed to get param:%s\n", name);
   }
   return false;
 }
@@ -188,28 +188,28 @@ bool ReadOemParameter(std::array<char16_t, kOemStringBytes>& value) {
 void VerifyOemBiosString() {
   SmbiosStructure oem;
   if (!GetSmbiosStructure(11, 0, &oem)) {
-    return report::ReportError(ErrorCode::kSmbiosStructureMissing, u"\nFailed to get SMBIOS System Structure.\n%s\n",
+    return report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS System Structure.\n%s\n",
                                LastError());
   }
-  report::DebugPrint(kDebugProgress, u"\nStructure Header:");
-  report::DebugPrint(kDebugProgress, u"\nType: 0x%x   ", oem.Type());
-  report::DebugPrint(kDebugProgress, u"\nLen: 0x%x   ", oem.Length());
-  report::DebugPrint(kDebugProgress, u"\nHandle: 0x%x", oem.Handle());
-  report::DebugPrint(kDebugProgress, u"\nCount: 0x%x", oem.Byte(kOemStringCount));
+  report::DebugPrint(kDebugProgress, "\nStructure Header:");
+  report::DebugPrint(kDebugProgress, "\nType: 0x%x   ", oem.Type());
+  report::DebugPrint(kDebugProgress, "\nLen: 0x%x   ", oem.Length());
+  report::DebugPrint(kDebugProgress, "\nHandle: 0x%x", oem.Handle());
+  report::DebugPrint(kDebugProgress, "\nCount: 0x%x", oem.Byte(kOemStringCount));
   SmbiosStrings strings;
   CollectStructureStrings(oem, &strings);
-  report::DebugPrint(kDebugProgress, u"\nNumber of strings found:%d", strings.count);
+  report::DebugPrint(kDebugProgress, "\nNumber of strings found:%d", strings.count);
   char16_t* const last = strings.Numbered(oem.Byte(kOemStringCount));
   const char16_t* const found = last;
-  report::DebugPrint(kDebugProgress, u"\nOEM BIOS String: %s", found);
+  report::DebugPrint(kDebugProgress, "\nOEM BIOS String: %s", found);
 
   std::array<char16_t, kOemStringBytes> parameter{};
   if (!ReadOemParameter(parameter)) return;
-  report::DebugPrint(kDebugProgress, u"OEM String from param: %s\n", parameter.data());
+  report::DebugPrint(kDebugProgress, "OEM String from param: %s\n", parameter.data());
   TrimTrailingSpaces(last);
   if (SameText(found, parameter.data())) return;
   // Kept: the platform's string is given as the expected one.
-  report::ReportError(ErrorCode::kStringMismatch, u"\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", u"OEM_BIOS_String",
+  report::ReportError(ErrorCode::kStringMismatch, "\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", u"OEM_BIOS_String",
                       found, parameter.data());
 }
 
@@ -224,7 +224,7 @@ bool VerifyBiosId(bool publish) {
 EFI_STATUS FindBiosId(const SmbiosEntryPoint& entry, BiosIdText* text) {
   SmbiosStructure bios;
   if (!FindBiosStructure(entry, &bios)) {
-    report::LogMessage(u"Unable to find SMBIOS table\n");
+    report::LogMessage("Unable to find SMBIOS table\n");
     return EFI_NOT_FOUND;
   }
   // Kept: a version that is not set reads as the first string.
@@ -237,7 +237,7 @@ EFI_STATUS FindBiosId(const SmbiosEntryPoint& entry, BiosIdText* text) {
 int FindAcpiOemTableId(OemTableIdText* text) {
   const void* rsdp = nullptr;
   if (!platform::FindConfigurationTable(kAcpi10TableGuid, &rsdp)) {
-    report::DebugPrint(kDebugProgress, u"AcpiTableGuid not found, finding Acpi20TableGuid...\n");
+    report::DebugPrint(kDebugProgress, "AcpiTableGuid not found, finding Acpi20TableGuid...\n");
     if (!platform::FindConfigurationTable(kAcpi20TableGuid, &rsdp)) {
       platform::Write(u"Failed LibGetSystemConfigurationTable()\r\n");
       return 0;

@@ -72,18 +72,18 @@ void ShowString(const SmbiosStructure& structure, SmbiosStrings& strings, std::u
 }
 
 void ShowSystemOrBoard(const SmbiosStructure& structure, SmbiosStrings& strings) {
-  ShowString(structure, strings, kManufacturer, u"\nManufacturer:%s", u"\nManufacturer:");
-  ShowString(structure, strings, kProductName, u"\nProduct Name:%s", u"\nProduct Name:");
-  ShowString(structure, strings, kSerialNumber, u"\nSerial Number:%s", u"\nSerial Number:");
-  ShowString(structure, strings, kVersion, u"\nVersion:%s\n", u"\nVersion:\n");
+  ShowString(structure, strings, kManufacturer, "\nManufacturer:%s", "\nManufacturer:");
+  ShowString(structure, strings, kProductName, "\nProduct Name:%s", "\nProduct Name:");
+  ShowString(structure, strings, kSerialNumber, "\nSerial Number:%s", "\nSerial Number:");
+  ShowString(structure, strings, kVersion, "\nVersion:%s\n", "\nVersion:\n");
 }
 
 void ShowChassis(const SmbiosStructure& structure, SmbiosStrings& strings) {
-  ShowString(structure, strings, kManufacturer, u"\nManufacturer:%s", u"\nManufacturer:");
-  report::DebugPrint(kDebugProgress, u"\nChassis Type:%x", structure.Byte(kChassisType));
-  ShowString(structure, strings, kSerialNumber, u"\nSerial Number:%s", u"\nSerial Number:");
-  ShowString(structure, strings, kVersion, u"\nVersion:%s", u"\nVersion:");
-  ShowString(structure, strings, kAssetTag, u"\nAsset:%s\n", u"\nAsset:\n");
+  ShowString(structure, strings, kManufacturer, "\nManufacturer:%s", "\nManufacturer:");
+  report::DebugPrint(kDebugProgress, "\nChassis Type:%x", structure.Byte(kChassisType));
+  ShowString(structure, strings, kSerialNumber, "\nSerial Number:%s", "\nSerial Number:");
+  ShowString(structure, strings, kVersion, "\nVersion:%s", "\nVersion:");
+  ShowString(structure, strings, kAssetTag, "\nAsset:%s\n", "\nAsset:\n");
 }
 
 constexpr IdentityKind kSystem = {
@@ -92,10 +92,10 @@ constexpr IdentityKind kSystem = {
     .fields = kSystemFields,
     .value_bytes = 64,
     .value_characters = 32,
-    .value_too_long = u"\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n",
-    .value_unreadable = u"\nFailed to get param:%s\n",
-    .variable_missing = u"\nEnviroment Variable %s not found",
-    .mismatch = u"\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n",
+    .value_too_long = "\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n",
+    .value_unreadable = "\nFailed to get param:%s\n",
+    .variable_missing = "\nEnviroment Variable %s not found",
+    .mismatch = "\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n",
 };
 
 constexpr IdentityKind kBoard = {
@@ -104,10 +104,10 @@ constexpr IdentityKind kBoard = {
     .fields = kBoardFields,
     .value_bytes = 100,
     .value_characters = 50,
-    .value_too_long = u"\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n",
-    .value_unreadable = u"\nFailed to get param:%s\n",
-    .variable_missing = u"\nEnviroment Variable %s not found\n",
-    .mismatch = u"\n%s mismatched. \nExp:\"%s\"\nRec: \"%s\"\n",
+    .value_too_long = "\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n",
+    .value_unreadable = "\nFailed to get param:%s\n",
+    .variable_missing = "\nEnviroment Variable %s not found\n",
+    .mismatch = "\n%s mismatched. \nExp:\"%s\"\nRec: \"%s\"\n",
 };
 
 constexpr IdentityKind kChassis = {
@@ -116,10 +116,10 @@ constexpr IdentityKind kChassis = {
     .fields = kChassisFields,
     .value_bytes = 100,
     .value_characters = 50,
-    .value_too_long = u"\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n",
-    .value_unreadable = u"\nFailed to get param:%s. \n",
-    .variable_missing = u"\nEnviroment Variable %s not found",
-    .mismatch = u"\n%s mismatched. \nExp: \"%s\"\nRec:\"%s\"\n",
+    .value_too_long = "\nFailed to get param:%s. \nBuffer too small, buffer size must < %d.\n",
+    .value_unreadable = "\nFailed to get param:%s. \n",
+    .variable_missing = "\nEnviroment Variable %s not found",
+    .mismatch = "\n%s mismatched. \nExp: \"%s\"\nRec:\"%s\"\n",
 };
 
 // A located structure and its strings.
@@ -132,14 +132,14 @@ struct Identity {
 // is reported as the system structure, whichever it is.
 bool ShowIdentity(const IdentityKind& kind, Identity& identity) {
   if (!GetSmbiosStructure(kind.type, 0, &identity.structure)) {
-    report::ReportError(ErrorCode::kSmbiosStructureMissing, u"\nFailed to get SMBIOS System Structure.\n%s\n",
+    report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS System Structure.\n%s\n",
                         LastError());
     return false;
   }
   const SmbiosStructure& structure = identity.structure;
   ShowStructureHeader(structure);
   CollectStructureStrings(structure, &identity.strings);
-  report::DebugPrint(kDebugProgress, u"\nNumber of strings found:%d", identity.strings.count);
+  report::DebugPrint(kDebugProgress, "\nNumber of strings found:%d", identity.strings.count);
   kind.show(structure, identity.strings);
   return true;
 }
@@ -158,7 +158,7 @@ bool ReadParameter(const IdentityKind& kind, const char16_t* parameter, Environm
 // Replaces a value that names an environment variable by the variable's value.
 bool ResolveReference(const IdentityKind& kind, EnvironmentValue& value) {
   const ReferencePrefix prefix(value.data());
-  report::DebugPrint(kDebugProgress, u"\ntestStr=%s  tmp=%s\n", value.data(), prefix.text.data());
+  report::DebugPrint(kDebugProgress, "\ntestStr=%s  tmp=%s\n", value.data(), prefix.text.data());
   if (!prefix.NamesVariable()) return true;
 
   EnvironmentValue buffer = value;
@@ -167,7 +167,7 @@ bool ResolveReference(const IdentityKind& kind, EnvironmentValue& value) {
     report::ReportError(ErrorCode::kEnvironmentVariableMissing, kind.variable_missing, name);
     return false;
   }
-  report::DebugPrint(kDebugProgress, u"\n%s=%s", name, value.data());
+  report::DebugPrint(kDebugProgress, "\n%s=%s", name, value.data());
   return true;
 }
 
@@ -188,11 +188,11 @@ void VerifyString(const IdentityKind& kind, const IdentityField& field, Identity
 void VerifyChassisType(const IdentityField& field, const SmbiosStructure& chassis) {
   std::uint32_t expected = 0;
   if (TestLib->GetParamNumber(field.parameter, &expected) != kTestLibrarySuccess) {
-    return report::ReportError(ErrorCode::kParameterUnreadable, u"\nFailed to get param:%s \n", field.parameter);
+    return report::ReportError(ErrorCode::kParameterUnreadable, "\nFailed to get param:%s \n", field.parameter);
   }
   const std::uint8_t received = chassis.Byte(field.offset);
   if (received != expected) {
-    report::ReportError(ErrorCode::kChassisTypeMismatch, u"\n%s mismatched. \nExp: \"%x\"\nRec:\"%x\"\n",
+    report::ReportError(ErrorCode::kChassisTypeMismatch, "\n%s mismatched. \nExp: \"%x\"\nRec:\"%x\"\n",
                         field.parameter, expected, received);
   }
 }

@@ -45,10 +45,10 @@ struct SlotKey {
 
 struct SlotKeys {
   explicit SlotKeys(std::uint32_t index)
-      : device_locator(u"Memory%d_DeviceLocator", index),
-        bank_locator(u"Memory%d_BankLocator", index),
-        speed(u"Memory%d_Speed", index),
-        size(u"Memory%d_Size", index) {}
+      : device_locator("Memory%d_DeviceLocator", index),
+        bank_locator("Memory%d_BankLocator", index),
+        speed("Memory%d_Speed", index),
+        size("Memory%d_Size", index) {}
 
   SlotKey device_locator;
   SlotKey bank_locator;
@@ -81,9 +81,9 @@ const char16_t* FindModuleName(const MemoryDevice& device) {
 }
 
 void ShowHeader(const SmbiosStructure& structure) {
-  report::DebugPrint(kDebugProgress, u"\nStructure Header:");
-  report::DebugPrint(kDebugProgress, u"\nType: %d  ", structure.Type());
-  report::DebugPrint(kDebugProgress, u"Len: 0x%x  \n", structure.Length());
+  report::DebugPrint(kDebugProgress, "\nStructure Header:");
+  report::DebugPrint(kDebugProgress, "\nType: %d  ", structure.Type());
+  report::DebugPrint(kDebugProgress, "Len: 0x%x  \n", structure.Length());
 }
 
 std::uint32_t CountDevices() {
@@ -94,21 +94,21 @@ std::uint32_t CountDevices() {
     ShowHeader(array);
     total += array.Word(0x0D);
   }
-  report::DebugPrint(kDebugProgress, u"SMBIOS Physical Memory Array Structure Type 16, Index %d not found\n", index);
-  report::DebugPrint(kDebugTrace, u"TotalMemDev: %d  \n", total);
+  report::DebugPrint(kDebugProgress, "SMBIOS Physical Memory Array Structure Type 16, Index %d not found\n", index);
+  report::DebugPrint(kDebugTrace, "TotalMemDev: %d  \n", total);
   return total;
 }
 
 bool FindDevice(std::uint32_t index, SmbiosStructure* structure) {
   if (index < kIndexEnd) return GetSmbiosStructure(kMemoryDeviceType, static_cast<std::uint8_t>(index), structure);
-  SetLastError(u"No Structure Type %d, Index %d, found.\n", kMemoryDeviceType, index);
+  SetLastError("No Structure Type %d, Index %d, found.\n", kMemoryDeviceType, index);
   return false;
 }
 
 bool ReadDevice(std::uint32_t index, MemoryDevice* device) {
   SmbiosStructure structure;
   if (!FindDevice(index, &structure)) {
-    report::ReportError(ErrorCode::kSmbiosStructureMissing, u"\nFailed to get SMBIOS Memory Device Structure.\n%s\n",
+    report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS Memory Device Structure.\n%s\n",
                         LastError());
     return false;
   }
@@ -120,14 +120,14 @@ bool ReadDevice(std::uint32_t index, MemoryDevice* device) {
   CopyChars(device->bank_locator.data(), strings.Numbered(structure.Byte(0x11)), kSmbiosStringCharacters - 1);
   device->size = structure.Word(0x0C);
   device->speed = structure.Word(0x15);
-  report::DebugPrint(kDebugTrace, u"Device Locator: %s Bank Locator: %s\n", device->device_locator.data(),
+  report::DebugPrint(kDebugTrace, "Device Locator: %s Bank Locator: %s\n", device->device_locator.data(),
                      device->bank_locator.data());
-  report::DebugPrint(kDebugTrace, u"Memory Speed: %d MHz Memory Size: %d MB\n", device->speed, device->size);
+  report::DebugPrint(kDebugTrace, "Memory Speed: %d MHz Memory Size: %d MB\n", device->speed, device->size);
   return true;
 }
 
 bool FailOnParameter(const SlotKey& key) {
-  report::ReportError(ErrorCode::kParameterUnreadable, u"\r\nFailed to get param: %s\r\n", key.Text());
+  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", key.Text());
   return false;
 }
 
@@ -156,15 +156,15 @@ bool VerifySpeed(const MemoryDevice& device, const ExpectedDevice& expected) {
   std::uint32_t tolerance = 0;
   if (TestLib->GetParamNumber(u"Memory_Speed_Tolerance", &tolerance) != kTestLibrarySuccess) {
     if (device.speed == expected.speed) return true;
-    FormatText(reason, u"Expected: %d MHz Received: %d MHz", expected.speed, device.speed);
+    FormatText(reason, "Expected: %d MHz Received: %d MHz", expected.speed, device.speed);
   } else {
     const int allowed = static_cast<std::uint16_t>(tolerance);
     const int least = expected.speed - allowed;
     const int most = expected.speed + allowed;
     if (least <= device.speed && device.speed <= most) return true;
-    FormatText(reason, u"Expected: %d MHz to %d MHz Received: %d MHz", least, most, device.speed);
+    FormatText(reason, "Expected: %d MHz to %d MHz Received: %d MHz", least, most, device.speed);
   }
-  report::ReportError(ErrorCode::kMemoryDeviceMismatch, u"\r\n%s memory speed test failed.\n%s\r\n",
+  report::ReportError(ErrorCode::kMemoryDeviceMismatch, "\r\n%s memory speed test failed.\n%s\r\n",
                       expected.device_locator.data(), reason.data());
   return false;
 }
@@ -172,24 +172,24 @@ bool VerifySpeed(const MemoryDevice& device, const ExpectedDevice& expected) {
 bool VerifyDevice(const MemoryDevice& device) {
   ExpectedDevice expected;
   if (!ReadExpected(device.index, &expected)) return false;
-  report::DebugPrint(kDebugTrace, u"Verifying Memory Device %d... \n", device.index);
+  report::DebugPrint(kDebugTrace, "Verifying Memory Device %d... \n", device.index);
   const char16_t* const locator = expected.device_locator.data();
   if (!SameText(locator, device.device_locator.data())) {
     report::ReportError(ErrorCode::kMemoryDeviceMismatch,
-                        u"\r\nMemory device %d device locator mismatch. Expected: %s Received: %s\r\n", device.index,
+                        "\r\nMemory device %d device locator mismatch. Expected: %s Received: %s\r\n", device.index,
                         locator, device.device_locator.data());
     return false;
   }
   if (!SameText(expected.bank_locator.data(), device.bank_locator.data())) {
     report::ReportError(ErrorCode::kMemoryDeviceMismatch,
-                        u"\r\nMemory device %d bank locator mismatch. Expected: %s Received: %s\r\n", device.index,
+                        "\r\nMemory device %d bank locator mismatch. Expected: %s Received: %s\r\n", device.index,
                         expected.bank_locator.data(), device.bank_locator.data());
     return false;
   }
   if (device.size != expected.size) {
     Text reason;
-    FormatText(reason, u"Expected: %d MB Received: %d MB", expected.size, device.size);
-    report::ReportError(ErrorCode::kMemoryDeviceMismatch, u"\r\n%s memory size mismatch.\n%s\r\n", locator,
+    FormatText(reason, "Expected: %d MB Received: %d MB", expected.size, device.size);
+    report::ReportError(ErrorCode::kMemoryDeviceMismatch, "\r\n%s memory size mismatch.\n%s\r\n", locator,
                         reason.data());
     return false;
   }
@@ -208,7 +208,7 @@ void PublishDevice(const MemoryDevice& device) {
   SmbiosString label = device.device_locator;
   std::replace(label.begin(), label.begin() + kReplacedCharacters, u'_', u' ');
   Text key;
-  FormatText(key, u"display.cfg:%s", label.data());
+  FormatText(key, "display.cfg:%s", label.data());
   TestLib->SetResultString(key.data(), value);
 }
 

@@ -70,13 +70,13 @@ bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* 
   const SmbiosEntryPoint* entry = nullptr;
   if (!GetSmbiosEntryPoint(&entry)) {
     const EarlierLastError earlier;
-    SetLastError(u"\nFailed to get SMBIOS Table Entry Point.\n%s", earlier.Text());
+    SetLastError("\nFailed to get SMBIOS Table Entry Point.\n%s", earlier.Text());
     return false;
   }
   std::uint8_t matches = 0;
   for (SmbiosWalk walk(*entry); !walk.AtEnd(); walk.Step()) {
     if (walk.IsNull()) {
-      SetLastError(u"\nStructure Table Address is NULL.\n");
+      SetLastError("\nStructure Table Address is NULL.\n");
       return false;
     }
     if (walk.current.Type() == type && matches++ == index) {
@@ -84,15 +84,15 @@ bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* 
       return true;
     }
   }
-  SetLastError(u"No Structure Type %d, Index %d, found.\n", type, index);
+  SetLastError("No Structure Type %d, Index %d, found.\n", type, index);
   return false;
 }
 
 void ShowStructureHeader(const SmbiosStructure& structure) {
-  report::DebugPrint(kDebugProgress, u"\nStructure Header:");
-  report::DebugPrint(kDebugProgress, u"\nType: 0x%x   ", structure.Type());
-  report::DebugPrint(kDebugProgress, u"Len: 0x%x   ", structure.Length());
-  report::DebugPrint(kDebugProgress, u"Handle: 0x%x", structure.Handle());
+  report::DebugPrint(kDebugProgress, "\nStructure Header:");
+  report::DebugPrint(kDebugProgress, "\nType: 0x%x   ", structure.Type());
+  report::DebugPrint(kDebugProgress, "Len: 0x%x   ", structure.Length());
+  report::DebugPrint(kDebugProgress, "Handle: 0x%x", structure.Handle());
 }
 
 void AsciiToUnicode(const char* source, char16_t* destination, std::size_t count) {

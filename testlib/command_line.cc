@@ -10,11 +10,11 @@ constexpr std::uint32_t kWholePercent = 100;
 
 bool SelectTest(CommandLine& command_line, const char16_t* value, ErrorText& error) {
   if (command_line.has_test) {
-    FormatText(error, u"a second test is given: %s. One run is one test.", value);
+    FormatText(error, "a second test is given: %s. One run is one test.", value);
     return false;
   }
   if (!ParseNumber(value, &command_line.test)) {
-    FormatText(error, u"expected a test number, found \"%s\". --list shows the tests.", value);
+    FormatText(error, "expected a test number, found \"%s\". --list shows the tests.", value);
     return false;
   }
   command_line.has_test = true;
@@ -24,7 +24,7 @@ bool SelectTest(CommandLine& command_line, const char16_t* value, ErrorText& err
 template <std::size_t kSize>
 bool Append(Words<kSize>& list, const char16_t* word, const char16_t* what, ErrorText& error) {
   if (list.count == kSize) {
-    FormatText(error, u"there are more than %lu %s", kSize, what);
+    FormatText(error, "there are more than %lu %s", kSize, what);
     return false;
   }
   list.words[list.count++] = word;
@@ -45,13 +45,13 @@ bool AddAnswer(CommandLine& command_line, const char16_t* value, ErrorText& erro
 
 bool SetDebugMask(CommandLine& command_line, const char16_t* value, ErrorText& error) {
   if (ParseNumber(value, &command_line.debug_mask)) return true;
-  FormatText(error, u"expected a number as debug mask, found \"%s\"", value);
+  FormatText(error, "expected a number as debug mask, found \"%s\"", value);
   return false;
 }
 
 bool SetDelayScale(CommandLine& command_line, const char16_t* value, ErrorText& error) {
   if (ParseNumber(value, &command_line.delay_scale) && command_line.delay_scale <= kWholePercent) return true;
-  FormatText(error, u"expected a delay scale of 0 to 100 percent, found \"%s\"", value);
+  FormatText(error, "expected a delay scale of 0 to 100 percent, found \"%s\"", value);
   return false;
 }
 
@@ -126,17 +126,17 @@ bool ReadOption(std::span<const char16_t* const>& arguments, CommandLine& comman
   arguments = arguments.subspan(1);
   const WrittenOption written = word[1] == u'-' ? FindLongOption(word + 2) : FindShortOption(word + 1);
   if (written.option == nullptr) {
-    FormatText(error, u"unknown option %s. --help shows the options.", word);
+    FormatText(error, "unknown option %s. --help shows the options.", word);
     return false;
   }
   const char16_t* value = written.attached_value;
   if (!written.option->takes_value && value != nullptr) {
-    FormatText(error, u"%s: this option takes no value", word);
+    FormatText(error, "%s: this option takes no value", word);
     return false;
   }
   if (written.option->takes_value && value == nullptr) {
     if (arguments.empty()) {
-      FormatText(error, u"%s: this option needs a value after it", word);
+      FormatText(error, "%s: this option needs a value after it", word);
       return false;
     }
     value = arguments.front();
@@ -151,7 +151,7 @@ bool ReadPositional(const char16_t* word, CommandLine& command_line, ErrorText& 
   }
   std::uint32_t number = 0;
   if (ParseNumber(word, &number)) return SelectTest(command_line, word, error);
-  FormatText(error, u"expected a test number, NAME=VALUE or an option, found \"%s\". --help shows the way.", word);
+  FormatText(error, "expected a test number, NAME=VALUE or an option, found \"%s\". --help shows the way.", word);
   return false;
 }
 
@@ -176,7 +176,7 @@ bool ReadCommandLine(std::span<const char16_t* const> arguments, CommandLine& co
     arguments = arguments.subspan(1);
   }
   if (command_line.action != Action::kRunTest || command_line.has_test) return true;
-  FormatText(error, u"no test is selected. Give its number, for example: mfgtest.efi 1. --list shows the tests.");
+  FormatText(error, "no test is selected. Give its number, for example: mfgtest.efi 1. --list shows the tests.");
   return false;
 }
 
@@ -188,13 +188,13 @@ bool DefineFromCommandLine(const CommandLine& command_line, ParameterStore& stor
     // A script's unset variable leaves an empty value behind, which would pass
     // on a machine that was never programmed.
     if (sign == word.npos) {
-      FormatText(reason, u"expected NAME=VALUE");
+      FormatText(reason, "expected NAME=VALUE");
     } else if (sign + 1 == word.size()) {
-      FormatText(reason, u"the value is empty; expect an empty text with NAME = \"\" in a parameter file");
+      FormatText(reason, "the value is empty; expect an empty text with NAME = \"\" in a parameter file");
     } else if (Define(store, PartBefore(word, sign), PartFrom(word, sign + 1), {}, reason)) {
       continue;
     }
-    FormatText(error, u"parameter \"%s\": %s", word.data(), reason.data());
+    FormatText(error, "parameter \"%s\": %s", word.data(), reason.data());
     return false;
   }
   return true;

@@ -45,7 +45,7 @@ extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table)
   platform::InitializeImage(image, system_table);
   // The module takes one provider only.
   if (platform::FirstInterface(kTestLibraryProtocolGuid) != nullptr) {
-    Say(Colour::kBad, u"ERROR: a test library is loaded already; this one is not needed and was not loaded.\n");
+    Say(Colour::kBad, "ERROR: a test library is loaded already; this one is not needed and was not loaded.\n");
     return EFI_ALREADY_STARTED;
   }
   platform::CalibrateClock();
@@ -54,6 +54,6 @@ extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table)
     Unload(image);
     return status;
   }
-  Say(Colour::kNormal, u"testlib %s is loaded. Start a test: mfgtest.efi TEST [NAME=VALUE]... (or --help)\n", kVersion);
+  Say(Colour::kNormal, "testlib %s is loaded. Start a test: mfgtest.efi TEST [NAME=VALUE]... (or --help)\n", kVersion);
   return EFI_SUCCESS;
 }

@@ -40,7 +40,7 @@ TestLibraryStatus ReadNumber(const char16_t* name, std::uint32_t* value) {
   const Parameter* const parameter = Find(state->parameters, name);
   if (parameter == nullptr) return kNotFound;
   if (ParseNumber(parameter->value.data(), value)) return kTestLibrarySuccess;
-  Note(u"%s = \"%s\" (%s): expected a number of at most 32 bits, decimal or 0x hexadecimal\n", name,
+  Note("%s = \"%s\" (%s): expected a number of at most 32 bits, decimal or 0x hexadecimal\n", name,
        parameter->value.data(), OriginOf(*parameter).data());
   return kNotANumber;
 }
@@ -79,12 +79,12 @@ TestLibraryStatus EFIAPI GetParamString(const char16_t* name, char16_t* value, U
 // Keeps a result for the boot and for the table at the end of the run.
 void Keep(const char16_t* key, const char16_t* value) {
   if (Publish(state->results, key, value, state->history.count)) return;
-  Note(u"There is no room for more results: %s is not kept\n", key);
+  Note("There is no room for more results: %s is not kept\n", key);
 }
 
 void EFIAPI SetResultNumber(const char16_t* key, UINTN value) {
   std::array<char16_t, 24> text;
-  FormatText(text, u"%lu", value);
+  FormatText(text, "%lu", value);
   TranscriptLine& line = BeginTrace(u"SetResultNumber ");
   AppendQuoted(line, key);
   AppendPlain(line, u" ");
@@ -105,7 +105,7 @@ void EFIAPI SetResultString(const char16_t* key, const char16_t* value) {
 void EFIAPI RemoveSubtest(UINTN subtest) {
   TraceNumber(u"RemoveSubtest ", subtest);
   if (!RemoveTest(state->removed, subtest, state->run.test, state->message.data())) {
-    Note(u"There is no test %lu to remove.\n", subtest);
+    Note("There is no test %lu to remove.\n", subtest);
   }
 }
 
@@ -147,7 +147,7 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   if (code == 0) state->run.no_such_test = true;
   if (Tracing()) return;
   std::array<char16_t, 32> label;
-  FormatText(label, u"ERROR %lu: ", code);
+  FormatText(label, "ERROR %lu: ", code);
   ShowError(label.data(), state->message.data());
 }
 
@@ -158,7 +158,7 @@ void EFIAPI Prompt(const char16_t* text) {
 
 void TakeAnswer(std::span<char16_t> answer) {
   const auto& answers = state->command_line.answers;
-  if (state->answers_used == answers.count) return Note(u"(no answer is left: taken as empty)\n");
+  if (state->answers_used == answers.count) return Note("(no answer is left: taken as empty)\n");
   const std::u16string_view text = answers.words[state->answers_used++];
   *std::ranges::copy(PartBefore(text, answer.size() - 1), answer.begin()).out = 0;
   Show(answer.data());

@@ -24,7 +24,7 @@ Colour ColourOf(Verdict verdict) {
 // A run whose command line names no test shows a dash.
 std::array<char16_t, 12> TestNumberText(const Run& run) {
   std::array<char16_t, 12> text{u'-'};
-  if (run.has_test) FormatText(text, u"%u", run.test);
+  if (run.has_test) FormatText(text, "%u", run.test);
   return text;
 }
 
@@ -32,7 +32,7 @@ void SayRun(const char16_t* before, const Run& run) {
   const auto number = TestNumberText(run);
   const std::uint64_t seconds = run.hundredths / 100;
   const auto fraction = static_cast<std::uint32_t>(run.hundredths % 100);
-  Say(ColourOf(run.verdict), u"%stest %s \"%s\": %s, %u %s, %lu.%02u s\n", before, number.data(),
+  Say(ColourOf(run.verdict), "%stest %s \"%s\": %s, %u %s, %lu.%02u s\n", before, number.data(),
       run.has_test ? TitleOf(run.test) : u"-", VerdictText(run.verdict), run.errors, ErrorWord(run.errors), seconds,
       fraction);
 }
@@ -42,7 +42,7 @@ void SayRow(const Run& run, bool is_earlier) {
   const auto number = TestNumberText(run);
   const std::uint64_t seconds = run.hundredths / 100;
   const auto fraction = static_cast<std::uint32_t>(run.hundredths % 100);
-  Say(is_earlier ? Colour::kQuiet : ColourOf(run.verdict), u"  %4s  %.-30s %.-7s  %6u  %4lu.%02u%s\n", number.data(),
+  Say(is_earlier ? Colour::kQuiet : ColourOf(run.verdict), "  %4s  %.-30s %.-7s  %6u  %4lu.%02u%s\n", number.data(),
       run.has_test ? TitleOf(run.test) : u"-", VerdictText(run.verdict), run.errors, seconds, fraction,
       is_earlier ? u"  (before Autosense, not counted)" : u"");
 }
@@ -50,7 +50,7 @@ void SayRow(const Run& run, bool is_earlier) {
 // The line that a rig waits for.
 void SayTally(const Tally& tally) {
   const Verdict verdict = Judge(tally);
-  Say(ColourOf(verdict), u"SUMMARY %u passed, %u failed, %u errors, %u skipped: %s\n", tally.Of(Verdict::kPass),
+  Say(ColourOf(verdict), "SUMMARY %u passed, %u failed, %u errors, %u skipped: %s\n", tally.Of(Verdict::kPass),
       tally.Of(Verdict::kFail), tally.Of(Verdict::kError), tally.Of(Verdict::kSkip), VerdictText(verdict));
 }
 
@@ -71,7 +71,7 @@ void SayResults(Label label) {
     if (label(result) == nullptr) continue;
     platform::Write(u"  ");
     SayLeftAligned(label(result), width);
-    Say(Colour::kNormal, u"  %s\n", result.value.data());
+    Say(Colour::kNormal, "  %s\n", result.value.data());
   }
 }
 
@@ -79,7 +79,7 @@ void SayRemovedTests() {
   for (std::uint32_t test = 0; test < RemovedTests::kTests; ++test) {
     const RemovedTests::Removal* const removal = FindRemoval(state->removed, test);
     if (removal == nullptr) continue;
-    Say(Colour::kNotice, u"  test %u does not apply (removed by test %u): %s\n", test, removal->by,
+    Say(Colour::kNotice, "  test %u does not apply (removed by test %u): %s\n", test, removal->by,
         removal->reason.data());
   }
 }
@@ -96,9 +96,9 @@ OriginText OriginOf(const Parameter& parameter) {
   OriginText text;
   const Origin origin = parameter.origin;
   if (origin.source == Origin::kCommandLine) {
-    FormatText(text, u"command line");
+    FormatText(text, "command line");
   } else {
-    FormatText(text, u"%s line %u", SourceName(state->command_line, origin.source), origin.line);
+    FormatText(text, "%s line %u", SourceName(state->command_line, origin.source), origin.line);
   }
   return text;
 }
@@ -132,8 +132,8 @@ void ShowTests() {
   platform::StartLine();
   for (const TestTitle& test : TestTitles()) {
     const RemovedTests::Removal* const removal = FindRemoval(state->removed, test.number);
-    Say(Colour::kNormal, u"%4u  %s", test.number, test.title);
-    if (removal != nullptr) Say(Colour::kNotice, u"  (does not apply: removed by test %u)", removal->by);
+    Say(Colour::kNormal, "%4u  %s", test.number, test.title);
+    if (removal != nullptr) Say(Colour::kNotice, "  (does not apply: removed by test %u)", removal->by);
     platform::Write(u"\n");
   }
 }
@@ -142,8 +142,8 @@ void ShowParameters() {
   platform::StartLine();
   if (state->parameters.count == 0) platform::Write(u"No parameters are given.\n");
   for (const Parameter& parameter : state->parameters.All()) {
-    Say(Colour::kNormal, u"%s = \"%s\"", parameter.name.data(), parameter.value.data());
-    Say(Colour::kQuiet, u"  (%s)\n", OriginOf(parameter).data());
+    Say(Colour::kNormal, "%s = \"%s\"", parameter.name.data(), parameter.value.data());
+    Say(Colour::kQuiet, "  (%s)\n", OriginOf(parameter).data());
   }
 }
 
@@ -152,8 +152,8 @@ void ShowSummary() {
   if (state->results.count != 0) platform::Write(u"Results:\n");
   SayResults([](const Result& result) { return result.key.data(); });
   SayRemovedTests();
-  Say(Colour::kNormal, u"Runs since the library was loaded: %u\n", state->history.count);
-  Say(Colour::kNormal, u"  Test  Title                          Verdict  Errors  Seconds\n");
+  Say(Colour::kNormal, "Runs since the library was loaded: %u\n", state->history.count);
+  Say(Colour::kNormal, "  Test  Title                          Verdict  Errors  Seconds\n");
   std::uint32_t index = 0;
   for (const Run& run : state->history.Kept()) SayRow(run, index++ < state->history.line_start);
   if (state->history.count > RunHistory::kRuns) platform::Write(u"  (later runs are counted, not listed)\n");

@@ -138,11 +138,11 @@ std::u16string_view WithoutComment(std::u16string_view text) {
 bool Unquote(std::u16string_view text, std::u16string_view* value, ErrorText& error) {
   const std::size_t end = text.find(u'"', 1);
   if (end == text.npos) {
-    FormatText(error, u"expected a closing quotation mark");
+    FormatText(error, "expected a closing quotation mark");
     return false;
   }
   if (!Trim(WithoutComment(PartFrom(text, end + 1))).empty()) {
-    FormatText(error, u"expected nothing but a comment after the closing quotation mark");
+    FormatText(error, "expected nothing but a comment after the closing quotation mark");
     return false;
   }
   *value = PartFrom(PartBefore(text, end), 1);
@@ -154,7 +154,7 @@ bool ReadValue(std::u16string_view text, std::u16string_view* value, ErrorText& 
   if (text.starts_with(u'"')) return Unquote(text, value, error);
   *value = Trim(WithoutComment(text));
   if (!value->empty()) return true;
-  FormatText(error, u"expected a value; an empty one is written \"\"");
+  FormatText(error, "expected a value; an empty one is written \"\"");
   return false;
 }
 
@@ -163,7 +163,7 @@ bool ReadLine(std::u16string_view text, Origin origin, ParameterStore& store, Er
   if (text.empty() || text.front() == u'#') return true;
   const std::size_t sign = text.find(u'=');
   if (sign == text.npos) {
-    FormatText(error, u"expected NAME = VALUE");
+    FormatText(error, "expected NAME = VALUE");
     return false;
   }
   std::u16string_view value;
@@ -181,7 +181,7 @@ bool ReadParameterFile(std::span<const std::uint8_t> content, std::uint16_t sour
     if (!ReadLine(line.Text(), {source, *line_number}, store, error)) return false;
   }
   if (reader.error == nullptr) return true;
-  FormatText(error, u"%s", reader.error);
+  FormatText(error, "%s", reader.error);
   return false;
 }
 

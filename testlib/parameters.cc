@@ -26,15 +26,15 @@ void Assign(std::array<char16_t, kSize>& to, std::u16string_view text) {
 
 bool CheckTexts(std::u16string_view name, std::u16string_view value, ErrorText& error) {
   if (name.empty() || !std::ranges::all_of(name, IsNameCharacter)) {
-    FormatText(error, u"a parameter's name has letters, digits and underscores only");
+    FormatText(error, "a parameter's name has letters, digits and underscores only");
     return false;
   }
   if (name.size() > kNameCharacters) {
-    FormatText(error, u"the parameter's name is longer than %lu characters", kNameCharacters);
+    FormatText(error, "the parameter's name is longer than %lu characters", kNameCharacters);
     return false;
   }
   if (value.size() > kValueCharacters) {
-    FormatText(error, u"the value is longer than %lu characters", kValueCharacters);
+    FormatText(error, "the value is longer than %lu characters", kValueCharacters);
     return false;
   }
   return true;
@@ -49,7 +49,7 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
   const auto found =
       std::ranges::find(known, name, [](const Parameter& p) { return std::u16string_view(p.name.data()); });
   if (found == known.end() && store.count == kParameters) {
-    FormatText(error, u"there are more than %lu parameters", kParameters);
+    FormatText(error, "there are more than %lu parameters", kParameters);
     return false;
   }
   Parameter& parameter = store.parameters[static_cast<std::size_t>(found - known.begin())];
@@ -57,7 +57,7 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
     Assign(parameter.name, name);
     ++store.count;
   } else if (parameter.origin.source == origin.source) {
-    FormatText(error, u"%s is given a second time; give it once", parameter.name.data());
+    FormatText(error, "%s is given a second time; give it once", parameter.name.data());
     return false;
   }
   Assign(parameter.value, value);

@@ -27,7 +27,7 @@ bool FindInTestList(std::u16string_view list, std::uint32_t test, bool* found, E
     std::uint32_t first = 0;
     std::uint32_t last = 0;
     if (!ParseRange(word, &first, &last)) {
-      FormatText(error, u"%s: expected test numbers and ranges such as \"1-13 34 36\", found \"%s\"",
+      FormatText(error, "%s: expected test numbers and ranges such as \"1-13 34 36\", found \"%s\"",
                  kRequiredTestsParameter, list.data());
       return false;
     }

@@ -3,6 +3,7 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/shell.h"
+#include "platform/status_text.h"
 #include "testlib/output.h"
 #include "testlib/required_tests.h"
 #include "testlib/state.h"
@@ -20,7 +21,8 @@ void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
   // There may have been none to delete.
   if (verdict == Verdict::kNone || !EFI_ERROR(status)) return;
   platform::StartLine();
-  Say(Colour::kBad, u"The shell variable %s could not be set: %s\n", kVerdictVariable, platform::StatusText(status));
+  Say(Colour::kBad, "The shell variable %s could not be set: %s\n", kVerdictVariable,
+      platform::StatusText(status).Text());
 }
 
 void CloseRun(Verdict verdict) {
@@ -43,13 +45,13 @@ void RememberAbandonedRun() {
 
 void ExplainUnreadableFile(const char16_t* path, EFI_STATUS status, ErrorText& error) {
   if (status == EFI_NOT_FOUND) {
-    FormatText(error, u"%s: there is no such file", path);
+    FormatText(error, "%s: there is no such file", path);
   } else if (status == EFI_BUFFER_TOO_SMALL) {
-    FormatText(error, u"%s: the file is larger than %lu bytes", path, kFileBytes);
+    FormatText(error, "%s: the file is larger than %lu bytes", path, kFileBytes);
   } else if (status == EFI_UNSUPPORTED) {
-    FormatText(error, u"%s: this is a folder, expected a file", path);
+    FormatText(error, "%s: this is a folder, expected a file", path);
   } else {
-    FormatText(error, u"%s: the file cannot be read: %s", path, platform::StatusText(status));
+    FormatText(error, "%s: the file cannot be read: %s", path, platform::StatusText(status).Text());
   }
 }
 
@@ -68,9 +70,9 @@ bool LoadFile(std::uint16_t source, ErrorText& error) {
   const auto content = std::span(state->file).first(size);
   const bool is_good = ReadParameterFile(content, source, state->parameters, &line, reason);
   // Nobody named this file, and it may be left from another machine.
-  if (is_good && source == 0) Note(u"Parameters of %s beside the module count.\n", path);
+  if (is_good && source == 0) Note("Parameters of %s beside the module count.\n", path);
   if (is_good) return true;
-  FormatText(error, u"%s line %u: %s", path, line, reason.data());
+  FormatText(error, "%s line %u: %s", path, line, reason.data());
   return false;
 }
 
@@ -114,12 +116,12 @@ bool IsRequired(std::uint32_t test, bool* required, ErrorText& error) {
 TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) {
   Run& run = state->run;
   run.stage = required ? Stage::kMustApply : Stage::kDoesNotApply;
-  Note(u"Test %u does not apply to this machine (removed by test %u): %s\n", run.test, removal.by,
+  Note("Test %u does not apply to this machine (removed by test %u): %s\n", run.test, removal.by,
        removal.reason.data());
   if (required) {
     run.errors = 1;
     ErrorText error;
-    FormatText(error, u"test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
+    FormatText(error, "test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
     ShowError(u"ERROR: ", error.data());
   }
   return kDoesNotApply;
@@ -135,9 +137,9 @@ TestLibraryStatus Begin(TestDescriptor& descriptor) {
   }
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
-  Note(u"Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
+  Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
   if (state->command_line.delay_scale != 100) {
-    Note(u"Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
+    Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
   }
   return kTestLibrarySuccess;
 }

@@ -30,7 +30,7 @@ void EndTrace() {
     std::array<char16_t, kPiece + 1> piece{};
     std::ranges::copy(PartBefore(rest, kPiece), piece.begin());
     rest = PartFrom(rest, kPiece);
-    Say(Colour::kNormal, u"%s%s\n", prefix, piece.data());
+    Say(Colour::kNormal, "%s%s\n", prefix, piece.data());
     prefix = u"@+";
   } while (!rest.empty());
 }

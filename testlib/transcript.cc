@@ -51,13 +51,13 @@ void AppendQuoted(TranscriptLine& line, const char16_t* text) {
 
 void AppendDecimal(TranscriptLine& line, std::uint64_t number) {
   std::array<char16_t, 24> digits;
-  FormatText(digits, u"%lu", number);
+  FormatText(digits, "%lu", number);
   AppendPlain(line, digits.data());
 }
 
 void AppendHexadecimal(TranscriptLine& line, std::uint64_t number) {
   std::array<char16_t, 24> digits;
-  FormatText(digits, u"0x%lx", number);
+  FormatText(digits, "0x%lx", number);
   AppendPlain(line, digits.data());
 }
 

@@ -69,7 +69,7 @@ bool ReadRegisters(std::span<const std::uint8_t> structure, Registers* registers
       (base & ~kInIoSpace) | ((modifier & kLowestAddressBit) != 0 ? 1 : 0),
   };
   if (!IsSpacing(found.spacing) || !AreInSpace(found)) {
-    FormatText(error, u"the controller's address in SMBIOS makes no sense: base 0x%lx, modifier 0x%02lx.", base,
+    FormatText(error, "the controller's address in SMBIOS makes no sense: base 0x%lx, modifier 0x%02lx.", base,
                modifier);
     return false;
   }
@@ -93,12 +93,12 @@ std::span<const std::uint8_t> SmbiosTable() {
 }
 
 bool FindRegisters(std::span<const std::uint8_t> table, Registers* registers, ErrorText& error) {
-  FormatText(error, u"the firmware's SMBIOS table describes no management controller (type 38).");
+  FormatText(error, "the firmware's SMBIOS table describes no management controller (type 38).");
   for (auto structure = TakeStructure(table); !structure.empty(); structure = TakeStructure(table)) {
     if (structure[0] != kIpmiDeviceInformation) continue;
     const std::uint64_t interface = Number(structure, kInterfaceType, 1);
     if (interface == kKcs) return ReadRegisters(structure, registers, error);
-    FormatText(error, u"by SMBIOS the controller's interface is of type %lu, not KCS (type 1).", interface);
+    FormatText(error, "by SMBIOS the controller's interface is of type %lu, not KCS (type 1).", interface);
   }
   return false;
 }

@@ -80,19 +80,19 @@ void SayController(const Registers& registers, const DeviceId& id) {
   const char16_t* const space = SpaceName(registers.space);
   if (id.completion_code != 0 || id.length <= kIpmiVersion) {
     Say(Colour::kNotice,
-        u"ipmi_kcs is loaded. The management controller at %s 0x%lx is not ready yet (completion code 0x%02x).\n",
-        space, registers.address, id.completion_code);
+        "ipmi_kcs is loaded. The management controller at %s 0x%lx is not ready yet (completion code 0x%02x).\n", space,
+        registers.address, id.completion_code);
     return;
   }
   const auto& data = id.data;
   Say(Colour::kNormal,
-      u"ipmi_kcs is loaded. Management controller at %s 0x%lx, spacing %u: IPMI %u.%u, device 0x%02x, firmware %u.%02x\n",
+      "ipmi_kcs is loaded. Management controller at %s 0x%lx, spacing %u: IPMI %u.%u, device 0x%02x, firmware %u.%02x\n",
       space, registers.address, registers.spacing, data[kIpmiVersion] & 0xFu, data[kIpmiVersion] >> 4, data[kDeviceId],
       data[kFirmwareMajor] & 0x7Fu, data[kFirmwareMinor]);
 }
 
 EFI_STATUS Refuse(EFI_STATUS status, const ErrorText& reason) {
-  Say(Colour::kBad, u"ERROR: ipmi_kcs is not loaded: %s\n", reason.data());
+  Say(Colour::kBad, "ERROR: ipmi_kcs is not loaded: %s\n", reason.data());
   return status;
 }
 
@@ -116,20 +116,19 @@ EFI_STATUS Start(EFI_HANDLE image) {
   }
   // Two ways to one controller would only get into each other's way.
   if (platform::FirstInterface(kIpmiTransportProtocolGuid) != nullptr) {
-    FormatText(reason, u"the IPMI transport is offered already; tests use that one.");
+    FormatText(reason, "the IPMI transport is offered already; tests use that one.");
     return Refuse(EFI_ALREADY_STARTED, reason);
   }
   Registers registers = options.registers;
   if (!options.has_address && !FindRegisters(SmbiosTable(), &registers, reason)) {
     Refuse(EFI_NOT_FOUND, reason);
-    Say(Colour::kNormal, u"Where you know the address: set -v %s \"io=0xca2\", then load it again.\n",
-        kOptionsVariable);
+    Say(Colour::kNormal, "Where you know the address: set -v %s \"io=0xca2\", then load it again.\n", kOptionsVariable);
     return EFI_NOT_FOUND;
   }
   IpmiTransport* const transport = OpenTransport(registers);
   DeviceId id;
   if (const EFI_STATUS status = AskController(registers, transport, &id); EFI_ERROR(status)) {
-    FormatText(reason, u"no management controller answers at %s 0x%lx (%s).", SpaceName(registers.space),
+    FormatText(reason, "no management controller answers at %s 0x%lx (%s).", SpaceName(registers.space),
                registers.address, platform::StatusText(status).Text());
     return Refuse(status, reason);
   }

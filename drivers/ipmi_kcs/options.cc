@@ -45,7 +45,7 @@ bool ReadNumber(std::u16string_view word, std::uint64_t* number) {
 
 bool SetAddress(AddressSpace space, std::uint64_t value, Options* options, ErrorText& error) {
   if (options->has_address) {
-    FormatText(error, u"a second address is given: 0x%lx. The driver talks to one controller.", value);
+    FormatText(error, "a second address is given: 0x%lx. The driver talks to one controller.", value);
     return false;
   }
   options->has_address = true;
@@ -64,7 +64,7 @@ bool SetMemoryAddress(std::uint64_t value, Options* options, ErrorText& error) {
 
 bool SetSpacing(std::uint64_t value, Options* options, ErrorText& error) {
   if (!IsSpacing(value)) {
-    FormatText(error, u"registers are 1, 4 or 16 bytes apart, not %lu.", value);
+    FormatText(error, "registers are 1, 4 or 16 bytes apart, not %lu.", value);
     return false;
   }
   options->registers.spacing = static_cast<std::uint8_t>(value);
@@ -86,10 +86,10 @@ bool ReadOption(std::u16string_view word, std::u16string_view& text, Options* op
     const std::u16string_view value = TakeWord(text);
     std::uint64_t number = 0;
     if (ReadNumber(value, &number)) return option.apply(number, options, error);
-    FormatText(error, u"%s: expected a number, found \"%s\".", ShownWord(word).text, ShownWord(value).text);
+    FormatText(error, "%s: expected a number, found \"%s\".", ShownWord(word).text, ShownWord(value).text);
     return false;
   }
-  FormatText(error, u"unknown option %s. --help shows the options.", ShownWord(word).text);
+  FormatText(error, "unknown option %s. --help shows the options.", ShownWord(word).text);
   return false;
 }
 
@@ -108,12 +108,12 @@ bool ReadOptions(std::u16string_view text, Options* options, ErrorText& error) {
     if (name == u"spacing") has_spacing = true;
   }
   if (has_spacing && !options->has_address) {
-    FormatText(error, u"--spacing goes with an address: --io or --memory.");
+    FormatText(error, "--spacing goes with an address: --io or --memory.");
     return false;
   }
   if (options->has_address && !AreInSpace(options->registers)) {
     const Registers& registers = options->registers;
-    FormatText(error, u"there are no registers at %s address 0x%lx.", SpaceName(registers.space), registers.address);
+    FormatText(error, "there are no registers at %s address 0x%lx.", SpaceName(registers.space), registers.address);
     return false;
   }
   return true;

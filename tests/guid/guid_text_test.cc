@@ -77,7 +77,7 @@ TEST(StrToGuid, CutsByPositionAndForgivesBadCharacters) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    mfgtest::SetLastError(u"");
+    mfgtest::SetLastError("");
     EXPECT_EQ(Parse(c.text), c.parsed);
     EXPECT_EQ(Readable(mfgtest::LastError()), c.parsed == std::string("refused")
                                                   ? "Invalid GUID String. Must be XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX."

@@ -379,7 +379,7 @@ TEST(Autosense, AsksWhetherAVariableIsTheFactorys) {
     Factory station;
     station.library->parameters = c.parameters;
     station.Bind();
-    mfgtest::SetLastError(u"");
+    mfgtest::SetLastError("");
     EXPECT_EQ(c.probe(true), c.applies);
     EXPECT_EQ(simulation::Readable(mfgtest::LastError()), c.reason);
     EXPECT_EQ(Only({"LogMessage", "ReportError", "SetResult"}, station.Transcript()), c.messages);

@@ -32,7 +32,7 @@ std::string Probe(Station& station) {
   station.Bind();
   station.library->calls.clear();
   const std::size_t allocated = station.machine.memory.Outstanding();
-  mfgtest::SetLastError(u"");
+  mfgtest::SetLastError("");
   const bool applies = mfgtest::VerifyGuid(true);
   EXPECT_EQ(Errors(station.Transcript()), Lines{});
   EXPECT_EQ(station.machine.memory.Outstanding(), allocated + station.kept_blocks);

@@ -121,7 +121,7 @@ TEST(Bridge, FailsWithAReason) {
     SCOPED_TRACE(c.script);
     Server server("[script]\n" + std::string(c.script));
     server.Bind();
-    mfgtest::SetLastError(u"before");
+    mfgtest::SetLastError("before");
     mfgtest::IpmiResponse response;
     EXPECT_FALSE(Read(&response));
     EXPECT_EQ(LastErrorText(), c.reason);
@@ -155,7 +155,7 @@ TEST(Bridge, ChecksTheMessage) {
     SCOPED_TRACE(c.script);
     Server server("[script]\n" + std::string(c.script));
     server.Bind();
-    mfgtest::SetLastError(u"before");
+    mfgtest::SetLastError("before");
     mfgtest::IpmiResponse response;
     EXPECT_FALSE(Read(&response, c.responder));
     EXPECT_EQ(LastErrorText(), c.reason);

@@ -167,7 +167,7 @@ TEST(Transport, FollowsItsRulesOfAttempts) {
     SCOPED_TRACE(c.script);
     Server server("[script]\n" + std::string(c.script));
     server.Bind();
-    mfgtest::SetLastError(u"before");
+    mfgtest::SetLastError("before");
     const Outcome outcome = Exchange(c.retried, kReadFruData, c.request);
     std::vector<unsigned> delays;
     for (const auto& call : server.station.library->calls) {

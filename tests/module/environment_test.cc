@@ -182,7 +182,7 @@ TEST(SetShellEnvVariable, SaysWhyItFailed) {
     Station station;
     station.Bind();
     c.prepare(station);
-    mfgtest::SetLastError(u"earlier");
+    mfgtest::SetLastError("earlier");
     EXPECT_FALSE(mfgtest::SetShellEnvVariable(c.variable, u"ACME"));
     EXPECT_EQ(mfgtest::LastError(), std::u16string(c.reason));
     EXPECT_EQ(station.shell ? station.shell->commands.size() : 0, c.commands);

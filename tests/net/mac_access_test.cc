@@ -103,7 +103,7 @@ TEST(GetMacAddr, ReadsTheSelectedController) {
     selection.prepare(station, controllers);
     if (selection.index != nullptr) station.library->parameters[u"NIC_Index"] = selection.index;
     const std::size_t allocated = station.machine.memory.Outstanding();
-    mfgtest::SetLastError(u"");
+    mfgtest::SetLastError("");
     MacAddress mac{};
     EXPECT_EQ(mfgtest::GetMacAddr(&mac), selection.mac.has_value());
     EXPECT_EQ(mac, selection.mac.value_or(mac));

@@ -1,4 +1,5 @@
 #include "platform/format.h"
+#include "platform/status_text.h"
 
 #include <gtest/gtest.h>
 
@@ -98,8 +99,8 @@ TEST(Format, ConversionsGiveTheSameTextForDescribedAndVariadicArguments) {
 TEST(Format, TypedArgumentsKeepTheirSign) {
   std::array<char16_t, 128> out;
   const char16_t* const text = u"t";
-  FormatText(out, u"%d %u %x %ld %s %a %c %g", -5, std::uint8_t{200}, std::uint16_t{0xBEEF}, std::int64_t{-6}, text,
-             "8", u'c', &kGuid);
+  FormatText(out, "%d %u %x %ld %s %a %c %g", -5, std::uint8_t{200}, std::uint16_t{0xBEEF}, std::int64_t{-6}, text, "8",
+             u'c', &kGuid);
   EXPECT_EQ(Readable(out.data()), "-5 200 beef -6 t 8 c 158def5a-f656-419c-b027-7a3192c079d2");
 }
 
@@ -138,6 +139,15 @@ TEST(Format, TextWithoutTerminatorIsReadNoFurtherThanItFits) {
   std::array<char16_t, 8> out;
   EXPECT_EQ(FormatArguments(out, u"%s", {&argument, 1}), 7u);
   EXPECT_EQ(Described(u"%.5s", {argument}), "xxxxx");
+}
+
+// Images have a stand-in for the library's formatter, host programs have both.
+TEST(StatusText, CodesWithoutANameLookAsTheLibraryWritesThem) {
+  for (const EFI_STATUS status : {EFI_STATUS{0xFE}, EFIERR(0x7ABCDEF), ~EFI_STATUS{0}}) {
+    std::array<char16_t, 64> stand_in{};
+    FormatUnnamedStatus(AsFirmwareText(stand_in.data()), 0, AsFirmwareText(u"%X"), status);
+    EXPECT_EQ(std::u16string(stand_in.data()), platform::StatusText(status).Text());
+  }
 }
 
 }  // namespace
