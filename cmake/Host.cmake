@@ -59,6 +59,8 @@ target_compile_options(host_test_flags INTERFACE -fno-strict-aliasing -Wall -Wex
 file(GLOB SIMULATION_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/simulation/*.cc)
 add_library(simulation STATIC ${SIMULATION_SOURCES})
 target_link_libraries(simulation PUBLIC host_module host_test_flags)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/simulation/reference_server.cc PROPERTIES
+  COMPILE_DEFINITIONS SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
 if(TESTLIB_SOURCES)
   target_link_libraries(simulation PUBLIC host_testlib)
 endif()
@@ -104,4 +106,4 @@ target_link_libraries(driver_tests PRIVATE host_ipmi_kcs)
 find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
 add_test(NAME FruImages.AreReadByIpmitool
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>
-          ${CMAKE_SOURCE_DIR}/tests/ipmi/server.machine)
+          ${CMAKE_SOURCE_DIR}/simulation/server.machine)

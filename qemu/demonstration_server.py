@@ -34,7 +34,7 @@ _STRUCTURES = (
     memory_device(0x1102, 0, 0, "DIMM_B2", "NODE 2"),
 )
 
-_FRUS = (ROOT / "tests" / "ipmi" / "server.machine").read_text(encoding="utf-8")
+_FRUS = (ROOT / "simulation" / "server.machine").read_text(encoding="utf-8")
 _ERASED_BACKPLANE = "[fru 5]\n" + "".join(f"byte {offset} = 0xFF\n" for offset in range(256))
 
 _END_OF_LOG = b"\xff" * 16

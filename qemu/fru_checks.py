@@ -9,7 +9,7 @@ from session import FAIL, LOAD, PASS, Check, module
 from station import ROOT, image_files
 
 _FOLDER = ROOT / "tests" / "ipmi"
-_SERVER = _FOLDER / "server.machine"
+_SERVER = ROOT / "simulation" / "server.machine"
 
 # The OEM query is unknown for the first test 39, its five attempts, and then
 # names the second table. Backplane 2 is busy, then silent (which QEMU answers

@@ -2,14 +2,11 @@
 #pragma once
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "module/last_error.h"
 #include "simulation/controller_file.h"
-#include "simulation/ipmi_device.h"
-#include "simulation/station.h"
+#include "simulation/reference_server.h"
 #include "simulation/text.h"
 #include "tests/faults_fail_tests.h"
 #include "tests/transcript_lines.h"
@@ -18,15 +15,8 @@ using Parameters = std::map<std::u16string, std::u16string>;
 
 struct Server {
   // The text goes behind server.machine: other devices, or a script.
-  explicit Server(const std::string& more = {}) : controller(simulation::ParseController(File() + more)) {}
-
-  static const std::string& File() {
-    static const std::string text = [] {
-      std::ifstream file(TESTS_FOLDER "/ipmi/server.machine");
-      return std::string(std::istreambuf_iterator<char>(file), {}) + "\n";
-    }();
-    return text;
-  }
+  explicit Server(const std::string& more = {})
+      : controller(simulation::ParseController(simulation::ReferenceController() + more)) {}
 
   Lines Run(std::uint32_t test, const Parameters& parameters = {}) {
     station.library->parameters = parameters;

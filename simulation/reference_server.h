@@ -1,0 +1,55 @@
+// The standard server: one on which every test finds what it looks for, with
+// the parameters of the station file, and the runs that do real work on it.
+// What is to hold for every test alike is tried on them.
+#pragma once
+
+#include <list>
+#include <map>
+#include <span>
+
+#include "simulation/acpi_tables.h"
+#include "simulation/flash.h"
+#include "simulation/ipmi_device.h"
+#include "simulation/manufacturing_interface.h"
+#include "simulation/network.h"
+#include "simulation/pci_bus.h"
+#include "simulation/station.h"
+
+namespace simulation {
+
+// One test, and how it differs from the station file.
+struct ReferenceRun {
+  std::uint32_t test;
+  const char* name;
+  std::map<std::u16string, std::u16string> parameters{};
+  std::vector<std::u16string> answers{};
+  // Whether firmware keeps the system GUID behind the manufacturing interface.
+  bool has_guid_store = false;
+  // The controller's answer to the OEM query.
+  std::optional<std::uint8_t> oem_code{};
+};
+
+// Every test at least once, each by all its methods that can pass: behind a
+// backplane's controller, test 39 cannot.
+std::span<const ReferenceRun> ReferenceRuns();
+
+// The FRU devices of its management controller, as a controller file.
+const std::string& ReferenceController();
+
+struct ReferenceServer {
+  explicit ReferenceServer(const ReferenceRun& run);
+
+  std::vector<std::string> Run() { return station.Run(run.test); }
+
+  const ReferenceRun& run;
+  Station station;
+  ManagementController controller;
+  IpmiDevice ipmi{station.machine, controller};
+  std::list<NetworkController> networks;
+  RootBridge root_bridge{station.machine};
+  Flash flash{station.machine};
+  AcpiDevice acpi{station.machine, {.oem_table_id = "EX-TBL 1"}};
+  std::optional<GuidStore> guid_store;
+};
+
+}  // namespace simulation
