@@ -15,11 +15,14 @@ namespace {
 
 constexpr const char16_t* kVersion = u"1.0";
 
+// An error leaves the driver where it is: what others hold must not go away
+// under them.
 EFI_STATUS EFIAPI Unload(EFI_HANDLE image) {
   if (state == nullptr) return EFI_SUCCESS;
-  EndBridge(state->bridge);
+  if (const EFI_STATUS status = EndBridge(state->bridge); EFI_ERROR(status)) return status;
   if (state->provider != nullptr) {
-    platform::UninstallInterface(state->provider, kTestLibraryProtocolGuid, &state->table);
+    const EFI_STATUS status = platform::UninstallInterface(state->provider, kTestLibraryProtocolGuid, &state->table);
+    if (EFI_ERROR(status)) return status;
   }
   ForgetVerdict(image);
   platform::ReleaseBlock(state);

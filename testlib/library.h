@@ -10,6 +10,6 @@ void FillTable(TestLibrary& table);
 
 // Makes the start of an application safe: an earlier verdict is gone, and the
 // table is as it was installed, whatever a crashed module left in it.
-void PrepareForApplication(EFI_HANDLE image);
+void PrepareForApplication();
 
 }  // namespace testlib

@@ -52,9 +52,13 @@ constexpr ShellEnvironment kEnvironment = {
     .FreeFileList = FreeNoFiles,
 };
 
-void Free(ShellBridge::Slot& slot) {
-  platform::UninstallInterface(slot.image, kShellInterfaceProtocolGuid, &slot.interface);
+// Gives false when somebody still holds the interface: the slot has to stay
+// what it is then.
+bool Free(ShellBridge::Slot& slot) {
+  const EFI_STATUS status = platform::UninstallInterface(slot.image, kShellInterfaceProtocolGuid, &slot.interface);
+  if (status == EFI_ACCESS_DENIED) return false;
   slot = {};
+  return true;
 }
 
 // An application that ended without a word left only our interface on its
@@ -96,11 +100,11 @@ void OfferInterface(ShellBridge& bridge, EFI_HANDLE image) {
 }
 
 void EFIAPI OnShellParameters(EFI_EVENT, void*) {
+  // First, and whatever fails behind it: an application that then cannot start
+  // must not leave the verdict of the one before.
+  application_started();
   SweepEndedApplications(*active);
-  while (const EFI_HANDLE image = platform::NextWatchedHandle(active->watch)) {
-    application_started(image);
-    OfferInterface(*active, image);
-  }
+  while (const EFI_HANDLE image = platform::NextWatchedHandle(active->watch)) OfferInterface(*active, image);
 }
 
 bool ShellHasOldProtocols() {
@@ -129,13 +133,18 @@ void EndInterface(ShellBridge& bridge, EFI_HANDLE image) {
   if (ShellBridge::Slot* const slot = FindSlot(bridge, image); slot != nullptr) Free(*slot);
 }
 
-void EndBridge(ShellBridge& bridge) {
-  platform::EndWatch(&bridge.watch);
-  for (ShellBridge::Slot& slot : bridge.slots) EndInterface(bridge, slot.image);
+EFI_STATUS EndBridge(ShellBridge& bridge) {
+  for (ShellBridge::Slot& slot : bridge.slots) {
+    if (slot.image != nullptr && !Free(slot)) return EFI_ACCESS_DENIED;
+  }
   if (bridge.provider != nullptr) {
-    platform::UninstallInterface(bridge.provider, kShellEnvironmentProtocolGuid, &bridge.environment);
+    const EFI_STATUS status =
+        platform::UninstallInterface(bridge.provider, kShellEnvironmentProtocolGuid, &bridge.environment);
+    if (EFI_ERROR(status)) return status;
   }
   bridge.provider = nullptr;
+  platform::EndWatch(&bridge.watch);
+  return EFI_SUCCESS;
 }
 
 }  // namespace testlib

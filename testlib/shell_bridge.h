@@ -25,7 +25,7 @@ struct ShellBridge {
 };
 
 // What is done whenever the shell starts an application.
-using ApplicationStarted = void (*)(EFI_HANDLE image);
+using ApplicationStarted = void (*)();
 
 // Puts the shell environment on `provider` and watches for applications. Where
 // the shell has the old protocols itself nothing is installed.
@@ -34,7 +34,8 @@ EFI_STATUS StartBridge(ShellBridge& bridge, EFI_HANDLE provider, ApplicationStar
 // Takes the shell interface off an image.
 void EndInterface(ShellBridge& bridge, EFI_HANDLE image);
 
-// Takes everything back.
-void EndBridge(ShellBridge& bridge);
+// Takes everything back; an error when somebody still holds part of it. The
+// bridge then has to stay in memory, and this may be tried again.
+EFI_STATUS EndBridge(ShellBridge& bridge);
 
 }  // namespace testlib
