@@ -1,8 +1,9 @@
 #include <optional>
 
-#include "simulation/acpi_tables.h"
-#include "simulation/pci_bus.h"
-#include "tests/ipmi/server.h"
+#include "simulation/reference_server.h"
+#include "simulation/text.h"
+#include "tests/faults_fail_tests.h"
+#include "tests/transcript_lines.h"
 
 namespace {
 
@@ -356,44 +357,19 @@ TEST(Autosense, ABareMachineLosesEverythingButDisplays) {
   EXPECT_EQ(Lines(lines.end() - 2, lines.end()), (Lines{Log(R"(\n)"), "EndTest"}));
 }
 
-// Everything that a probe may ask for.
-const Parameters kProbeParameters = {{u"READ_GUID_METHOD", u"SMBIOS"},
-                                     {u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"},
-                                     {u"MACADDR00", u"0x001122"},
-                                     {u"MARWICK_GUID_NAME", u"MfgSystemUuid"},
-                                     {u"1394_DEVICE_ID", u"0x8023"},
-                                     {u"1394_VENDOR_ID", u"0x104C"},
-                                     {u"1394_GUID_NAME", u"Mfg1394Uuid"},
-                                     {u"MFG_DATE", u"2020/01/01"},
-                                     {u"SYS_BD_MFG_DATE", u"2020/01/01"},
-                                     {u"SYS_BD_FRU_ID", u"0"},
-                                     {u"HSBP", u"0"}};
-
-SmbiosTable CompleteTable() {
-  SmbiosTable table;
-  table.Add(0, 0, {1, 2, 0, 0xE8, 3}, {"Makers", "1.0", "04/01/2014"});
-  // A version 1 GUID, made in 2010, of the list's first OUI.
-  table.Add(1, 0x100, {1, 2, 3, 4, 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0x11, 0xDF, 0x8A, 0xBC, 0, 0x11, 0x22, 3, 4, 5},
-            {"ACME", "Server", "PN", "SN"});
-  Identity{kBoard, {"ACME", "Board", "PN", "SN"}, {1, 2, 3, 4}}.AddTo(table);
-  Identity{kChassis, {"ACME", "PN", "SN", "TAG"}, {1, 2, 3, 4}}.AddTo(table);
-  return table.Add(11, 0xB00, {1}, {"BUILD"}).Add(15, 0xF00, {});
-}
+// A server on which everything is found, with its GUID in a variable.
+const simulation::ReferenceRun kComplete = {
+    0, "", {{u"MARWICK_GUID_NAME", u"MfgSystemUuid"}, {u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}}};
 
 TEST(Autosense, ACompleteMachineLosesOnlyTheOtherWayOfWritingItsGuid) {
-  Server server;
-  server.station.smbios = CompleteTable();
-  server.station.kept_blocks = 0;
-  const simulation::AcpiDevice acpi(server.station.machine);
-  simulation::RootBridge bridge(server.station.machine);
-  bridge.AddFunction(0x01030000, 0x104C, 0x8023);
-  const Lines lines = server.Run(0, kProbeParameters);
+  simulation::ReferenceServer server(kComplete);
+  const Lines lines = server.Run();
   EXPECT_EQ(Only({"RemoveSubtest", "ReportError"}, lines), (Lines{Remove(28), Remove(29), Remove(30)}));
   EXPECT_EQ(Only({R"(LogMessage "Autosense)"}, lines),
             (Lines{Log(R"(Autosense():: Verifying GUID from SMBIOS\r\n)"),
                    Log(R"(Autosense():: Marwick product being identified, removing subtests 28, 29 & 30.\r\n)")}));
-  for (const char* line : {R"(SetResultString "BIOS_ID" "1.0")", R"(SetResultString "OEM_TABLE_ID" "SERVER")",
-                           R"(SetResultString "OEM_BIOS_String" "BUILD")"}) {
+  for (const char* line : {R"(SetResultString "BIOS_ID" "R01.00x64")", R"(SetResultString "OEM_TABLE_ID" "EXTBL1")",
+                           R"(SetResultString "OEM_BIOS_String" "BUILD 7")"}) {
     EXPECT_EQ(std::ranges::count(lines, line), 1) << line;
   }
 }
@@ -407,14 +383,9 @@ TEST(Autosense, EachProbeStandsForItself) {
   };
   for (const auto& [missing, test] : parameters) {
     SCOPED_TRACE(Readable(missing));
-    Server server;
-    server.station.smbios = CompleteTable();
-    const simulation::AcpiDevice acpi(server.station.machine);
-    simulation::RootBridge bridge(server.station.machine);
-    bridge.AddFunction(0x01030000, 0x104C, 0x8023);
-    Parameters parameters_left = kProbeParameters;
-    parameters_left.erase(missing);
-    Lines removed = Only({"RemoveSubtest"}, server.Run(0, parameters_left));
+    simulation::ReferenceServer server(kComplete);
+    server.station.library->parameters.erase(missing);
+    const Lines removed = Only({"RemoveSubtest"}, server.Run());
     Lines expected;
     for (const unsigned number : {14u, 31u, 28u, 29u, 30u, 33u, 38u, 39u}) {
       const bool is_other_way = number >= 28 && number <= 30;
@@ -438,13 +409,13 @@ TEST(Autosense, QuotesTheReasonOfTheGuidsProbe) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.reason);
-    Server server;
-    server.station.smbios = CompleteTable();
-    Parameters parameters = kProbeParameters;
+    simulation::ReferenceServer server(kComplete);
+    server.networks.clear();
+    auto& parameters = server.station.library->parameters;
     parameters[u"MACADDR00"] = u"0x123456";
     parameters.erase(u"VERIFY_MACADDR_AGAINST");
     if (c.method != nullptr) parameters[u"VERIFY_MACADDR_AGAINST"] = c.method;
-    EXPECT_EQ(Only({R"(LogMessage "Autosense():: Guid not valid)"}, server.Run(0, parameters)),
+    EXPECT_EQ(Only({R"(LogMessage "Autosense():: Guid not valid)"}, server.Run()),
               Lines{Log(std::string(R"(Autosense():: Guid not valid, removing subtest 14.\n)") + c.reason + R"(\n)")});
   }
 }
