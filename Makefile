@@ -16,7 +16,7 @@ SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage format lint setup clean \
+.PHONY: help run test efi image coverage faults format lint setup clean \
         check-format check-images check-host check-firmware
 .NOTPARALLEL:
 
@@ -46,6 +46,10 @@ coverage: setup-coverage build-coverage ## line coverage of the host tests, in b
 	@mkdir -p build/coverage/report
 	@gcovr --root . --filter '$(subst $() ,|,$(addsuffix /,$(filter-out simulation tests fuzz bench,$(CODE))))' \
 	  --object-directory build/coverage --html-details build/coverage/report/index.html --txt
+
+faults: setup-test configure-host ## every call of the platform failing in turn, in every test; about a minute
+	@cmake --build build/host -j $(JOBS) --target fault_tests
+	@FAULTS=all build/host/fault_tests --gtest_brief=1
 
 format: setup-test ## lays out the C++ sources
 	@clang-format -i $(SOURCES)

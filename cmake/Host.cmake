@@ -101,7 +101,10 @@ add_host_tests(guid_tests guid net pci)
 add_host_tests(testlib_tests testlib)
 add_host_tests(ipmi_tests ipmi)
 add_host_tests(driver_tests drivers)
-target_link_libraries(driver_tests PRIVATE host_ipmi_kcs)
+add_host_tests(fault_tests faults)
+foreach(tests driver_tests fault_tests)
+  target_link_libraries(${tests} PRIVATE host_ipmi_kcs)
+endforeach()
 
 find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
 add_test(NAME FruImages.AreReadByIpmitool

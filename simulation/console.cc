@@ -3,6 +3,7 @@
 #include <array>
 
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 #include "simulation/machine.h"
 
 namespace simulation {
@@ -16,16 +17,19 @@ static_assert(kNamesEverySlot<kOutputNames, offsetof(SIMPLE_TEXT_OUTPUT_INTERFAC
 static_assert(kNamesEverySlot<kInputNames, offsetof(SIMPLE_INPUT_INTERFACE, WaitForKey)>);
 
 EFI_STATUS EFIAPI OutputString(SIMPLE_TEXT_OUTPUT_INTERFACE*, CHAR16* text) {
+  if (Fails("OutputString")) return EFI_DEVICE_ERROR;
   Machine::Current().console.written += AsText(text);
   return EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI SetAttribute(SIMPLE_TEXT_OUTPUT_INTERFACE* output, UINTN attribute) {
+  if (Fails("SetAttribute")) return EFI_DEVICE_ERROR;
   output->Mode->Attribute = static_cast<INT32>(attribute);
   return EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI ReadKeyStroke(SIMPLE_INPUT_INTERFACE*, EFI_INPUT_KEY* key) {
+  if (Fails("ReadKeyStroke")) return EFI_DEVICE_ERROR;
   auto& keys = Machine::Current().console.keys;
   if (keys.empty()) return EFI_NOT_READY;
   *key = {.ScanCode = 0, .UnicodeChar = keys.front()};

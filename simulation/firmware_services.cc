@@ -4,7 +4,9 @@
 #include <array>
 #include <stdexcept>
 
+#include "simulation/injection.h"
 #include "simulation/machine.h"
+#include "simulation/text.h"
 
 namespace simulation {
 namespace {
@@ -81,17 +83,19 @@ void Note(Service service, const EFI_GUID* protocol) {
 }
 
 EFI_STATUS EFIAPI AllocatePages(EFI_ALLOCATE_TYPE type, EFI_MEMORY_TYPE, UINTN count, EFI_PHYSICAL_ADDRESS* address) {
-  return Pool().AllocatePages(type, count, address);
+  return Fails("AllocatePages") ? EFI_OUT_OF_RESOURCES : Pool().AllocatePages(type, count, address);
 }
 
 EFI_STATUS EFIAPI FreePages(EFI_PHYSICAL_ADDRESS address, UINTN count) { return Pool().FreePages(address, count); }
 
-EFI_STATUS EFIAPI AllocatePool(EFI_MEMORY_TYPE, UINTN size, void** block) { return Pool().AllocatePool(size, block); }
+EFI_STATUS EFIAPI AllocatePool(EFI_MEMORY_TYPE, UINTN size, void** block) {
+  return Fails("AllocatePool", Widen(std::to_string(size))) ? EFI_OUT_OF_RESOURCES : Pool().AllocatePool(size, block);
+}
 
 EFI_STATUS EFIAPI FreePool(void* block) { return Pool().FreePool(block); }
 
 EFI_STATUS EFIAPI CreateEvent(UINT32 type, EFI_TPL, EFI_EVENT_NOTIFY notify, void* context, EFI_EVENT* event) {
-  return Handles().CreateEvent(type, notify, context, event);
+  return Fails("CreateEvent") ? EFI_OUT_OF_RESOURCES : Handles().CreateEvent(type, notify, context, event);
 }
 
 EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) { return Handles().CloseEvent(event); }
@@ -108,17 +112,19 @@ EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
 
 EFI_STATUS EFIAPI InstallProtocolInterface(EFI_HANDLE* handle, EFI_GUID* protocol, EFI_INTERFACE_TYPE,
                                            void* interface) {
+  if (Fails("InstallProtocolInterface", *protocol)) return EFI_OUT_OF_RESOURCES;
   return Handles().Install(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI UninstallProtocolInterface(EFI_HANDLE handle, EFI_GUID* protocol, void* interface) {
+  if (Fails("UninstallProtocolInterface", *protocol)) return EFI_ACCESS_DENIED;
   return Handles().Uninstall(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE* handle, ...) {
   __builtin_ms_va_list arguments;
   __builtin_ms_va_start(arguments, handle);
-  EFI_STATUS status = EFI_SUCCESS;
+  EFI_STATUS status = Fails("InstallMultipleProtocolInterfaces") ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
   while (!EFI_ERROR(status)) {
     const auto* const protocol = __builtin_va_arg(arguments, const EFI_GUID*);
     if (protocol == nullptr) break;
@@ -131,7 +137,7 @@ EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE* handle, ...) {
 EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, ...) {
   __builtin_ms_va_list arguments;
   __builtin_ms_va_start(arguments, handle);
-  EFI_STATUS status = EFI_SUCCESS;
+  EFI_STATUS status = Fails("UninstallMultipleProtocolInterfaces") ? EFI_ACCESS_DENIED : EFI_SUCCESS;
   while (!EFI_ERROR(status)) {
     const auto* const protocol = __builtin_va_arg(arguments, const EFI_GUID*);
     if (protocol == nullptr) break;
@@ -143,16 +149,19 @@ EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, ...) {
 
 EFI_STATUS EFIAPI HandleProtocol(EFI_HANDLE handle, EFI_GUID* protocol, void** interface) {
   Note(Service::kHandleProtocol, protocol);
+  if (Fails("HandleProtocol", *protocol)) return EFI_UNSUPPORTED;
   return Handles().Interface(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI OpenProtocol(EFI_HANDLE handle, EFI_GUID* protocol, void** interface, EFI_HANDLE, EFI_HANDLE,
                                UINT32 attributes) {
   if (attributes != EFI_OPEN_PROTOCOL_GET_PROTOCOL) Fault("OpenProtocol for more than getting the interface");
+  if (Fails("OpenProtocol", *protocol)) return EFI_UNSUPPORTED;
   return Handles().Interface(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI RegisterProtocolNotify(EFI_GUID* protocol, EFI_EVENT event, void** registration) {
+  if (Fails("RegisterProtocolNotify", *protocol)) return EFI_OUT_OF_RESOURCES;
   return Handles().Register(*protocol, event, registration);
 }
 
@@ -173,6 +182,7 @@ EFI_STATUS LocateNotified(void* registration, UINTN* size, EFI_HANDLE* buffer) {
 EFI_STATUS EFIAPI LocateHandle(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void* key, UINTN* size,
                                EFI_HANDLE* buffer) {
   Note(Service::kLocateHandle, protocol);
+  if (Fails("LocateHandle", protocol == nullptr ? EFI_GUID{} : *protocol)) return EFI_NOT_FOUND;
   if (type == ByRegisterNotify) return LocateNotified(key, size, buffer);
   const std::vector<EFI_HANDLE> found = Search(type, protocol);
   if (found.empty()) return EFI_NOT_FOUND;
@@ -186,6 +196,7 @@ EFI_STATUS EFIAPI LocateHandle(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, 
 
 EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void*, UINTN* count,
                                      EFI_HANDLE** buffer) {
+  if (Fails("LocateHandleBuffer", protocol == nullptr ? EFI_GUID{} : *protocol)) return EFI_OUT_OF_RESOURCES;
   const Machine& machine = Machine::Current();
   if (protocol != nullptr && machine.before_search) machine.before_search(*protocol);
   if (protocol != nullptr && SameGuid(*protocol, machine.found_nowhere)) {
@@ -204,6 +215,7 @@ EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* prot
 }
 
 EFI_STATUS EFIAPI LocateProtocol(EFI_GUID* protocol, void*, void** interface) {
+  if (Fails("LocateProtocol", *protocol)) return EFI_NOT_FOUND;
   const std::vector<EFI_HANDLE> found = Handles().Handles(protocol);
   return found.empty() ? EFI_NOT_FOUND : Handles().Interface(found.front(), *protocol, interface);
 }
@@ -219,19 +231,24 @@ EFI_STATUS EFIAPI Stall(UINTN microseconds) {
 }
 
 EFI_STATUS EFIAPI GetTime(EFI_TIME* time, EFI_TIME_CAPABILITIES*) {
+  if (Fails("GetTime")) return EFI_DEVICE_ERROR;
   *time = Machine::Current().time;
   return EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI GetVariable(CHAR16* name, EFI_GUID* vendor, UINT32* attributes, UINTN* size, void* data) {
+  if (Fails("GetVariable", AsText(name))) return EFI_DEVICE_ERROR;
   return Variables().Get(name, *vendor, attributes, size, data);
 }
 
 EFI_STATUS EFIAPI GetNextVariableName(UINTN* size, CHAR16* name, EFI_GUID* vendor) {
+  if (Fails("GetNextVariableName")) return EFI_DEVICE_ERROR;
   return Variables().Next(size, name, vendor);
 }
 
 EFI_STATUS EFIAPI SetVariable(CHAR16* name, EFI_GUID* vendor, UINT32 attributes, UINTN size, void* data) {
+  Machine::Current().NoteWrite("SetVariable");
+  if (Fails("SetVariable", AsText(name))) return EFI_OUT_OF_RESOURCES;
   return Variables().Set(name, *vendor, attributes, size, data);
 }
 

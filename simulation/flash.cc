@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 #include "simulation/pci_bus.h"
 
 namespace simulation {
@@ -53,10 +54,12 @@ void Flash::Program(std::size_t offset, std::span<const std::uint8_t> bytes) {
 }
 
 void Flash::Serve(std::uint8_t* page) {
+  const bool is_erase = IsErase(page);
+  machine_.NoteWrite(is_erase ? "flash erase" : "flash write");
   requests.emplace_back(page, page + EFI_PAGE_SIZE);
   if (Field<std::uint32_t>(page, 0) != Address()) return Fault("a request for another flash block");
-  const bool is_erase = IsErase(page);
-  const std::uint64_t status = is_erase ? erase_status : write_status;
+  std::uint64_t status = is_erase ? erase_status : write_status;
+  if (Fails(is_erase ? "flash erase" : "flash write")) status = EFI_DEVICE_ERROR;
   if (status == 0 && is_erase) {
     Program(0, std::vector<std::uint8_t>(kBlockBytes, 0xFF));
   } else if (status == 0) {

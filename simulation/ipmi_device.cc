@@ -5,12 +5,14 @@
 #include <utility>
 
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 
 namespace simulation {
 namespace {
 
 using Manner = IpmiAnswer::Manner;
 
+constexpr std::uint8_t kUnspecified = 0xFF;
 constexpr std::size_t kMostRequestBytes = 300;
 constexpr std::size_t kHeaderOutput = 8;
 
@@ -47,6 +49,11 @@ IpmiDevice::~IpmiDevice() {
 }
 
 EFI_STATUS IpmiDevice::Send(const IpmiRequest& request) {
+  constexpr std::uint8_t kStorage = 0x0A;
+  constexpr std::uint8_t kWriteFruData = 0x12;
+  if (request.net_function == kStorage && request.command == kWriteFruData) machine_.NoteWrite("Write FRU Data");
+  answer_.reset();
+  if (Fails("SendIpmiRequest")) return EFI_DEVICE_ERROR;
   answer_ = controller_.Answer(request);
   if (answer_->manner == Manner::kRefusal || answer_->manner == Manner::kHangUp) {
     answer_.reset();
@@ -58,7 +65,9 @@ EFI_STATUS IpmiDevice::Send(const IpmiRequest& request) {
 EFI_STATUS IpmiDevice::Receive(std::uint8_t* completion_code, std::uint8_t* response, std::uint32_t* length) {
   if (!answer_) Fault("a response was asked for without a request");
   capacities.push_back(*length);
-  const IpmiAnswer answer = *std::exchange(answer_, std::nullopt);
+  IpmiAnswer answer = *std::exchange(answer_, std::nullopt);
+  if (Fails("ReceiveIpmiResponse")) return EFI_DEVICE_ERROR;
+  if (Fails("IPMI command")) answer = {.completion_code = kUnspecified};
   if (answer.manner == Manner::kSilence) return EFI_TIMEOUT;
   *completion_code = answer.completion_code;
   std::copy_n(answer.data.begin(), std::min<std::size_t>(*length, answer.data.size()), response);

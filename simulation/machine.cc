@@ -45,6 +45,11 @@ void Machine::AddConfigurationTable(const EFI_GUID& guid, void* table) {
   system_table.NumberOfTableEntries = configuration_tables_.size();
 }
 
+void Machine::NoteWrite(const char* what) {
+  writes.push_back(what);
+  if (has_failed_check) Fault(std::string(what) + " after a failed check");
+}
+
 EFI_HANDLE Machine::LoadImage() {
   EFI_LOADED_IMAGE& loaded = loaded_images_.emplace_back();
   loaded.Revision = EFI_LOADED_IMAGE_PROTOCOL_REVISION;
@@ -55,6 +60,8 @@ EFI_HANDLE Machine::LoadImage() {
 
 ImageEnd Machine::StartImage(EFI_HANDLE image, ImageEntry entry) {
   ForgetEarlierImage();
+  steps = 0;
+  has_failed_check = false;
   try {
     return {entry(image, &system_table), false};
   } catch (const ImageExit& exit) {

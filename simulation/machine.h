@@ -6,11 +6,13 @@
 
 #include <functional>
 #include <list>
+#include <string>
 #include <vector>
 
 #include "platform/efi.h"
 #include "simulation/console.h"
 #include "simulation/handle_database.h"
+#include "simulation/injection.h"
 #include "simulation/memory.h"
 #include "simulation/variables.h"
 
@@ -58,6 +60,14 @@ struct Machine {
   EFI_TIME time{};
   std::uint64_t stalled_microseconds = 0;
   std::vector<ProtocolCall> protocol_calls;
+  Injection injection;
+  // Of the running image: calls of the platform and of the test library.
+  std::uint64_t steps = 0;
+  // What was asked to change the machine, in its order. After a failed check of
+  // the run that is a fault: a machine that was found wrong keeps what it holds.
+  void NoteWrite(const char* what);
+  std::vector<std::string> writes;
+  bool has_failed_check = false;
   // Runs before every search for all handles with a protocol: some firmware
   // works while it is called.
   std::function<void(const EFI_GUID& protocol)> before_search;

@@ -7,6 +7,7 @@
 
 #include "platform/protocols/shell.h"
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 
 namespace simulation {
 namespace {
@@ -65,12 +66,14 @@ std::list<OpenFile> open_files;
 std::map<std::u16string, std::u16string> given_values;
 
 EFI_STATUS EFIAPI Execute(EFI_HANDLE*, CHAR16* line, CHAR16**, EFI_STATUS* status) {
+  if (Fails("Shell Execute")) return EFI_DEVICE_ERROR;
   current->commands.push_back(AsText(line));
   if (status != nullptr) *status = current->command_status;
   return EFI_SUCCESS;
 }
 
 const CHAR16* EFIAPI GetEnv(const CHAR16* name) {
+  if (Fails("Shell GetEnv", AsText(name))) return nullptr;
   const Variable* const variable = Machine::Current().variables.Find(AsText(name), kShellVariableGuid);
   if (variable == nullptr) return nullptr;
   std::u16string& value = given_values[AsText(name)];
@@ -80,6 +83,7 @@ const CHAR16* EFIAPI GetEnv(const CHAR16* name) {
 }
 
 EFI_STATUS EFIAPI SetEnv(const CHAR16* name, const CHAR16* value, BOOLEAN is_volatile) {
+  if (Fails("Shell SetEnv", AsText(name))) return EFI_OUT_OF_RESOURCES;
   const std::vector<std::uint8_t> data = TextData(AsText(value));
   const UINT32 attributes = EFI_VARIABLE_BOOTSERVICE_ACCESS | (is_volatile ? 0 : EFI_VARIABLE_NON_VOLATILE);
   return Machine::Current().variables.Set(name, kShellVariableGuid, attributes, data.size(), data.data());
@@ -94,6 +98,7 @@ OpenFile* Opened(SHELL_FILE_HANDLE handle) {
 
 EFI_STATUS EFIAPI OpenFileByName(const CHAR16* name, SHELL_FILE_HANDLE* handle, UINT64 mode) {
   if (mode != EFI_FILE_MODE_READ) Fault("a file was opened for more than reading");
+  if (Fails("Shell OpenFileByName", AsText(name))) return EFI_DEVICE_ERROR;
   const auto found = current->files.find(AsText(name));
   if (found == current->files.end()) return EFI_NOT_FOUND;
   *handle = &open_files.emplace_back(OpenFile{&found->second});
@@ -109,6 +114,7 @@ EFI_STATUS EFIAPI CloseFile(SHELL_FILE_HANDLE handle) {
 EFI_STATUS EFIAPI ReadFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) {
   OpenFile* const file = Opened(handle);
   if (file == nullptr) return EFI_INVALID_PARAMETER;
+  if (Fails("Shell ReadFile")) return EFI_DEVICE_ERROR;
   *size = std::min(*size, file->content->size() - file->position);
   std::copy_n(file->content->data() + file->position, *size, static_cast<std::uint8_t*>(buffer));
   file->position += *size;
@@ -118,6 +124,7 @@ EFI_STATUS EFIAPI ReadFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) 
 EFI_STATUS EFIAPI GetFileSize(SHELL_FILE_HANDLE handle, UINT64* size) {
   const OpenFile* const file = Opened(handle);
   if (file == nullptr) return EFI_INVALID_PARAMETER;
+  if (Fails("Shell GetFileSize")) return EFI_DEVICE_ERROR;
   *size = file->content->size();
   return EFI_SUCCESS;
 }
@@ -125,7 +132,7 @@ EFI_STATUS EFIAPI GetFileSize(SHELL_FILE_HANDLE handle, UINT64* size) {
 // The caller gives the block back to the pool.
 EFI_FILE_INFO* EFIAPI GetFileInfo(SHELL_FILE_HANDLE handle) {
   const OpenFile* const file = Opened(handle);
-  if (file == nullptr) return nullptr;
+  if (file == nullptr || Fails("Shell GetFileInfo")) return nullptr;
   void* block = nullptr;
   Machine::Current().memory.AllocatePool(sizeof(EFI_FILE_INFO), &block);
   auto* const info = new (block) EFI_FILE_INFO{};

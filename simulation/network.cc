@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 
 namespace simulation {
 namespace {
@@ -17,6 +18,7 @@ static_assert(
     kNamesEverySlot<kNames, offsetof(EFI_SIMPLE_NETWORK, WaitForPacket) - offsetof(EFI_SIMPLE_NETWORK, Start)>);
 
 EFI_STATUS EFIAPI Start(EFI_SIMPLE_NETWORK* self) {
+  if (Fails("SimpleNetwork Start")) return EFI_DEVICE_ERROR;
   auto& controller = *static_cast<NetworkController*>(self);
   if (controller.mode.State != EfiSimpleNetworkStopped) return EFI_ALREADY_STARTED;
   if (!EFI_ERROR(controller.start_status)) controller.mode.State = EfiSimpleNetworkStarted;

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 
 namespace simulation {
 namespace {
@@ -16,6 +17,8 @@ static_assert(kNamesEverySlot<kNames, sizeof(ShellEnvironment)>);
 OldShell* current = nullptr;
 
 EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* line, BOOLEAN debug_output) {
+  Machine::Current().NoteWrite("ShellEnvironment Execute");
+  if (Fails("ShellEnvironment Execute")) return EFI_DEVICE_ERROR;
   current->commands.push_back({*parent, line, debug_output != FALSE});
   return current->command_status;
 }

@@ -7,6 +7,7 @@
 
 #include "platform/format.h"
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 #include "simulation/text.h"
 #include "testlib/transcript.h"
 
@@ -23,16 +24,20 @@ static_assert(kNamesEverySlot<kNames, sizeof(TestLibrary)>);
 
 constexpr TestLibraryStatus kNoSuchParameter = 1;
 constexpr TestLibraryStatus kNotANumber = 2;
+constexpr TestLibraryStatus kRefused = 7;
 constexpr UINTN kMostArguments = 64;
 
 Recorder* current = nullptr;
 
-Call& Record(Call call) { return current->calls.emplace_back(std::move(call)); }
+Call& Record(Call call) {
+  CountStep();
+  if (call.operation == Operation::kReportError) Machine::Current().has_failed_check = true;
+  return current->calls.emplace_back(std::move(call));
+}
 
 std::u16string Rendered(const char16_t* format, __builtin_ms_va_list arguments) {
-  std::u16string text(4096, u'\0');
-  text.resize(FormatVariadic(text, format, arguments));
-  return text;
+  static std::array<char16_t, 4096> text;
+  return {text.data(), FormatVariadic(text, format, arguments)};
 }
 
 TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
@@ -41,15 +46,17 @@ TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
   if (descriptor->Argc <= kMostArguments) {
     current->arguments.assign(descriptor->Argv, descriptor->Argv + descriptor->Argc);
   }
-  if (current->initialize_status == kTestLibrarySuccess) descriptor->SelectedTest = current->selected_test;
-  Record({.operation = Operation::kInitialize, .number = current->selected_test, .status = current->initialize_status});
-  return current->initialize_status;
+  const TestLibraryStatus status = Fails("Initialize") ? kRefused : current->initialize_status;
+  if (status == kTestLibrarySuccess) descriptor->SelectedTest = current->selected_test;
+  Record({.operation = Operation::kInitialize, .number = current->selected_test, .status = status});
+  return status;
 }
 
 void EFIAPI Delay(std::uint32_t milliseconds) { Record({.operation = Operation::kDelay, .number = milliseconds}); }
 
 // What the library answers before it looks at the value.
 TestLibraryStatus ParameterStatus(const std::u16string& name) {
+  if (Fails("parameter", name)) return kNoSuchParameter;
   const auto status = current->parameter_statuses.find(name);
   if (status != current->parameter_statuses.end()) return status->second;
   return current->parameters.contains(name) ? kTestLibrarySuccess : kNoSuchParameter;
@@ -115,6 +122,7 @@ void EFIAPI Prompt(const char16_t* text) { Record({.operation = Operation::kProm
 
 void EFIAPI ReadInput(char16_t* answer, UINTN maximum, UINTN flags) {
   Call& call = Record({.operation = Operation::kReadInput, .number = maximum, .flags = flags});
+  if (Fails("ReadInput")) return;
   if (current->answers.empty()) {
     Fault("ReadInput, and no answer is left");
   } else {

@@ -26,6 +26,8 @@ constexpr EFI_GUID kGlobalVariableGuid = EFI_GLOBAL_VARIABLE;
 constexpr EFI_GUID kOldShellVariableGuid = {
     0x47C7B224, 0xC42A, 0x11D2, {0x8E, 0x57, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B}};
 
+constexpr EFI_GUID kMfgVariableGuid = {0xEC87D643, 0xEBA4, 0x4BB5, {0xA1, 0xE5, 0x3F, 0x3E, 0x36, 0xB2, 0x0D, 0xA9}};
+
 constexpr std::uint32_t kLogAddress = 0xFED10000;
 constexpr std::uint8_t kLogStart = 0x10;
 constexpr std::array<std::uint8_t, 16> kLoggedEvent = {0x01, 0x10, 0x26, 0x11, 0x21, 0x07, 0x59, 0x01,
@@ -116,6 +118,9 @@ void AddMemory(SmbiosTable& table) {
 void AddVariables(VariableStore& variables) {
   variables.Add(u"Nic2MacAddress", TextData(u"001122334456"), kGlobalVariableGuid);
   variables.Add(u"Mfg1394Uuid", TextData(kEui64), kOldShellVariableGuid);
+  // A board that was programmed before.
+  variables.Add(u"MfgSystemUuid", Bytes(16, 0xEE), kMfgVariableGuid);
+  variables.Add(u"Mfg1394Uuid", Bytes(8, 0xEE), kMfgVariableGuid);
   variables.Add(u"SERIAL", TextData(u"SN-0000001"));
   variables.Add(u"PLANE", TextData(u"SAS Plane X8"));
   variables.Add(u"PLANE_SERIAL", TextData(u"HSN-00000005"));
@@ -203,8 +208,9 @@ const std::string& ReferenceController() {
   return text;
 }
 
-ReferenceServer::ReferenceServer(const ReferenceRun& wanted)
-    : run(wanted), controller(ParseController(ReferenceController())) {
+ReferenceServer::ReferenceServer(const ReferenceRun& wanted) : run(wanted) {
+  static const ManagementController parsed = ParseController(ReferenceController());
+  controller = parsed;
   AddIdentity(station.smbios);
   AddEventLog(station.smbios, root_bridge);
   AddMemory(station.smbios);

@@ -14,6 +14,10 @@
 
 namespace simulation {
 
+// Every image starts with its globals as the linker laid them out: the module's
+// before a run.
+void ForgetEarlierRun();
+
 // Devices may be taken away or changed before the first run.
 struct Station {
   Station();

@@ -16,8 +16,12 @@ std::u16string Widen(std::string_view text) {
 std::string Readable(std::u16string_view text) {
   std::string readable;
   for (const char16_t c : text) {
+    if (c >= 0x20 && c <= 0x7E) {
+      readable += static_cast<char>(c);
+      continue;
+    }
     std::array<char, 8> escape{};
-    std::snprintf(escape.data(), escape.size(), c >= 0x20 && c <= 0x7E ? "%c" : "\\u%04X", c);
+    std::snprintf(escape.data(), escape.size(), "\\u%04X", c);
     readable += escape.data();
   }
   return readable;
