@@ -47,6 +47,7 @@ TestLibraryStatus ReadNumber(const char16_t* name, std::uint32_t* value) {
 
 TestLibraryStatus EFIAPI GetParamNumber(const char16_t* name, std::uint32_t* value) {
   const TestLibraryStatus status = ReadNumber(name, value);
+  if (!Tracing()) return status;
   TranscriptLine& line = BeginTrace(u"GetParamNumber ");
   AppendQuoted(line, name);
   AppendPlain(line, u" -> ");
@@ -62,6 +63,7 @@ TestLibraryStatus EFIAPI GetParamNumber(const char16_t* name, std::uint32_t* val
 TestLibraryStatus EFIAPI GetParamString(const char16_t* name, char16_t* value, UINTN maximum) {
   const Parameter* const parameter = Find(state->parameters, name);
   const TestLibraryStatus status = parameter == nullptr ? kNotFound : CopyValue(*parameter, value, maximum);
+  if (!Tracing()) return status;
   TranscriptLine& line = BeginTrace(u"GetParamString ");
   AppendQuoted(line, name);
   AppendPlain(line, u" ");
@@ -85,20 +87,24 @@ void Keep(const char16_t* key, const char16_t* value) {
 void EFIAPI SetResultNumber(const char16_t* key, UINTN value) {
   std::array<char16_t, 24> text;
   FormatText(text, "%lu", value);
-  TranscriptLine& line = BeginTrace(u"SetResultNumber ");
-  AppendQuoted(line, key);
-  AppendPlain(line, u" ");
-  AppendDecimal(line, value);
-  EndTrace();
+  if (Tracing()) {
+    TranscriptLine& line = BeginTrace(u"SetResultNumber ");
+    AppendQuoted(line, key);
+    AppendPlain(line, u" ");
+    AppendDecimal(line, value);
+    EndTrace();
+  }
   Keep(key, text.data());
 }
 
 void EFIAPI SetResultString(const char16_t* key, const char16_t* value) {
-  TranscriptLine& line = BeginTrace(u"SetResultString ");
-  AppendQuoted(line, key);
-  AppendPlain(line, u" ");
-  AppendQuoted(line, value);
-  EndTrace();
+  if (Tracing()) {
+    TranscriptLine& line = BeginTrace(u"SetResultString ");
+    AppendQuoted(line, key);
+    AppendPlain(line, u" ");
+    AppendQuoted(line, value);
+    EndTrace();
+  }
   Keep(key, value);
 }
 
@@ -128,12 +134,15 @@ void EFIAPI DisplayPrint(const char16_t* format, ...) {
 }
 
 void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
+  const bool is_shown = (mask & state->command_line.debug_mask) != 0;
+  // Most of what a test says, and on the line for nobody.
+  if (!is_shown && !Tracing()) return;
   __builtin_ms_va_list arguments;
   __builtin_ms_va_start(arguments, format);
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"DebugPrint ", mask, state->message.data());
-  if ((mask & state->command_line.debug_mask) != 0) Show(state->message.data(), Colour::kQuiet);
+  if (is_shown) Show(state->message.data(), Colour::kQuiet);
 }
 
 void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {

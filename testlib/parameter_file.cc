@@ -83,7 +83,15 @@ char16_t TakeUtf8(TextReader& reader) {
   return Refuse(reader, u"expected UTF-8 text, found other bytes");
 }
 
+bool IsPlainAscii(std::uint8_t byte) { return byte >= ' ' && byte < 0x7F; }
+
 char16_t TakeCharacter(TextReader& reader) {
+  // Nearly all of a file, which is read anew for every run.
+  if (reader.encoding == Encoding::kUtf8 && IsPlainAscii(reader.rest[0])) {
+    const char16_t c = reader.rest[0];
+    reader.rest = reader.rest.subspan(1);
+    return c;
+  }
   const char16_t c = reader.encoding == Encoding::kUtf8 ? TakeUtf8(reader) : TakeUcs2(reader);
   if (reader.error != nullptr) return 0;
   if (c >= 0xD800 && c <= 0xDFFF) return Refuse(reader, u"expected a character that UCS-2 has, found a surrogate");

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/format.h"
+#include "testlib/text_part.h"
 
 namespace testlib {
 namespace {
@@ -46,8 +47,7 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
             ErrorText& error) {
   if (!CheckTexts(name, value, error)) return false;
   const auto known = std::span(store.parameters).first(store.count);
-  const auto found =
-      std::ranges::find(known, name, [](const Parameter& p) { return std::u16string_view(p.name.data()); });
+  const auto found = std::ranges::find_if(known, [name](const Parameter& p) { return Holds(p.name, name); });
   if (found == known.end() && store.count == kParameters) {
     FormatText(error, "there are more than %lu parameters", kParameters);
     return false;
@@ -67,7 +67,7 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
 
 const Parameter* Find(const ParameterStore& store, const char16_t* name) {
   for (const Parameter& parameter : store.All()) {
-    if (std::u16string_view(parameter.name.data()) == name) return &parameter;
+    if (Holds(parameter.name, name)) return &parameter;
   }
   return nullptr;
 }

@@ -60,8 +60,8 @@ void Remember(RunHistory& history, const Run& run) {
 
 bool Publish(ResultStore& store, std::u16string_view key, std::u16string_view value, std::uint32_t run) {
   const auto known = std::span(store.results).first(store.count);
-  const auto found = std::ranges::find_if(
-      known, [&](const Result& result) { return std::u16string_view(result.key.data()) == Fitting(result.key, key); });
+  const auto found =
+      std::ranges::find_if(known, [&](const Result& result) { return Holds(result.key, Fitting(result.key, key)); });
   if (found == known.end() && store.count == ResultStore::kResults) return false;
   Result& result = store.results[static_cast<std::size_t>(found - known.begin())];
   if (found == known.end()) {

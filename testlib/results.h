@@ -88,7 +88,7 @@ bool Publish(ResultStore& store, std::u16string_view key, std::u16string_view va
 const char16_t* DisplayLabel(const Result& result);
 
 // The tests that do not apply to this machine, each with the one that said so
-// and what it said last before: the reason, on one line.
+// and what it last showed before: the reason, on one line.
 struct RemovedTests {
   static constexpr std::size_t kTests = 64;
   struct Removal {

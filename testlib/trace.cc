@@ -36,16 +36,19 @@ void EndTrace() {
 }
 
 void TraceText(const char16_t* operation, const char16_t* text) {
+  if (!Tracing()) return;
   AppendQuoted(BeginTrace(operation), text);
   EndTrace();
 }
 
 void TraceNumber(const char16_t* operation, std::uint64_t number) {
+  if (!Tracing()) return;
   AppendDecimal(BeginTrace(operation), number);
   EndTrace();
 }
 
 void TraceNumberAndText(const char16_t* operation, std::uint64_t number, const char16_t* text) {
+  if (!Tracing()) return;
   TranscriptLine& line = BeginTrace(operation);
   AppendDecimal(line, number);
   AppendPlain(line, u" ");

@@ -226,6 +226,7 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   Run({u"0"}, [](TestLibrary& library) {
     library.LogMessage(u"No asset tag.\nRemoving 13.\n");
+    library.DebugPrint(1, u"unseen");
     library.RemoveSubtest(13);
   });
   bool ran = false;
