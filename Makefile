@@ -4,6 +4,7 @@
 TEST ?= 1
 PARAMS ?=
 LINE ?=
+FIGURES ?=
 JOBS ?= $(shell nproc)
 # The recipes read them as shell variables, so that any character survives.
 export TEST PARAMS LINE
@@ -16,7 +17,7 @@ SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage faults format lint setup clean \
+.PHONY: help run test efi image coverage faults bench format lint setup clean \
         check-format check-images check-host check-firmware
 .NOTPARALLEL:
 
@@ -50,6 +51,11 @@ coverage: setup-coverage build-coverage ## line coverage of the host tests, in b
 faults: setup-test configure-host ## every call of the platform failing in turn, in every test; about a minute
 	@cmake --build build/host -j $(JOBS) --target fault_tests
 	@FAULTS=all build/host/fault_tests --gtest_brief=1
+
+bench: setup-bench build-image configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
+	@echo "==> Building the measured program"
+	@cmake --build build/bench -j $(JOBS) --target bench bmc
+	@python3 -B bench/bench.py $(FIGURES)
 
 format: setup-test ## lays out the C++ sources
 	@clang-format -i $(SOURCES)

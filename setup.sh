@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
-#   setup.sh efi | run | test | coverage | lint | all
+#   setup.sh efi | run | test | coverage | bench | lint | all
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
@@ -8,6 +8,7 @@ run="$efi mtools qemu-system-x86 ovmf"
 host='libgtest-dev libgmock-dev ipmitool dmidecode'
 test="$run $host clang clang-format"
 coverage="$efi $host gcovr"
+bench="$run $host valgrind"
 # clang-tidy parses every file as clang would build it, the host tests included.
 lint="$efi $host clang clang-tidy cppcheck"
 
@@ -16,10 +17,11 @@ case "${1:-all}" in
   run) packages=$run ;;
   test) packages=$test ;;
   coverage) packages=$coverage ;;
+  bench) packages=$bench ;;
   lint) packages=$lint ;;
-  all) packages="$test $coverage $lint" ;;
+  all) packages="$test $coverage $bench $lint" ;;
   *)
-    echo "usage: $0 [efi|run|test|coverage|lint|all]" >&2
+    echo "usage: $0 [efi|run|test|coverage|bench|lint|all]" >&2
     exit 2
     ;;
 esac

@@ -78,6 +78,11 @@ add_executable(bmc qemu/bmc/main.cc qemu/bmc/line_protocol.cc simulation/control
 target_link_libraries(bmc PRIVATE host_flags)
 target_compile_options(bmc PRIVATE -Wall -Wextra -Wshadow -Werror)
 
+# The products under an instruction counter, which tells them from the machine
+# by the symbols of the libraries.
+add_executable(bench EXCLUDE_FROM_ALL bench/main.cc)
+target_link_libraries(bench PRIVATE simulation)
+
 find_package(GTest REQUIRED)
 include(GoogleTest)
 

@@ -67,3 +67,4 @@ string(REGEX REPLACE "/efi([^/]*)$" "/qemu\\1" IMAGE_OUTPUT ${IMAGE_OUTPUT})
 file(MAKE_DIRECTORY ${IMAGE_OUTPUT})
 add_efi_image(manufacturing_interface efi-bsdrv-x86_64
   ${CMAKE_SOURCE_DIR}/qemu/demonstration/manufacturing_interface.cc)
+add_efi_image(run_clock efi-bsdrv-x86_64 ${CMAKE_SOURCE_DIR}/qemu/demonstration/run_clock.cc)

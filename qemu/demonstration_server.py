@@ -59,27 +59,37 @@ class Server:
         self._frus = frus
         self._log = events + _END_OF_LOG
 
+    # QEMU's options but for the controller.
+    options = _OPTIONS
+
+    @property
+    def smbios(self):
+        """The structures, for a boot."""
+        return [*smbios_options(self._identity), *_STRUCTURES]
+
+    @property
+    def log_commands(self):
+        """The shell's commands that write the event log."""
+        for offset in range(0, len(self._log), 8):
+            (value,) = struct.unpack_from("<Q", self._log, offset)
+            yield f"mm {_LOG + _LOG_START + offset:X} {value:X} -w 8 -MMIO -n"
+
     def run_line(self, commands, on_line=lambda line: None):
         """Boots the stick and types the commands at the shell's prompt; gives what the machine said."""
+        typed = (*self.log_commands, *commands, "reset -s")
         with Controller(self._frus, TIME_LIMIT) as controller:
             lines = boot(
-                [*smbios_options(self._identity), *_STRUCTURES],
+                self.smbios,
                 stick_files(),
                 None,
                 TIME_LIMIT,
                 on_line,
-                options=(*_OPTIONS, *controller.options),
-                answers=(("Shell> ", "fs0:\r"), *(("FS0:\\> ", f"{command}\r") for command in self._typed(commands))),
+                options=(*self.options, *controller.options),
+                answers=(("Shell> ", "fs0:\r"), *(("FS0:\\> ", f"{command}\r") for command in typed)),
             )
         if controller.complaint:
             raise OSError(controller.complaint)
         return lines
-
-    def _typed(self, commands):
-        for offset in range(0, len(self._log), 8):
-            (value,) = struct.unpack_from("<Q", self._log, offset)
-            yield f"mm {_LOG + _LOG_START + offset:X} {value:X} -w 8 -MMIO -n"
-        yield from (*commands, "reset -s")
 
 
 SERVERS = {

@@ -1,0 +1,95 @@
+"""The work of each test on OVMF, in instructions of the guest, with the mandated waits counted apart.
+
+QEMU's icount mode lets the guest's clocks, the time stamp counter among them, advance by a fixed time for every
+instruction. run_clock.efi reads that counter at StartImage and at the module's EndTest. The firmware's own work for the
+module, console and disk included, is in the figure.
+"""
+
+import re
+import sys
+import tempfile
+from collections import namedtuple
+from pathlib import Path
+
+from counts import BUILD
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "qemu"))
+
+import controller  # noqa: E402
+from demonstration_server import SERVERS  # noqa: E402
+from machine import boot  # noqa: E402
+from station import stick_files  # noqa: E402
+
+controller.PROGRAM = BUILD / "bmc"
+
+# QEMU's own controller answers at once, so that nothing depends on the host's
+# speed; behind it there are no backplane controllers. It has 8 FRU devices.
+_FRUS = {0, 2, 4, 5, 6, 7}
+_AREA = 1024
+FRU_TESTS = (34, 38, 39, 41, 42, 43)
+# The demonstration server keeps no GUID in a variable, for test 31, and has no
+# 1394 controller, for tests 32 and 33.
+_TESTS = {test: ("--answer=S",) if test == 22 else () for test in (*range(15), *range(20, 31), *range(34, 44))}
+_TIME_LIMIT = 600
+_LINE = re.compile(r"CLOCK run (\d+) initialize (\d+) waits (\d+)")
+_VERDICT = re.compile(r'RESULT test (\d+) ".*": (\w+), .*')
+
+Work = namedtuple("Work", "test verdict instructions initialize waits")
+
+
+def _controller_options(folder):
+    areas = []
+    for device in range(max(_FRUS) + 1):
+        file = Path(folder, "fru")
+        file.write_bytes(b"")
+        if device in _FRUS:
+            controller.fru_image(ROOT / "simulation" / "server.machine", device, file)
+        areas.append(file.read_bytes().ljust(_AREA, b"\xff"))
+    frus = Path(folder, "frus")
+    frus.write_bytes(b"".join(areas))
+    return controller.emulated_options(frus, _AREA)
+
+
+def _commands(server):
+    yield from server.log_commands
+    for image in ("testlib", "ipmi_kcs", "manufacturing_interface", "run_clock"):
+        yield f"load {image}.efi"
+    # The first round fills the firmware's disk cache and the screen.
+    for _ in range(2):
+        for test, words in _TESTS.items():
+            yield " ".join(("mfgtest.efi", str(test), *words))
+
+
+def _works(lines, shift):
+    verdict = ()
+    for line in lines:
+        if found := _VERDICT.fullmatch(line):
+            verdict = found.groups()
+        elif found := _LINE.fullmatch(line):
+            run, initialize, waits = map(int, found.groups())
+            yield Work(int(verdict[0]), verdict[1], run >> shift, initialize >> shift, waits)
+
+
+def measure(shift, on_line=lambda line: None):
+    """One boot; gives the work of every test. An instruction takes 2 to the power of `shift` nanoseconds."""
+    server = SERVERS["healthy"]
+    images = {image.name: image.read_bytes() for image in (ROOT / "build" / "qemu").glob("*.efi")}
+    with tempfile.TemporaryDirectory(prefix="mfgtest-bench-") as folder:
+        lines = boot(
+            server.smbios,
+            {**stick_files(), **images},
+            _commands(server),
+            _TIME_LIMIT,
+            on_line,
+            options=(
+                *server.options,
+                *_controller_options(folder),
+                *("-icount", f"shift={shift},sleep=off", "-rtc", "base=2010-05-06T07:08:00,clock=vm"),
+            ),
+        )
+    works = list(_works(lines, shift))[-len(_TESTS) :]
+    failed = [work for work in works if work.verdict != "PASS"]
+    if [work.test for work in works] != list(_TESTS) or failed:
+        raise OSError(f"not every test passed: {failed}")
+    return works
