@@ -236,6 +236,25 @@ TEST(IpmiKcs, PassesMessages) {
   EXPECT_EQ(station.command, 0x11u);
 }
 
+TEST(IpmiKcs, RefusesCallsWithoutABuffer) {
+  Station station;
+  KcsInterface kcs(0xCA2, Echo);
+  ASSERT_EQ(station.Load(u"--io 0xca2"), EFI_SUCCESS);
+  IpmiTransport& transport = *station.transport;
+  EXPECT_EQ(transport.SendIpmiRequest(&transport, 0x0A, 0, 0x11, nullptr, 1), EFI_INVALID_PARAMETER);
+  ASSERT_EQ(station.Send({1}), EFI_SUCCESS);
+  std::uint8_t* const code = &station.completion_code;
+  std::uint32_t length = 1;
+  const auto receive = [&](std::uint8_t* completion_code, std::uint32_t* capacity) {
+    return transport.ReceiveIpmiResponse(&transport, nullptr, nullptr, nullptr, completion_code, nullptr, capacity);
+  };
+  EXPECT_EQ(receive(nullptr, &length), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(receive(code, nullptr), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(receive(code, &length), EFI_INVALID_PARAMETER);
+  length = 0;
+  EXPECT_EQ(receive(code, &length), EFI_SUCCESS);
+}
+
 // A request of two data bytes is: start (0), four bytes, end of message at the
 // last (4, 5), the response's header and data, each but the first asked for
 // (6 to 10).

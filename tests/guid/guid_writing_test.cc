@@ -218,7 +218,7 @@ TEST_F(WriteGuid, BuildsAGuidThatIsVerified) {
       if (has_store) store.emplace(station.machine);
       simulation::NetworkController network(station.machine, kServerMac);
       station.machine.time = Clock(2010, 5, 6, 7, 8, 9);
-      station.library->parameters[u"SPECIFY_A_GUID"] = is_given ? u"YES" : u"built";
+      if (!is_given) station.library->parameters.erase(u"SPECIFY_A_GUID");
       station.library->parameters[u"GuidOffsetFlash"] = Widen(std::to_string(kOffset));
       station.library->parameters[u"READ_GUID_METHOD"] = u"FLASH";
       station.library->parameters[u"VERIFY_MACADDR_AGAINST"] = u"MACADDR_ONBOARD";

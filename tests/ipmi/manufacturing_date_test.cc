@@ -27,6 +27,8 @@ TEST(ManufacturingDate, MinutesAreThoseOfTheCalendar) {
   EXPECT_EQ(mfgtest::DateToFruMinutes(2000, 3, 1), 0x216BA0u);
   EXPECT_EQ(mfgtest::DateToFruMinutes(2009, 6, 15), 0x6BF940u);
   EXPECT_EQ(mfgtest::DateToFruMinutes(2100, 3, 1), simulation::FruMinutes(2100y / 3 / 2));
+  for (const std::uint32_t month : {0, 13}) EXPECT_EQ(mfgtest::DaysBeforeMonth(month, false), 0);
+  EXPECT_EQ(Errors(server.station.Transcript()), Lines(2, R"(ReportError 24 "Invalid Month.\n")"));
 }
 
 TEST(ManufacturingDate, AnExpectedDateIsChecked) {
@@ -158,7 +160,8 @@ TEST(ManufacturingDate, AFailedReadLeavesTheBytesOfTheReadBefore) {
                    R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0x6bf940 Received: 0x5.\r\n")"}));
 }
 
-TEST(ManufacturingDate, WithoutATransportThereIsOneReport) {
+TEST(ManufacturingDate, WithoutATransportOrADateThereIsOneReport) {
+  EXPECT_EQ(Errors(Server().Run(34)), Lines{R"(ReportError 1 "\r\nFailed to get param: MFG_DATE\r\n")"});
   for (const std::uint32_t test : {34, 38}) {
     simulation::Station station;
     EXPECT_EQ(Errors(station.Run(test)), Lines{kNoIpmi});
