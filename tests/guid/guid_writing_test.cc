@@ -55,9 +55,7 @@ std::vector<std::uint8_t> Patched(std::vector<std::uint8_t> block, std::uint32_t
   return block;
 }
 
-Lines Bytes(std::span<const std::uint8_t> bytes) {
-  return Joined({ByteCalls("DebugPrint 1", bytes, " %02x,"), {R"(DebugPrint 1 "\r\n")"}});
-}
+std::string Values(std::span<const std::uint8_t> bytes) { return Hexadecimal(bytes, " %02x,") + R"(\r\n)"; }
 
 TEST_F(WriteGuid, PatchesTheFlashBlock) {
   FlashServer station;
@@ -76,22 +74,17 @@ TEST_F(WriteGuid, PatchesTheFlashBlock) {
   std::snprintf(digits.data(), digits.size(), "%08x", station.flash.Address());
   const std::string flash = digits.data();
   std::snprintf(digits.data(), digits.size(), "%08x", station.flash.Address() + kOffset);
-  const std::string place = "Flash values at " + std::string(digits.data()) + ": \"";
+  const std::string place = "Flash values at " + std::string(digits.data()) + ": ";
   std::snprintf(digits.data(), digits.size(), "%x", station.flash.Address());
-  EXPECT_EQ(Lines(written + 1, lines.end()),
-            Joined({ByteCalls("DebugPrint 1", kGivenBytes, "%02x "),
-                    {R"(DebugPrint 1 "\n")", "GetParamNumber \"FlashAddress\" -> 0 0x" + std::string(digits.data()),
-                     R"(GetParamNumber "GuidOffsetInFlash" -> 0 0x8123)",
-                     "DebugPrint 1 \"Writing GUID via SMI. (flash@0x" + flash + R"() Please wait...\r\n")",
-                     "DebugPrint 1 \"" + place},
-                    Bytes({before.data() + kOffset, 16}),
-                    {R"(DebugPrint 1 "Buf vals before erase  : ")"},
-                    Bytes(kGivenBytes),
-                    {R"(DebugPrint 1 "Erase Completed\r\n)" + place},
-                    Bytes(std::vector<std::uint8_t>(16, 0xFF)),
-                    {R"(DebugPrint 1 "Write completed\r\n)" + place},
-                    Bytes(kGivenBytes),
-                    {R"(DebugPrint 1 "WriteGuid returning TRUE.\r\n")", "EndTest"}}));
+  EXPECT_EQ(Merged({written + 1, lines.end()}),
+            (Lines{R"(DebugPrint 1 "78 56 34 12 bc 9a df 11 8a bc 00 11 22 33 44 55 \n")",
+                   "GetParamNumber \"FlashAddress\" -> 0 0x" + std::string(digits.data()),
+                   R"(GetParamNumber "GuidOffsetInFlash" -> 0 0x8123)",
+                   R"(DebugPrint 1 "Writing GUID via SMI. (flash@0x)" + flash + R"() Please wait...\r\n)" + place +
+                       Values({before.data() + kOffset, 16}) + "Buf vals before erase  : " + Values(kGivenBytes) +
+                       R"(Erase Completed\r\n)" + place + Values(std::vector<std::uint8_t>(16, 0xFF)) +
+                       R"(Write completed\r\n)" + place + Values(kGivenBytes) + R"(WriteGuid returning TRUE.\r\n")",
+                   "EndTest"}));
 }
 
 TEST_F(WriteGuid, LaysOutItsRequests) {

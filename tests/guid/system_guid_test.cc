@@ -44,23 +44,17 @@ TEST(VerifyGuid, ExplainsTheGuid) {
   simulation::NetworkController network(station.machine, kServerMac);
   station.library->parameters[u"VERIFY_MACADDR_AGAINST"] = u"macaddr_onboard";
   EXPECT_EQ(
-      station.Run(14),
-      Joined(
-          {{"Initialize -> 0 test 14", R"(GetParamString "READ_GUID_METHOD" 64 -> 0 "SMBIOS")",
-            R"(DisplayPrint "Verifying GUID from SMBIOS\r\n")",
-            R"(DebugPrint 2 "Raw GUIDStr from SMBIOS: {12345678-9abc-11df-8abc-001122334455}\n  Format of a guid is:\n     aaaaaaaa-bbbb-cddd-eeff-gggggghhhhhh\n  Components are:\n     aaaaaaaa = low field of time stamp\n     bbbb     = middle field of time stamp\n     c        = vers number of guid                 (1)\n     ddd      = high field of time stamp            (1df)\n     ee       = high field of clock sequence\n     ff       = low field of clock sequence\n     gggggg   = 1st half of mac (oui)               (001122)\n     hhhhhh   = 2nd half of mac                     (334455)\n")",
-            R"(DebugPrint 2 "GUID in EFI_GUID format: 78563412-bc9a-df11-8abc-001122334455\n")",
-            R"(DebugPrint 8 "after swap: time_lo: 12345678\n")", R"(DebugPrint 8 "after swap: time_mid: 9abc\n")",
-            R"(DebugPrint 8 "after swap: time_hi_and_ver: 11df\n")",
-            R"(GetParamString "VERIFY_MACADDR_AGAINST" 64 -> 0 "macaddr_onboard")",
-            R"(DebugPrint 1 "Start VerifyTarvoMacAddr(): method = macaddr_onboard\r\n")",
-            R"(DebugPrint 1 "\nFound 1 SNP Protocol(s)\n")", R"(GetParamNumber "NIC_Index" -> 1)",
-            R"(DebugPrint 1 "Trying SNP Protocol 0....\n")", R"(DebugPrint 1 "Found\n")",
-            R"(DebugPrint 1 "MAC Address: ")"},
-           ByteCalls("DebugPrint 1", kServerMac, "0x%02x "),
-           {R"(DebugPrint 1 "\n")", R"(DebugPrint 1 "Received Mac: ")"},
-           ByteCalls("DebugPrint 1", kServerMac, "%02x"),
-           {R"(DebugPrint 1 "\n")", "EndTest"}}));
+      Merged(station.Run(14)),
+      (Lines{
+          "Initialize -> 0 test 14", R"(GetParamString "READ_GUID_METHOD" 64 -> 0 "SMBIOS")",
+          R"(DisplayPrint "Verifying GUID from SMBIOS\r\n")",
+          R"(DebugPrint 2 "Raw GUIDStr from SMBIOS: {12345678-9abc-11df-8abc-001122334455}\n  Format of a guid is:\n     aaaaaaaa-bbbb-cddd-eeff-gggggghhhhhh\n  Components are:\n     aaaaaaaa = low field of time stamp\n     bbbb     = middle field of time stamp\n     c        = vers number of guid                 (1)\n     ddd      = high field of time stamp            (1df)\n     ee       = high field of clock sequence\n     ff       = low field of clock sequence\n     gggggg   = 1st half of mac (oui)               (001122)\n     hhhhhh   = 2nd half of mac                     (334455)\nGUID in EFI_GUID format: 78563412-bc9a-df11-8abc-001122334455\n")",
+          R"(DebugPrint 8 "after swap: time_lo: 12345678\nafter swap: time_mid: 9abc\nafter swap: time_hi_and_ver: 11df\n")",
+          R"(GetParamString "VERIFY_MACADDR_AGAINST" 64 -> 0 "macaddr_onboard")",
+          R"(DebugPrint 1 "Start VerifyTarvoMacAddr(): method = macaddr_onboard\r\n\nFound 1 SNP Protocol(s)\n")",
+          R"(GetParamNumber "NIC_Index" -> 1)",
+          R"(DebugPrint 1 "Trying SNP Protocol 0....\nFound\nMAC Address: 0x00 0x11 0x22 0x33 0x44 0x55 \nReceived Mac: 001122334455\n")",
+          "EndTest"}));
 }
 
 TEST(VerifyGuid, JudgesVersionTimeAndVariant) {
@@ -346,23 +340,18 @@ TEST(VerifyGuid, ShowsWhatItReads) {
   ByFlash(station);
   std::optional<simulation::GuidStore> store(std::in_place, station.machine);
   store->guid = kServerGuid;
-  const auto shown = [&](std::size_t count) {
-    Lines lines = Only({"DebugPrint 1"}, station.Run(14));
-    lines.resize(count);
-    return lines;
-  };
-  EXPECT_EQ(shown(20),
-            Joined({{R"(DebugPrint 1 "MfgMode Protocol detected\r\n")",
-                     R"(DebugPrint 1 "Mfg Interface retrieved successfully.\r\n")", R"(DebugPrint 1 "Raw GUID:\r\n")"},
-                    ByteCalls("DebugPrint 1", kServerGuid, "%x "),
-                    {R"(DebugPrint 1 "\r\n")"}}));
+  const auto shown = [&] { return Merged(Only({"DebugPrint 1"}, station.Run(14))).at(0); };
+  EXPECT_TRUE(shown().starts_with(
+      R"(DebugPrint 1 "MfgMode Protocol detected\r\nMfg Interface retrieved successfully.\r\nRaw GUID:\r\n12 34 56 78 9a bc 11 df 8a bc 0 11 22 33 44 55 \r\n)"));
   store.reset();
   simulation::Flash flash(station.machine);
   AtFlash(station, flash, "0x8123");
-  std::array<char, 80> place;
-  std::snprintf(place.data(), place.size(), R"(DebugPrint 1 "Reading GUID from flash at %08x\r\n")",
-                flash.Address() + 0x8123);
-  EXPECT_EQ(shown(2), (Lines{R"(DebugPrint 1 "MfgMode not installed - reading FLASH directly\r\n")", place.data()}));
+  std::array<char, 120> place;
+  std::snprintf(
+      place.data(), place.size(),
+      R"(DebugPrint 1 "MfgMode not installed - reading FLASH directly\r\nReading GUID from flash at %08x\r\n)",
+      flash.Address() + 0x8123);
+  EXPECT_TRUE(shown().starts_with(place.data())) << place.data();
 }
 
 }  // namespace

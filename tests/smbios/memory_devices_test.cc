@@ -69,19 +69,17 @@ TEST(MemoryDevices, ShowsWhatItCountsReadsAndExpects) {
   Station station;
   station.smbios = DeviceTable({{4096, 1333}});
   Expect(station, 0, {4096, 1333});
-  EXPECT_EQ(station.Run(36),
-            (Lines{"Initialize -> 0 test 36", R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 16  ")",
-                   R"(DebugPrint 1 "Len: 0xf  \n")",
-                   R"(DebugPrint 1 "SMBIOS Physical Memory Array Structure Type 16, Index 1 not found\n")",
-                   R"(DebugPrint 8 "TotalMemDev: 1  \n")", R"(DebugPrint 1 "\nStructure Header:")",
-                   R"(DebugPrint 1 "\nType: 17  ")", R"(DebugPrint 1 "Len: 0x1b  \n")",
-                   R"(DebugPrint 8 "Device Locator: DIMM_A1 Bank Locator: NODE 1\n")",
-                   R"(DebugPrint 8 "Memory Speed: 1333 MHz Memory Size: 4096 MB\n")",
-                   R"(GetParamString "Memory0_DeviceLocator" 128 -> 0 "DIMM_A1")",
-                   R"(GetParamString "Memory0_BankLocator" 128 -> 0 "NODE 1")",
-                   R"(GetParamNumber "Memory0_Speed" -> 0 0x535)", R"(GetParamNumber "Memory0_Size" -> 0 0x1000)",
-                   R"(DebugPrint 8 "Verifying Memory Device 0... \n")",
-                   R"(GetParamNumber "Memory_Speed_Tolerance" -> 1)", "EndTest"}));
+  EXPECT_EQ(
+      Merged(station.Run(36)),
+      (Lines{
+          "Initialize -> 0 test 36",
+          R"(DebugPrint 1 "\nStructure Header:\nType: 16  Len: 0xf  \nSMBIOS Physical Memory Array Structure Type 16, Index 1 not found\n")",
+          R"(DebugPrint 8 "TotalMemDev: 1  \n")", R"(DebugPrint 1 "\nStructure Header:\nType: 17  Len: 0x1b  \n")",
+          R"(DebugPrint 8 "Device Locator: DIMM_A1 Bank Locator: NODE 1\nMemory Speed: 1333 MHz Memory Size: 4096 MB\n")",
+          R"(GetParamString "Memory0_DeviceLocator" 128 -> 0 "DIMM_A1")",
+          R"(GetParamString "Memory0_BankLocator" 128 -> 0 "NODE 1")", R"(GetParamNumber "Memory0_Speed" -> 0 0x535)",
+          R"(GetParamNumber "Memory0_Size" -> 0 0x1000)", R"(DebugPrint 8 "Verifying Memory Device 0... \n")",
+          R"(GetParamNumber "Memory_Speed_Tolerance" -> 1)", "EndTest"}));
 }
 
 struct Verification {
