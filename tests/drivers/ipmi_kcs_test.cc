@@ -166,15 +166,26 @@ TEST(IpmiKcs, StaysOutOfTheWay) {
 
 // Registers in memory that answer nothing.
 TEST(IpmiKcs, TalksToMemory) {
-  Station station;
-  const auto registers = simulation::Mapping::Low(EFI_PAGE_SIZE);
-  registers.Data()[4] = 0x00;
-  const auto address = reinterpret_cast<std::uintptr_t>(registers.Data());
-  const simulation::SmbiosDevice smbios(station.machine, simulation::SmbiosTable().Add(38, 1, KcsAt(address, 0x40)));
-  EXPECT_EQ(station.Load(), EFI_DEVICE_ERROR);
-  EXPECT_TRUE(station.Shows(u"no management controller answers at memory 0x"));
-  // Its last try to end what the silent interface is in.
-  EXPECT_EQ(registers.Data()[4], 0x60);
+  const struct {
+    std::uint8_t state;
+    EFI_STATUS status;
+    std::uint8_t last_command;
+  } cases[] = {
+      // Its last try to end what a silent interface is in.
+      {0x00, EFI_DEVICE_ERROR, 0x60},
+      // What is busy is left alone.
+      {0x02, EFI_TIMEOUT, 0x02},
+  };
+  for (const auto& c : cases) {
+    Station station;
+    const auto registers = simulation::Mapping::Low(EFI_PAGE_SIZE);
+    registers.Data()[4] = c.state;
+    const auto address = reinterpret_cast<std::uintptr_t>(registers.Data());
+    const simulation::SmbiosDevice smbios(station.machine, simulation::SmbiosTable().Add(38, 1, KcsAt(address, 0x40)));
+    EXPECT_EQ(station.Load(), c.status);
+    EXPECT_TRUE(station.Shows(u"no management controller answers at memory 0x"));
+    EXPECT_EQ(registers.Data()[4], c.last_command);
+  }
 }
 
 TEST(IpmiKcs, PassesMessages) {

@@ -152,6 +152,8 @@ TEST(WriteMfgSystemUuid, ReportsItsFailures) {
     Builder station;
     failure.prepare(station);
     EXPECT_EQ(Errors(station.Run(31)), failure.errors);
+    const bool is_stored = station.machine.variables.Find(u"MfgSystemUuid", kMfgVendor) != nullptr;
+    EXPECT_EQ(is_stored, failure.name == std::string("the read back fails"));
   }
 }
 

@@ -87,8 +87,20 @@ TEST_F(WriteGuid, PatchesTheFlashBlock) {
                    "EndTest"}));
 }
 
+// Firmware aligns a block of the pool to 8 bytes only.
 TEST_F(WriteGuid, LaysOutItsRequests) {
   FlashServer station;
+  EFI_BOOT_SERVICES& services = *station.machine.system_table.BootServices;
+  static const auto allocate = services.AllocatePool;
+  static const auto free = services.FreePool;
+  static std::uint8_t* odd_block = nullptr;
+  services.AllocatePool = [](EFI_MEMORY_TYPE type, UINTN size, void** block) EFIAPI {
+    const bool is_copy = size == 0x10010;
+    const EFI_STATUS status = allocate(type, is_copy ? size + 8 : size, block);
+    if (is_copy) *block = odd_block = static_cast<std::uint8_t*>(*block) + 8;
+    return status;
+  };
+  services.FreePool = [](void* block) EFIAPI { return free(block == odd_block ? odd_block - 8 : block); };
   station.Run(28);
   ASSERT_EQ(station.flash.requests.size(), 2u);
   std::vector<std::uint8_t> page(EFI_PAGE_SIZE, Memory::kFresh);

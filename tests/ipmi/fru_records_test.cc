@@ -51,6 +51,7 @@ TEST(BoardRecords, AreShownAndPublished) {
   EXPECT_EQ(Reads(server, "04"), (Lines{"03 00 01", "0E 00 01", "0E 00 11", "1F 00 01", "1F 00 0C", "2B 00 01",
                                         "2B 00 09", "34 00 01", "34 00 08"}));
   EXPECT_EQ(Only({"> 0A 11 05", "> 0A 11 06", "> 0A 11 07"}, server.controller.log), Lines{});
+  EXPECT_FALSE(Reads(server, "08").empty());
 }
 
 TEST(BoardRecords, DevicesThatAreNotThereAreSkipped) {

@@ -151,31 +151,22 @@ TEST(ReadNicMacVariable, ShowsCharactersNumberAndBytes) {
   station.machine.variables.Add(u"Nic1MacAddress", simulation::TextData(u"0A1"), kGlobalVariable);
   MacAddress mac{};
   EXPECT_TRUE(mfgtest::ReadNicMacVariable(&mac));
-  EXPECT_EQ(station.Transcript(),
-            Joined({{R"(GetParamNumber "NicMacAddress" -> 1)", R"(DebugPrint 1 "MAC address 30\n")",
-                     R"(DebugPrint 1 "MAC address 41\n")", R"(DebugPrint 1 "MAC address 31\n")"},
-                    Lines(9, R"(DebugPrint 1 "MAC address 00\n")"),
-                    {R"(DebugPrint 1 "MAC Address read a1\n")", R"(DebugPrint 1 "00")", R"(DebugPrint 1 "00")",
-                     R"(DebugPrint 1 "00")", R"(DebugPrint 1 "00")", R"(DebugPrint 1 "00")", R"(DebugPrint 1 "a1")"}}));
+  std::string shown = R"(DebugPrint 1 "MAC address 30\nMAC address 41\nMAC address 31\n)";
+  for (int i = 3; i < 12; ++i) shown += R"(MAC address 00\n)";
+  EXPECT_EQ(Merged(station.Transcript()),
+            (Lines{R"(GetParamNumber "NicMacAddress" -> 1)", shown + R"(MAC Address read a1\n0000000000a1")"}));
 }
 
 TEST(DisplayAllMac, ShowsEveryController) {
   Station station;
   NetworkController first(station.machine, Mac(0x0A));
   NetworkController second(station.machine, MacAddress{});
-  const auto bytes = [](const char* last) {
-    return Lines{"DisplayPrint \"0" + std::string(last) + "\"", R"(DisplayPrint "00")", R"(DisplayPrint "00")",
-                 R"(DisplayPrint "00")", R"(DisplayPrint "00")"};
-  };
-  EXPECT_EQ(station.Run(27),
-            Joined({{"Initialize -> 0 test 27", R"(DebugPrint 1 "\nDisplay All MAC ...\n")",
-                     "DebugPrint 1 \"Found 2 SNP Protocol(s)\"", R"(DebugPrint 1 "\nTrying SNP Protocol 0...")",
-                     R"(DebugPrint 1 "\nFound")", R"(DisplayPrint "\nMAC Address 0: 0x")"},
-                    bytes("2"),
-                    {R"(DisplayPrint "0a")", R"(DebugPrint 1 "\nTrying SNP Protocol 1...")",
-                     R"(DebugPrint 1 "\nFound")", R"(DisplayPrint "\nMAC Address 1: 0x")"},
-                    bytes("0"),
-                    {R"(DisplayPrint "00")", R"(DisplayPrint "\n")", "EndTest"}}));
+  EXPECT_EQ(
+      Merged(station.Run(27)),
+      (Lines{"Initialize -> 0 test 27",
+             R"(DebugPrint 1 "\nDisplay All MAC ...\nFound 2 SNP Protocol(s)\nTrying SNP Protocol 0...\nFound")",
+             R"(DisplayPrint "\nMAC Address 0: 0x02000000000a")", R"(DebugPrint 1 "\nTrying SNP Protocol 1...\nFound")",
+             R"(DisplayPrint "\nMAC Address 1: 0x000000000000\n")", "EndTest"}));
 }
 
 TEST(DisplayAllMac, StopsAtTheFirstFailure) {

@@ -308,9 +308,10 @@ TEST(MemoryDevices, ShowsTheModulesThatTheLineKnows) {
       std::vector<Device> devices;
       Lines expected;
       for (const unsigned size : {0u, 512u, 1023u, 1024u, 1025u, 2048u, 3072u, 4096u, 8191u, 8192u, 16384u, 0xFFFFu}) {
-        devices.push_back({static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(speed)});
+        const std::string locator = std::to_string(size);
+        devices.push_back({static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(speed), locator});
         const std::string shown = ShownName(speed, size);
-        if (!shown.empty()) expected.push_back(R"(SetResultString "display.cfg:DIMM A1" ")" + shown + "\"");
+        if (!shown.empty()) expected.push_back("SetResultString \"display.cfg:" + locator + "\" \"" + shown + "\"");
       }
       Station station;
       station.smbios = DeviceTable(devices);
