@@ -12,6 +12,7 @@ import argparse
 import collections
 import concurrent.futures
 import json
+import os
 import pathlib
 import random
 import re
@@ -114,9 +115,8 @@ class Judge:
         tests = [(f"{suite['name']}.{test['name']}", float(test["time"].rstrip("s")))
                  for suite in json.loads(report.read_text())["testsuites"] for test in suite["testsuite"]]
         slow = ":".join(name for name, seconds in tests if seconds > SLOW_SECONDS)
-        quick_seconds = sum(seconds for _, seconds in tests if seconds <= SLOW_SECONDS)
-        slow_seconds = sum(seconds for _, seconds in tests if seconds > SLOW_SECONDS)
-        return (f"--gtest_filter=-{slow}", quick_seconds), (f"--gtest_filter={slow or '-*'}", slow_seconds)
+        seconds = sum(seconds for _, seconds in tests)
+        return (f"--gtest_filter=-{slow}", seconds), (f"--gtest_filter={slow or '-*'}", seconds)
 
     def run(self, program, good_seconds, filter):
         # Processor time: a busy machine is no endless loop.
@@ -194,21 +194,22 @@ def main():
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--sample", type=int, default=200)
     parser.add_argument("--seed", default="1")
-    parser.add_argument("--only", type=pathlib.Path, help="judges the survivors of these results again")
+    parser.add_argument("--only", type=pathlib.Path, help="judge the survivors of these results again")
     parser.add_argument("paths", nargs="*", default=FOLDERS)
     options = parser.parse_args()
     RESULTS.parent.mkdir(parents=True, exist_ok=True)
     judge = Judge(options.build)
     everywhere = [mutant for file in sorted(judge.compile_of) for mutant in mutants_of(file)]
+    earlier = json.loads(options.only.read_text()) if options.only else []
     if options.only:
-        wanted = {identity(r) for r in json.loads(options.only.read_text()) if r["verdict"] == "survived"}
+        wanted = {identity(result) for result in earlier if result["verdict"] == "survived"}
         mutants = [mutant for mutant in everywhere if identity(mutant) in wanted]
     else:
         here = [m for m in everywhere if any((m["file"] + "/").startswith(path.rstrip("/") + "/") for path in options.paths)]
         mutants = list(chosen(here, options.sample, options.seed))
     print(f"{len(mutants)} of {len(everywhere)} mutants", flush=True)
-    results = []
-    with concurrent.futures.ThreadPoolExecutor(2) as workers:
+    results = [result for result in earlier if result["verdict"] != "survived"]
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as workers:
         for mutant, verdict in zip(mutants, workers.map(judge.verdict, mutants)):
             results.append({key: mutant[key] for key in ("file", "line", "before", "after", "nth")} | {"verdict": verdict})
             print(shown(results[-1]) if verdict == "survived" else shown(results[-1]).splitlines()[0], flush=True)

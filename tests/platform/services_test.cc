@@ -58,4 +58,16 @@ TEST(Services, TakeNoNullForAnInterface) {
   EXPECT_EQ(interface, nullptr);
 }
 
+TEST(Services, KeepNoEventThatWatchesNothing) {
+  simulation::Station station;
+  station.Bind();
+  station.machine.system_table.BootServices->RegisterProtocolNotify = [](EFI_GUID*, EFI_EVENT, VOID**) EFIAPI {
+    return EFI_STATUS{EFI_OUT_OF_RESOURCES};
+  };
+  platform::ProtocolWatch watch{};
+  const auto notify = [](EFI_EVENT, void*) EFIAPI {};
+  EXPECT_EQ(platform::WatchProtocol({1, 2, 3, {}}, notify, &watch), EFI_OUT_OF_RESOURCES);
+  EXPECT_EQ(watch.event, nullptr);
+}
+
 }  // namespace

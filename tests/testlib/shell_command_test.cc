@@ -33,7 +33,7 @@ TEST(SetCommand, IsRecognised) {
 }
 
 TEST(SetCommand, EverythingElseIsNot) {
-  const std::u16string too_long = u"set \"" + std::u16string(600, u'x') + u"\" \"y\"";
+  const std::u16string too_long = u"set \"" + std::u16string(kShellTextCharacters, u'x') + u"\" \"y\"";
   const std::u16string longer = std::u16string(600, u'x') + u" A B";
   const char16_t* const cases[] = {
       u"",
