@@ -113,6 +113,7 @@ TEST_F(WriteGuid, LaysOutItsRequests) {
   put(8, source);
   EXPECT_EQ(station.flash.requests[1], page);
   EXPECT_EQ(source % 16, 0u);
+  EXPECT_LE(source + 0x10000, reinterpret_cast<std::uintptr_t>(odd_block) + 0x10010);
 }
 
 TEST_F(WriteGuid, ReachesBothEndsOfTheBlock) {
