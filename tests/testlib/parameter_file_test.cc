@@ -118,6 +118,7 @@ TEST(ParameterFile, StoreTakesItsLimitAndNoMore) {
   std::string content;
   for (std::size_t i = 0; i < kParameters; ++i) content += "N" + std::to_string(i) + "=1\n";
   EXPECT_TRUE(ReadContent(content).good);
+  EXPECT_TRUE(ReadContent(std::string(kNameCharacters, 'N') + "=1").good);
   const Read read = ReadContent(content + "Last=1\n");
   EXPECT_FALSE(read.good);
   EXPECT_EQ(read.line, kParameters + 1);
