@@ -6,18 +6,21 @@ PARAMS ?=
 LINE ?=
 FIGURES ?=
 JOBS ?= $(shell nproc)
+SAMPLE ?= 200
+SEED ?= 1
 # The recipes read them as shell variables, so that any character survives.
 export TEST PARAMS LINE
 
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
-CODE := $(wildcard module platform smbios guid net pci ipmi testlib drivers simulation qemu/bmc qemu/demonstration tests fuzz bench)
+PRODUCT_FOLDERS := module platform smbios guid net pci ipmi testlib drivers
+CODE := $(wildcard $(PRODUCT_FOLDERS) simulation qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.
 HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage faults bench format lint setup clean \
+.PHONY: help run test efi image coverage mutation faults bench format lint setup clean \
         check-format check-images check-host check-firmware
 .NOTPARALLEL:
 
@@ -41,12 +44,17 @@ image: setup-run build-image ## a drive for a real server: folder build/usb, FAT
 	@python3 -B qemu/station.py build/usb
 	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
 
-coverage: setup-coverage build-coverage ## line coverage of the host tests, in build/coverage/report
+coverage: setup-coverage build-coverage ## lines and branches that the host tests reach; pages in build/coverage/report
 	@find build/coverage -name '*.gcda' -delete
 	@ctest --test-dir build/coverage -j $(JOBS) --output-on-failure
 	@mkdir -p build/coverage/report
-	@gcovr --root . --filter '$(subst $() ,|,$(addsuffix /,$(filter-out simulation tests fuzz bench,$(CODE))))' \
-	  --object-directory build/coverage --html-details build/coverage/report/index.html --txt
+	@gcovr --root . --filter '($(subst $() ,|,$(PRODUCT_FOLDERS)))/' --object-directory build/coverage \
+	  --exclude-throw-branches --exclude-unreachable-branches \
+	  --html-details build/coverage/report/index.html --json build/coverage/report/coverage.json
+	@python3 -B tests/coverage/summary.py build/coverage/report/coverage.json
+
+mutation: setup-coverage build-plain ## which of SAMPLE small faults in the products the host tests notice
+	@python3 -B tests/mutation/mutate.py build/plain --sample $(SAMPLE) --seed $(SEED)
 
 faults: setup-test configure-host ## every call of the platform failing in turn, in every test; about a minute
 	@cmake --build build/host -j $(JOBS) --target fault_tests

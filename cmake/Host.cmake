@@ -1,5 +1,5 @@
 # Host programs: the products' own sources over the simulated machine.
-set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz or bench")
+set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench or plain")
 
 add_library(host_flags INTERFACE)
 target_include_directories(host_flags INTERFACE ${CMAKE_SOURCE_DIR})
@@ -11,6 +11,8 @@ if(MFGTEST_FLAVOUR STREQUAL "sanitizers")
 elseif(MFGTEST_FLAVOUR STREQUAL "coverage")
   target_compile_options(host_flags INTERFACE -O0 --coverage)
   target_link_options(host_flags INTERFACE --coverage)
+elseif(MFGTEST_FLAVOUR STREQUAL "plain")
+  target_compile_options(host_flags INTERFACE -O0 -g0)
 elseif(MFGTEST_FLAVOUR STREQUAL "fuzz")
   target_compile_options(host_flags INTERFACE -O1 -fsanitize=address,undefined,fuzzer-no-link)
   target_link_options(host_flags INTERFACE -fsanitize=address,undefined)

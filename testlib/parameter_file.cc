@@ -113,7 +113,7 @@ bool TakeLine(TextReader& reader, Line& line) {
     if (c == u'\n') return true;
     if (c == u'\r') {
       TextReader ahead = reader;
-      if (!ahead.rest.empty() && TakeCharacter(ahead) == u'\n' && ahead.error == nullptr) reader = ahead;
+      if (!ahead.rest.empty() && TakeCharacter(ahead) == u'\n') reader = ahead;
       return true;
     }
     if (line.length == line.characters.size()) {

@@ -24,3 +24,19 @@ inline Lines Joined(std::initializer_list<Lines> parts) {
   for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
 }
+
+// Texts that one operation said in pieces, as the operator sees them: whole.
+inline Lines Merged(const Lines& lines) {
+  Lines merged;
+  for (const std::string& line : lines) {
+    const std::string head = line.substr(0, line.find('"') + 1);
+    const bool is_text = head.find("Print") != head.npos || head.starts_with("LogMessage");
+    if (is_text && !merged.empty() && merged.back().starts_with(head)) {
+      merged.back().pop_back();
+      merged.back() += line.substr(head.size());
+    } else {
+      merged.push_back(line);
+    }
+  }
+  return merged;
+}

@@ -97,6 +97,9 @@ TEST(IpmiKcsDiscovery, PrefersTheSixtyFourBitEntryPoint) {
                                 entry.data());
   EXPECT_EQ(SmbiosTable().size(), 0x12345678u);
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(SmbiosTable().data()), 0x0807060504030201u);
+  std::fill_n(&entry[16], 8, 0);
+  EXPECT_EQ(SmbiosTable().size(), Server().bytes.size());
+  entry[16] = 1;
   entry[0] = '-';
   EXPECT_EQ(SmbiosTable().size(), Server().bytes.size());
 }

@@ -20,6 +20,7 @@ TEST(IpmiKcsOptions, AreReadOrRefused) {
       {u"", u""},
       {u" \t\r\n", u""},
       {u"--io 0xca2", u"", true, AddressSpace::kIo, 0xCA2, 1},
+      {u"--io 0XCA2 -h", u"", true, AddressSpace::kIo, 0xCA2, 1},
       {u" spacing=16  io=3234 ", u"", true, AddressSpace::kIo, 0xCA2, 16},
       {u"--memory=0xFFFFFFFFFEDCBA98 --spacing=4", u"", true, AddressSpace::kMemory, 0xFFFFFFFFFEDCBA98, 4},
       {u"--io=0xFFFE", u"", true, AddressSpace::kIo, 0xFFFE, 1},

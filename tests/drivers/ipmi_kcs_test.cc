@@ -166,15 +166,26 @@ TEST(IpmiKcs, StaysOutOfTheWay) {
 
 // Registers in memory that answer nothing.
 TEST(IpmiKcs, TalksToMemory) {
-  Station station;
-  const auto registers = simulation::Mapping::Low(EFI_PAGE_SIZE);
-  registers.Data()[4] = 0x00;
-  const auto address = reinterpret_cast<std::uintptr_t>(registers.Data());
-  const simulation::SmbiosDevice smbios(station.machine, simulation::SmbiosTable().Add(38, 1, KcsAt(address, 0x40)));
-  EXPECT_EQ(station.Load(), EFI_DEVICE_ERROR);
-  EXPECT_TRUE(station.Shows(u"no management controller answers at memory 0x"));
-  // Its last try to end what the silent interface is in.
-  EXPECT_EQ(registers.Data()[4], 0x60);
+  const struct {
+    std::uint8_t state;
+    EFI_STATUS status;
+    std::uint8_t last_command;
+  } cases[] = {
+      // Its last try to end what a silent interface is in.
+      {0x00, EFI_DEVICE_ERROR, 0x60},
+      // What is busy is left alone.
+      {0x02, EFI_TIMEOUT, 0x02},
+  };
+  for (const auto& c : cases) {
+    Station station;
+    const auto registers = simulation::Mapping::Low(EFI_PAGE_SIZE);
+    registers.Data()[4] = c.state;
+    const auto address = reinterpret_cast<std::uintptr_t>(registers.Data());
+    const simulation::SmbiosDevice smbios(station.machine, simulation::SmbiosTable().Add(38, 1, KcsAt(address, 0x40)));
+    EXPECT_EQ(station.Load(), c.status);
+    EXPECT_TRUE(station.Shows(u"no management controller answers at memory 0x"));
+    EXPECT_EQ(registers.Data()[4], c.last_command);
+  }
 }
 
 TEST(IpmiKcs, PassesMessages) {
@@ -234,6 +245,25 @@ TEST(IpmiKcs, PassesMessages) {
   EXPECT_EQ(station.network_function, 0x31u);
   EXPECT_EQ(station.lun, 3u);
   EXPECT_EQ(station.command, 0x11u);
+}
+
+TEST(IpmiKcs, RefusesCallsWithoutABuffer) {
+  Station station;
+  KcsInterface kcs(0xCA2, Echo);
+  ASSERT_EQ(station.Load(u"--io 0xca2"), EFI_SUCCESS);
+  IpmiTransport& transport = *station.transport;
+  EXPECT_EQ(transport.SendIpmiRequest(&transport, 0x0A, 0, 0x11, nullptr, 1), EFI_INVALID_PARAMETER);
+  ASSERT_EQ(station.Send({1}), EFI_SUCCESS);
+  std::uint8_t* const code = &station.completion_code;
+  std::uint32_t length = 1;
+  const auto receive = [&](std::uint8_t* completion_code, std::uint32_t* capacity) {
+    return transport.ReceiveIpmiResponse(&transport, nullptr, nullptr, nullptr, completion_code, nullptr, capacity);
+  };
+  EXPECT_EQ(receive(nullptr, &length), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(receive(code, nullptr), EFI_INVALID_PARAMETER);
+  EXPECT_EQ(receive(code, &length), EFI_INVALID_PARAMETER);
+  length = 0;
+  EXPECT_EQ(receive(code, &length), EFI_SUCCESS);
 }
 
 // A request of two data bytes is: start (0), four bytes, end of message at the

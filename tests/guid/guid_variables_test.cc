@@ -31,12 +31,12 @@ struct Failure {
 TEST(CopyGuidToEnvironment, SetsAShellVariable) {
   Station station;
   station.smbios = TableWithGuid(kServerGuid);
-  EXPECT_EQ(station.Run(29),
-            Joined({{"Initialize -> 0 test 29", R"(DebugPrint 1 "Raw Flash GUID = ")"},
-                    ByteCalls("DebugPrint 1", kServerGuid, "%02x "),
-                    {R"(DebugPrint 1 "\r\n")", R"(DisplayPrint "Raw GUIDStr=123456789abc11df8abc001122334455\n")",
-                     R"(GetParamString "GUID_ENV_VARIABLE" 128 -> 1)",
-                     R"(LogMessage "\nNo GUID_ENV_VARIABLE was specified. Using 'GUID'.\n")", "EndTest"}}));
+  EXPECT_EQ(Merged(station.Run(29)),
+            (Lines{"Initialize -> 0 test 29",
+                   R"(DebugPrint 1 "Raw Flash GUID = 12 34 56 78 9a bc 11 df 8a bc 00 11 22 33 44 55 \r\n")",
+                   R"(DisplayPrint "Raw GUIDStr=123456789abc11df8abc001122334455\n")",
+                   R"(GetParamString "GUID_ENV_VARIABLE" 128 -> 1)",
+                   R"(LogMessage "\nNo GUID_ENV_VARIABLE was specified. Using 'GUID'.\n")", "EndTest"}));
   station.library->parameters[u"GUID_ENV_VARIABLE"] = u"SysGuid";
   EXPECT_EQ(Only({"LogMessage", "ReportError"}, station.Run(29)), Lines{});
   ASSERT_EQ(station.shell->commands.size(), 2u);
@@ -76,11 +76,9 @@ TEST(DumpFlashGuid, ShowsSixteenBytes) {
   EXPECT_EQ(Errors(station.Run(30)), Lines{R"(ReportError 1 "\r\nFailed to get param: GuidOffsetInFlash\r\n")"});
   station.library->parameters[u"GuidOffsetInFlash"] = u"0xFFF0";
   std::array<char, 80> head;
-  std::snprintf(head.data(), head.size(), "LogMessage \"Flash memory values at %08x: \"", flash.Address() + 0xFFF0);
-  const Lines lines = station.Run(30);
-  EXPECT_EQ(
-      Lines(lines.begin() + 3, lines.end()),
-      Joined({{head.data()}, ByteCalls("LogMessage", kServerGuid, "%02x "), {R"(LogMessage "\r\n")", "EndTest"}}));
+  std::snprintf(head.data(), head.size(), "LogMessage \"Flash memory values at %08x: ", flash.Address() + 0xFFF0);
+  const Lines lines = Merged(station.Run(30));
+  EXPECT_EQ(lines.at(3), head.data() + std::string(R"(12 34 56 78 9a bc 11 df 8a bc 00 11 22 33 44 55 \r\n")"));
   station.library->parameters.erase(u"FlashAddress");
   EXPECT_EQ(Errors(station.Run(30)), Lines{R"(ReportError 1 "\r\nFailed to get param: FlashAddress\r\n")"});
 }
@@ -111,15 +109,14 @@ TEST(WriteMfgSystemUuid, StoresANewGuid) {
   ExpectVariable(station, u"MfgSystemUuid", kBuilt);
   EXPECT_EQ(lines[1], R"(DebugPrint 1 "Creating a GUID.\r\n")");
   const auto built = std::ranges::find(lines, R"(DebugPrint 1 "GUID in Byte Array: ")");
-  EXPECT_EQ(Lines(built + 1, lines.end()),
-            Joined({ByteCalls("DebugPrint 1", kBuilt, "%02x "),
-                    {R"(DebugPrint 1 "\r\n")", R"(DebugPrint 8 "GUID in EFI_GUID: 8012c3af-f630-e011-8029-")"},
-                    ByteCalls("DebugPrint 8", kServerMac, "%02x"),
-                    {R"(DebugPrint 1 "\r\n")", R"(DebugPrint 8 "Set to NV Variable...\n")",
-                     R"(GetParamString "MARWICK_GUID_NAME" 50 -> 0 "MfgSystemUuid")",
-                     R"(DebugPrint 8 "Getting MfgSystemUuid NV variable...\n")", R"(DebugPrint 8 "MfgSystemUuid: ")"},
-                    ByteCalls("DebugPrint 8", kBuilt, "%02x "),
-                    {R"(DebugPrint 8 "\n")", "EndTest"}}));
+  EXPECT_EQ(
+      Merged({built, lines.end()}),
+      (Lines{
+          R"(DebugPrint 1 "GUID in Byte Array: af c3 12 80 30 f6 11 e0 80 29 00 11 22 33 44 55 \r\n")",
+          R"(DebugPrint 8 "GUID in EFI_GUID: 8012c3af-f630-e011-8029-001122334455")", R"(DebugPrint 1 "\r\n")",
+          R"(DebugPrint 8 "Set to NV Variable...\n")", R"(GetParamString "MARWICK_GUID_NAME" 50 -> 0 "MfgSystemUuid")",
+          R"(DebugPrint 8 "Getting MfgSystemUuid NV variable...\nMfgSystemUuid: af c3 12 80 30 f6 11 e0 80 29 00 11 22 33 44 55 \n")",
+          "EndTest"}));
 }
 
 TEST(WriteMfgSystemUuid, TakesItsNameInAnyCase) {
@@ -155,6 +152,8 @@ TEST(WriteMfgSystemUuid, ReportsItsFailures) {
     Builder station;
     failure.prepare(station);
     EXPECT_EQ(Errors(station.Run(31)), failure.errors);
+    const bool is_stored = station.machine.variables.Find(u"MfgSystemUuid", kMfgVendor) != nullptr;
+    EXPECT_EQ(is_stored, failure.name == std::string("the read back fails"));
   }
 }
 
@@ -176,16 +175,13 @@ struct Factory : Station {
 TEST(WriteMfg1394Uuid, StoresTheHalvesExchanged) {
   Factory station;
   const GuidBytes stored = {0x33, 0x22, 0x11, 0x00, 0x77, 0x66, 0x55, 0x44};
-  EXPECT_EQ(station.Run(32),
-            Joined({{"Initialize -> 0 test 32", R"(GetParamString "1394_GUID_NAME" 50 -> 0 "Mfg1394Uuid")",
-                     R"(DebugPrint 1 "Get 1394 GUID from env variable...\r\n")",
-                     R"(DebugPrint 8 "1394 GUID from env Variable: 0011223344556677\n")",
-                     R"(DebugPrint 8 "Set to NV Variable...\n")", R"(DebugPrint 8 "EUI64: 0x0011223344556677\n")",
-                     R"(DebugPrint 8 "EUI64 after swap: 0x4455667700112233\n")",
-                     R"(DebugPrint 8 "GUID_Hi: 00112233\n")", R"(DebugPrint 8 "GUID_Lo: 44556677\n")",
-                     R"(DebugPrint 8 "Getting Mfg1394Uuid NV variable...\n")", R"(DebugPrint 8 "Mfg1394Uuid: ")"},
-                    ByteCalls("DebugPrint 8", std::span(stored).first(8), "%02x "),
-                    {R"(DebugPrint 8 "\n")", "EndTest"}}));
+  EXPECT_EQ(
+      Merged(station.Run(32)),
+      (Lines{
+          "Initialize -> 0 test 32", R"(GetParamString "1394_GUID_NAME" 50 -> 0 "Mfg1394Uuid")",
+          R"(DebugPrint 1 "Get 1394 GUID from env variable...\r\n")",
+          R"(DebugPrint 8 "1394 GUID from env Variable: 0011223344556677\nSet to NV Variable...\nEUI64: 0x0011223344556677\nEUI64 after swap: 0x4455667700112233\nGUID_Hi: 00112233\nGUID_Lo: 44556677\nGetting Mfg1394Uuid NV variable...\nMfg1394Uuid: 33 22 11 00 77 66 55 44 \n")",
+          "EndTest"}));
   ExpectVariable(station, u"Mfg1394Uuid", std::span(stored).first(8));
 }
 
@@ -254,17 +250,14 @@ TEST(Verify1394Uuid, ComparesTheRegistersWithTheShellVariable) {
   Factory station;
   Lines lines = station.Run(33);
   std::erase_if(lines, [](const std::string& line) { return line.starts_with("DebugPrint 7"); });
-  EXPECT_EQ(lines,
-            (Lines{"Initialize -> 0 test 33", R"(GetParamString "1394_GUID_NAME" 50 -> 0 "Mfg1394Uuid")",
-                   R"(GetParamNumber "1394_DEVICE_ID" -> 0 0x1234)", R"(GetParamNumber "1394_VENDOR_ID" -> 0 0x8086)",
-                   R"(DebugPrint 8 "Device address: 0x03050000\n")",
-                   R"(DebugPrint 8 "Bus: 0x3, Dev: 0x5, Func: 0x0, Reg: 0x0\n")",
-                   R"(DebugPrint 8 "BARindex: 0x0, BARAddress: 0xfe00000c \n")",
-                   R"(DebugPrint 8 "GUID_Hi: 0x00112233, GUID_Lo: 0x44556677\n")",
-                   R"(DebugPrint 8 "EUI64: 0x0011223344556677\n")",
-                   R"(DebugPrint 1 "Get 1394 GUID from env variable...\r\n")",
-                   R"(DebugPrint 1 "StrGUID: 0011223344556677\n")", R"(DebugPrint 1 "1394GUID: 0x0011223344556677\n")",
-                   "EndTest"}));
+  EXPECT_EQ(
+      Merged(lines),
+      (Lines{
+          "Initialize -> 0 test 33", R"(GetParamString "1394_GUID_NAME" 50 -> 0 "Mfg1394Uuid")",
+          R"(GetParamNumber "1394_DEVICE_ID" -> 0 0x1234)", R"(GetParamNumber "1394_VENDOR_ID" -> 0 0x8086)",
+          R"(DebugPrint 8 "Device address: 0x03050000\nBus: 0x3, Dev: 0x5, Func: 0x0, Reg: 0x0\nBARindex: 0x0, BARAddress: 0xfe00000c \nGUID_Hi: 0x00112233, GUID_Lo: 0x44556677\nEUI64: 0x0011223344556677\n")",
+          R"(DebugPrint 1 "Get 1394 GUID from env variable...\r\nStrGUID: 0011223344556677\n1394GUID: 0x0011223344556677\n")",
+          "EndTest"}));
 }
 
 Factory& AsFactory(Station& station) { return static_cast<Factory&>(station); }

@@ -44,58 +44,41 @@ TEST(VerifyGuid, ExplainsTheGuid) {
   simulation::NetworkController network(station.machine, kServerMac);
   station.library->parameters[u"VERIFY_MACADDR_AGAINST"] = u"macaddr_onboard";
   EXPECT_EQ(
-      station.Run(14),
-      Joined(
-          {{"Initialize -> 0 test 14", R"(GetParamString "READ_GUID_METHOD" 64 -> 0 "SMBIOS")",
-            R"(DisplayPrint "Verifying GUID from SMBIOS\r\n")",
-            R"(DebugPrint 2 "Raw GUIDStr from SMBIOS: {12345678-9abc-11df-8abc-001122334455}\n  Format of a guid is:\n     aaaaaaaa-bbbb-cddd-eeff-gggggghhhhhh\n  Components are:\n     aaaaaaaa = low field of time stamp\n     bbbb     = middle field of time stamp\n     c        = vers number of guid                 (1)\n     ddd      = high field of time stamp            (1df)\n     ee       = high field of clock sequence\n     ff       = low field of clock sequence\n     gggggg   = 1st half of mac (oui)               (001122)\n     hhhhhh   = 2nd half of mac                     (334455)\n")",
-            R"(DebugPrint 2 "GUID in EFI_GUID format: 78563412-bc9a-df11-8abc-001122334455\n")",
-            R"(DebugPrint 8 "after swap: time_lo: 12345678\n")", R"(DebugPrint 8 "after swap: time_mid: 9abc\n")",
-            R"(DebugPrint 8 "after swap: time_hi_and_ver: 11df\n")",
-            R"(GetParamString "VERIFY_MACADDR_AGAINST" 64 -> 0 "macaddr_onboard")",
-            R"(DebugPrint 1 "Start VerifyTarvoMacAddr(): method = macaddr_onboard\r\n")",
-            R"(DebugPrint 1 "\nFound 1 SNP Protocol(s)\n")", R"(GetParamNumber "NIC_Index" -> 1)",
-            R"(DebugPrint 1 "Trying SNP Protocol 0....\n")", R"(DebugPrint 1 "Found\n")",
-            R"(DebugPrint 1 "MAC Address: ")"},
-           ByteCalls("DebugPrint 1", kServerMac, "0x%02x "),
-           {R"(DebugPrint 1 "\n")", R"(DebugPrint 1 "Received Mac: ")"},
-           ByteCalls("DebugPrint 1", kServerMac, "%02x"),
-           {R"(DebugPrint 1 "\n")", "EndTest"}}));
+      Merged(station.Run(14)),
+      (Lines{
+          "Initialize -> 0 test 14", R"(GetParamString "READ_GUID_METHOD" 64 -> 0 "SMBIOS")",
+          R"(DisplayPrint "Verifying GUID from SMBIOS\r\n")",
+          R"(DebugPrint 2 "Raw GUIDStr from SMBIOS: {12345678-9abc-11df-8abc-001122334455}\n  Format of a guid is:\n     aaaaaaaa-bbbb-cddd-eeff-gggggghhhhhh\n  Components are:\n     aaaaaaaa = low field of time stamp\n     bbbb     = middle field of time stamp\n     c        = vers number of guid                 (1)\n     ddd      = high field of time stamp            (1df)\n     ee       = high field of clock sequence\n     ff       = low field of clock sequence\n     gggggg   = 1st half of mac (oui)               (001122)\n     hhhhhh   = 2nd half of mac                     (334455)\nGUID in EFI_GUID format: 78563412-bc9a-df11-8abc-001122334455\n")",
+          R"(DebugPrint 8 "after swap: time_lo: 12345678\nafter swap: time_mid: 9abc\nafter swap: time_hi_and_ver: 11df\n")",
+          R"(GetParamString "VERIFY_MACADDR_AGAINST" 64 -> 0 "macaddr_onboard")",
+          R"(DebugPrint 1 "Start VerifyTarvoMacAddr(): method = macaddr_onboard\r\n\nFound 1 SNP Protocol(s)\n")",
+          R"(GetParamNumber "NIC_Index" -> 1)",
+          R"(DebugPrint 1 "Trying SNP Protocol 0....\nFound\nMAC Address: 0x00 0x11 0x22 0x33 0x44 0x55 \nReceived Mac: 001122334455\n")",
+          "EndTest"}));
 }
 
 TEST(VerifyGuid, JudgesVersionTimeAndVariant) {
+  constexpr const char* kFine = nullptr;
+  const char* const old =
+      R"(\n  Guid TIME_HI_MIN failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected minimum:1d1,  Received:)";
+  const char* const young =
+      R"(\n  Guid TIME_HI_MAX failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected maximum:1e8,  Received:)";
+  const char* const version =
+      R"(\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:1,  Received:)";
+  const char* const variant =
+      R"(\n  Invalid Clock Seq Hi and Reserved. (xxxxxxxx-xxxx-xxxx-CCxx-xxxxxxxxxxxx):\n  Expected binary: 10xxxxxx, Received: )";
   const struct {
     std::uint16_t time_high_and_version;
     std::uint8_t clock_sequence_high;
     int code;
     const char* complaint;
+    const char* received;
   } cases[] = {
-      {0x11D1, 0x80, 0, nullptr},
-      {0x11D0, 0x80, 8,
-       R"(\n  Guid TIME_HI_MIN failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected minimum:1d1,  Received:1d0\n)"},
-      {0x1000, 0x80, 8,
-       R"(\n  Guid TIME_HI_MIN failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected minimum:1d1,  Received:0\n)"},
-      {0x11E7, 0x80, 0, nullptr},
-      {0x11E8, 0x80, 0, nullptr},
-      {0x11E9, 0x80, 8,
-       R"(\n  Guid TIME_HI_MAX failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected maximum:1e8,  Received:1e9\n)"},
-      {0x1FFF, 0x80, 8,
-       R"(\n  Guid TIME_HI_MAX failed (xxxxxxxx-xxxx-xTTT-xxxx-xxxxxxxxxxxx):\n  Expected maximum:1e8,  Received:fff\n)"},
-      {0x01DF, 0x80, 10,
-       R"(\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:1,  Received:0\n)"},
-      {0x21DF, 0x80, 10,
-       R"(\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:1,  Received:2\n)"},
-      {0x4000, 0x00, 10,
-       R"(\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:1,  Received:4\n)"},
-      {0xF1DF, 0x80, 10,
-       R"(\n  Guid Version failed (xxxxxxxx-xxxx-Vxxx-xxxx-xxxxxxxxxxxx):\n  Required:1,  Received:f\n)"},
-      {0x11DF, 0xBF, 0, nullptr},
-      {0x11DF, 0xC0, 14,
-       R"(\n  Invalid Clock Seq Hi and Reserved. (xxxxxxxx-xxxx-xxxx-CCxx-xxxxxxxxxxxx):\n  Expected binary: 10xxxxxx, Received: 0xc0\n)"},
-      {0x11DF, 0x7F, 14,
-       R"(\n  Invalid Clock Seq Hi and Reserved. (xxxxxxxx-xxxx-xxxx-CCxx-xxxxxxxxxxxx):\n  Expected binary: 10xxxxxx, Received: 0x40\n)"},
-      {0x11DF, 0x3F, 14,
-       R"(\n  Invalid Clock Seq Hi and Reserved. (xxxxxxxx-xxxx-xxxx-CCxx-xxxxxxxxxxxx):\n  Expected binary: 10xxxxxx, Received: 0x 0\n)"},
+      {0x11D1, 0x80, 0, kFine, ""},        {0x11D0, 0x80, 8, old, "1d0"},       {0x1000, 0x80, 8, old, "0"},
+      {0x11E7, 0x80, 0, kFine, ""},        {0x11E8, 0x80, 0, kFine, ""},        {0x11E9, 0x80, 8, young, "1e9"},
+      {0x1FFF, 0x80, 8, young, "fff"},     {0x01DF, 0x80, 10, version, "0"},    {0x21DF, 0x80, 10, version, "2"},
+      {0x4000, 0x00, 10, version, "4"},    {0xF1DF, 0x80, 10, version, "f"},    {0x11DF, 0xBF, 0, kFine, ""},
+      {0x11DF, 0xC0, 14, variant, "0xc0"}, {0x11DF, 0x7F, 14, variant, "0x40"}, {0x11DF, 0x3F, 14, variant, "0x 0"},
   };
   const std::string warning =
       R"(LogMessage "guid->time_hi is approaching test limitation.\r\nHave test updated to extend this limit before false failures occur.")";
@@ -108,7 +91,8 @@ TEST(VerifyGuid, JudgesVersionTimeAndVariant) {
     std::string text = Hexadecimal(guid);
     for (const std::size_t hyphen : {20, 16, 12, 8}) text.insert(hyphen, "-");
     const Lines warnings = c.time_high_and_version == 0x11E8 ? Lines{warning} : Lines{};
-    const std::string complaint = c.complaint == nullptr ? "" : "Guid (method=SMBIOS): {" + text + "}" + c.complaint;
+    const std::string complaint =
+        c.complaint == nullptr ? "" : "Guid (method=SMBIOS): {" + text + "}" + c.complaint + c.received + "\\n";
     Server station(guid);
     const Lines lines = station.Run(14);
     EXPECT_EQ(Errors(lines), c.complaint == nullptr ? Lines{} : Lines{Error(c.code, complaint)});
@@ -123,8 +107,10 @@ struct Node {
   const char* name;
   std::array<std::uint8_t, 6> node;
   std::map<std::u16string, std::u16string> parameters;
-  // The part of the complaint behind the GUID's text; null for a pass.
-  const char* complaint;
+  // What a complaint shows: six digits of an OUI or twelve of an address, and
+  // what was received. Null for a pass.
+  const char* expected;
+  const char* received = "";
 };
 
 constexpr std::array<std::uint8_t, 6> kOther = {0x33, 0x44, 0x55, 0x00, 0x00, 0x01};
@@ -132,35 +118,25 @@ constexpr std::array<std::uint8_t, 6> kOther = {0x33, 0x44, 0x55, 0x00, 0x00, 0x
 const Node kNodes[] = {
     {"any method accepts a plausible one", kServerMac, {{u"VERIFY_MACADDR_AGAINST", u"whatever"}}, nullptr},
     {"only the OUI has to be plausible", {0, 0, 1, 0, 0, 0}, {{u"VERIFY_MACADDR_AGAINST", u"NONE"}}, nullptr},
-    {"an OUI of zeros",
-     {0, 0, 0, 1, 2, 3},
-     {{u"VERIFY_MACADDR_AGAINST", u"NONE"}},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: 000000 Received OUI: 000\n)"},
-    {"an OUI of ones",
-     {0xFF, 0xFF, 0xFF, 1, 2, 3},
-     {{u"VERIFY_MACADDR_AGAINST", u"NONE"}},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: ffffff Received OUI: 000\n)"},
-    {"no method",
-     kServerMac,
-     {},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: 001122 Received OUI: 000\n)"},
+    {"an OUI of zeros", {0, 0, 0, 1, 2, 3}, {{u"VERIFY_MACADDR_AGAINST", u"NONE"}}, "000000", "000"},
+    {"an OUI of ones", {0xFF, 0xFF, 0xFF, 1, 2, 3}, {{u"VERIFY_MACADDR_AGAINST", u"NONE"}}, "ffffff", "000"},
+    {"no method", kServerMac, {}, "001122", "000"},
     {"the controller's", kServerMac, {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_ONBOARD"}}, nullptr},
     {"the second controller's",
      kOther,
      {{u"VERIFY_MACADDR_AGAINST", u"MacAddr_OnBoard"}, {u"NIC_Index", u"1"}},
      nullptr},
-    {"not the controller's",
-     kOther,
-     {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_ONBOARD"}},
-     R"(Guid MAC failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMMMMMMM):\nExpected MAC: 334455000001 Received MAC: 001122334455\n)"},
+    {"not the controller's", kOther, {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_ONBOARD"}}, "334455000001", "001122334455"},
     {"no such controller",
      kServerMac,
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_ONBOARD"}, {u"NIC_Index", u"2"}},
-     R"(Guid MAC failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMMMMMMM):\nExpected MAC: 001122334455 Received MAC: 000\n)"},
+     "001122334455",
+     "000"},
     {"the last byte counts",
      {0x00, 0x11, 0x22, 0x33, 0x44, 0x54},
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_ONBOARD"}},
-     R"(Guid MAC failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMMMMMMM):\nExpected MAC: 001122334454 Received MAC: 001122334455\n)"},
+     "001122334454",
+     "001122334455"},
     {"first of a list",
      kServerMac,
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}, {u"MACADDR00", u"0x001122"}},
@@ -172,23 +148,33 @@ const Node kNodes[] = {
     {"a gap ends a list",
      kOther,
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}, {u"MACADDR00", u"0x010203"}, {u"MACADDR02", u"0x334455"}},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: 334455 Received OUI: 0010203\n)"},
+     "334455",
+     "0010203"},
     {"the last one compared is shown",
      kServerMac,
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}, {u"MACADDR00", u"0x001123"}, {u"MACADDR01", u"0xA01122"}},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: 001122 Received OUI: 00a01122\n)"},
-    {"an empty list",
-     kServerMac,
-     {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: 001122 Received OUI: 000\n)"},
+     "001122",
+     "00a01122"},
+    {"an empty list", kServerMac, {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}}, "001122", "000"},
     {"the maker's own needs no list",
      {0x77, 0xC9, 0xA0, 0x00, 1, 2},
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}},
      nullptr},
+    {"nearly the maker's own",
+     {0x77, 0xC9, 0xA0, 0x01, 1, 2},
+     {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}},
+     "77c9a0",
+     "000"},
+    {"half the maker's own",
+     {0x77, 0xC9, 0xA1, 0x00, 1, 2},
+     {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}},
+     "77c9a1",
+     "000"},
     {"the maker's own in its true order",
      {0x00, 0xA0, 0xC9, 0x00, 1, 2},
      {{u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}},
-     R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: 00a0c9 Received OUI: 000\n)"},
+     "00a0c9",
+     "000"},
 };
 
 TEST(VerifyGuid, JudgesTheNode) {
@@ -202,9 +188,14 @@ TEST(VerifyGuid, JudgesTheNode) {
     station.library->parameters = node.parameters;
     station.library->parameters[u"READ_GUID_METHOD"] = u"SMBIOS";
     Lines expected;
-    if (node.complaint != nullptr) {
-      expected = {Error(
-          7, "Guid (method=SMBIOS): {12345678-9abc-11df-8abc-" + Hexadecimal(node.node) + "}\\n" + node.complaint)};
+    if (node.expected != nullptr) {
+      const bool is_whole = std::string(node.expected).size() == 12;
+      const std::string head =
+          is_whole ? R"(Guid MAC failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMMMMMMM):\nExpected MAC: )"
+                   : R"(Guid MAC (OUI portion) failed (xxxxxxxx-xxxx-xxxx-xxxx-MMMMMMCCCCCC):\nExpected OUI: )";
+      expected = {Error(7, "Guid (method=SMBIOS): {12345678-9abc-11df-8abc-" + Hexadecimal(node.node) + "}\\n" + head +
+                               node.expected + (is_whole ? " Received MAC: " : " Received OUI: ") + node.received +
+                               "\\n")};
     }
     EXPECT_EQ(Errors(station.Run(14)), expected);
     EXPECT_EQ(Probe(station) == "applies", expected.empty());
@@ -338,23 +329,18 @@ TEST(VerifyGuid, ShowsWhatItReads) {
   ByFlash(station);
   std::optional<simulation::GuidStore> store(std::in_place, station.machine);
   store->guid = kServerGuid;
-  const auto shown = [&](std::size_t count) {
-    Lines lines = Only({"DebugPrint 1"}, station.Run(14));
-    lines.resize(count);
-    return lines;
-  };
-  EXPECT_EQ(shown(20),
-            Joined({{R"(DebugPrint 1 "MfgMode Protocol detected\r\n")",
-                     R"(DebugPrint 1 "Mfg Interface retrieved successfully.\r\n")", R"(DebugPrint 1 "Raw GUID:\r\n")"},
-                    ByteCalls("DebugPrint 1", kServerGuid, "%x "),
-                    {R"(DebugPrint 1 "\r\n")"}}));
+  const auto shown = [&] { return Merged(Only({"DebugPrint 1"}, station.Run(14))).at(0); };
+  EXPECT_TRUE(shown().starts_with(
+      R"(DebugPrint 1 "MfgMode Protocol detected\r\nMfg Interface retrieved successfully.\r\nRaw GUID:\r\n12 34 56 78 9a bc 11 df 8a bc 0 11 22 33 44 55 \r\n)"));
   store.reset();
   simulation::Flash flash(station.machine);
   AtFlash(station, flash, "0x8123");
-  std::array<char, 80> place;
-  std::snprintf(place.data(), place.size(), R"(DebugPrint 1 "Reading GUID from flash at %08x\r\n")",
-                flash.Address() + 0x8123);
-  EXPECT_EQ(shown(2), (Lines{R"(DebugPrint 1 "MfgMode not installed - reading FLASH directly\r\n")", place.data()}));
+  std::array<char, 120> place;
+  std::snprintf(
+      place.data(), place.size(),
+      R"(DebugPrint 1 "MfgMode not installed - reading FLASH directly\r\nReading GUID from flash at %08x\r\n)",
+      flash.Address() + 0x8123);
+  EXPECT_TRUE(shown().starts_with(place.data())) << place.data();
 }
 
 }  // namespace

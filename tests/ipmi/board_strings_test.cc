@@ -1,5 +1,6 @@
 #include "ipmi/board_strings.h"
 
+#include "ipmi/device_names.h"
 #include "tests/ipmi/server.h"
 
 namespace {
@@ -129,6 +130,16 @@ TEST(BoardStrings, AreShownUnderTheDevicesName) {
                    server.Run(39, {{u"SYS_BD_FRU_ID", c.device}, {u"HSBP", u"0"}})),
               c.shown);
   }
+}
+
+TEST(BoardStrings, ADeviceBehindTheTablesIsUnknown) {
+  using mfgtest::FruDeviceName;
+  using mfgtest::FruNames;
+  const auto name = [](std::uint8_t id, FruNames names) { return simulation::Readable(FruDeviceName(id, names)); };
+  EXPECT_NE(name(19, FruNames::kStandard), "Unknown");
+  EXPECT_EQ(name(20, FruNames::kStandard), "Unknown");
+  EXPECT_EQ(name(16, FruNames::kSecondTable), "SAS backplane");
+  EXPECT_EQ(name(17, FruNames::kSecondTable), "Unknown");
 }
 
 TEST(BoardStrings, AreReadWithThreeTries) {

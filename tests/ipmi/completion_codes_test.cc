@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string_view>
 
 namespace {
@@ -54,6 +55,11 @@ TEST(CompletionCodes, HaveTheirTexts) {
   for (const auto& c : cases) {
     EXPECT_EQ(std::u16string_view(mfgtest::GetCompletionCodeText(c.code, c.net_function, c.command)), c.text)
         << std::hex << +c.code << " of " << +c.net_function << "/" << +c.command;
+  }
+  // The standard's own codes, each with a text of its own.
+  std::set<std::u16string_view> texts{kUnspecified};
+  for (std::uint8_t code = 0xC0; code <= 0xD5; ++code) {
+    EXPECT_TRUE(texts.insert(mfgtest::GetCompletionCodeText(code, 0x0A, 0x11)).second) << std::hex << +code;
   }
 }
 

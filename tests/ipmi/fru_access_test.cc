@@ -90,6 +90,19 @@ TEST(FruAccess, GivesTheBytesOfEveryRoute) {
   }
 }
 
+// An answer of no bytes at all leaves the buffer as it was.
+TEST(FruAccess, AnEmptyAnswerIsTaken) {
+  for (const Reader reader : {Reader::kData, Reader::kBytes, Reader::kNoCount}) {
+    Server server("[script]\n0A 11 answer 00");
+    server.Bind();
+    FruBuffer buffer;
+    buffer.bytes.fill(0x5A);
+    EXPECT_TRUE(Read(reader, FruRoute::kBmc, FruReport::kToLibrary, &buffer));
+    EXPECT_EQ(buffer.Word(), 0x5A5A5A5Au);
+    EXPECT_EQ(buffer.length, 0xFFFFFFFFu);
+  }
+}
+
 TEST(FruAccess, TheHighByteOfAnOffsetIsKept) {
   Server server("[fru 0]\nsize = 1024\nbyte 0x234 = 0x99\n");
   server.Bind();

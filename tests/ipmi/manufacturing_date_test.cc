@@ -7,6 +7,7 @@ namespace {
 using std::chrono::days;
 using std::chrono::sys_days;
 using std::chrono::year_month_day;
+using std::chrono::year_month_day_last;
 using namespace std::chrono_literals;
 
 constexpr char kNoIpmi[] = R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")";
@@ -16,8 +17,10 @@ constexpr char kReadFailed[] = R"(ReportError 23 "IPMI command - Get FRU Data Ar
 TEST(ManufacturingDate, MinutesAreThoseOfTheCalendar) {
   Server server;
   server.Bind();
-  for (sys_days day = 1996y / 1 / 1; day < sys_days(2100y / 3 / 1); day += days(1)) {
-    const year_month_day date(day);
+  // The first and the last day of each month.
+  for (year_month_day date = 1996y / 1 / 1; date < 2100y / 3 / 1; date = sys_days(date) + days(1)) {
+    const year_month_day_last last = date.year() / date.month() / std::chrono::last;
+    if (date.day() != 1d && date.day() != last.day()) continue;
     const auto year = static_cast<unsigned>(static_cast<int>(date.year()));
     const auto month = static_cast<unsigned>(date.month());
     ASSERT_EQ(mfgtest::DateToFruMinutes(year, month, static_cast<unsigned>(date.day())), simulation::FruMinutes(date))
@@ -27,6 +30,8 @@ TEST(ManufacturingDate, MinutesAreThoseOfTheCalendar) {
   EXPECT_EQ(mfgtest::DateToFruMinutes(2000, 3, 1), 0x216BA0u);
   EXPECT_EQ(mfgtest::DateToFruMinutes(2009, 6, 15), 0x6BF940u);
   EXPECT_EQ(mfgtest::DateToFruMinutes(2100, 3, 1), simulation::FruMinutes(2100y / 3 / 2));
+  for (const std::uint32_t month : {0, 13}) EXPECT_EQ(mfgtest::DaysBeforeMonth(month, false), 0);
+  EXPECT_EQ(Errors(server.station.Transcript()), Lines(2, R"(ReportError 24 "Invalid Month.\n")"));
 }
 
 TEST(ManufacturingDate, AnExpectedDateIsChecked) {
@@ -81,21 +86,22 @@ Parameters BoardParameters(const char16_t* device, const char16_t* route) {
   return {{u"SYS_BD_MFG_DATE", u"2009/06/01"}, {u"SYS_BD_FRU_ID", device}, {u"HSBP", route}};
 }
 
-Parameters With(Parameters parameters, const char16_t* name, const char16_t* value) {
-  parameters[name] = value;
-  return parameters;
-}
-
-Parameters Without(Parameters parameters, const char16_t* name) {
-  parameters.erase(name);
-  return parameters;
-}
-
 TEST(ManufacturingDate, TheBoardIsChosenByParameters) {
   const Parameters kFrontPanel = BoardParameters(u"4", u"0");
+  const auto without = [&](const char16_t* name) {
+    Parameters parameters = kFrontPanel;
+    parameters.erase(name);
+    return parameters;
+  };
+  Parameters far = kFrontPanel;
+  far[u"BOARD_AREA_OFFSET"] = u"0x203";
   const auto missing = [](const char* name) {
     return Lines{std::string(R"(ReportError 1 "\r\nFailed to get param: )") + name + R"(\r\n")"};
   };
+  const std::string judged = R"(ReportError 25 "\r\nMfg Date & Time )";
+  const std::string unprogrammed = judged + R"(is not programmed. Received: 0x0\r\n")";
+  const Lines kReads = {"04 03 00 01", "04 03 00 01", "04 0B 00 03"};
+  const Lines kReadsOfZero = {"00 03 00 01", "00 03 00 01", "00 0B 00 03"};
   const struct {
     const char* machine;
     Parameters parameters;
@@ -103,40 +109,27 @@ TEST(ManufacturingDate, TheBoardIsChosenByParameters) {
     // What is read of the FRU, by the requests' data behind the command.
     Lines reads;
   } cases[] = {
-      {"", kFrontPanel, {}, {"04 03 00 01", "04 03 00 01", "04 0B 00 03"}},
-      {"", BoardParameters(u"4", u"1"), {}, {"00 03 00 01", "00 03 00 01", "00 0B 00 03"}},
-      {"", BoardParameters(u"4", u"2"), {}, {"00 03 00 01", "00 03 00 01", "00 0B 00 03"}},
-      {"",
-       BoardParameters(u"4", u"3"),
-       {kReadFailed, kReadFailed, kReadFailed,
-        R"(ReportError 25 "\r\nMfg Date & Time is not programmed. Received: 0x0\r\n")"},
-       {}},
+      {"", kFrontPanel, {}, kReads},
+      {"", BoardParameters(u"4", u"1"), {}, kReadsOfZero},
+      {"", BoardParameters(u"4", u"2"), {}, kReadsOfZero},
+      {"", BoardParameters(u"4", u"3"), {kReadFailed, kReadFailed, kReadFailed, unprogrammed}, {}},
       // The date's offset wraps, the header byte's own offset does not.
-      {"[fru 4]\nboard date = 2009-06-01\nbyte 3 = 0x21",
-       kFrontPanel,
-       {},
-       {"04 03 00 01", "04 03 00 01", "04 0B 00 03"}},
+      {"[fru 4]\nboard date = 2009-06-01\nbyte 3 = 0x21", kFrontPanel, {}, kReads},
       {"[fru 4]\nsize = 1024\nbyte 0x203 = 1\nboard date = 2009-06-01",
-       With(kFrontPanel, u"BOARD_AREA_OFFSET", u"0x203"),
+       far,
        {},
        {"04 03 02 01", "04 03 02 01", "04 0B 00 03"}},
-      {"", Without(kFrontPanel, u"SYS_BD_MFG_DATE"), missing("SYS_BD_MFG_DATE"), {}},
-      {"", Without(kFrontPanel, u"SYS_BD_FRU_ID"), missing("SYS_BD_FRU_ID"), {}},
-      {"", Without(kFrontPanel, u"HSBP"), missing("HSBP"), {}},
+      {"", without(u"SYS_BD_MFG_DATE"), missing("SYS_BD_MFG_DATE"), {}},
+      {"", without(u"SYS_BD_FRU_ID"), missing("SYS_BD_FRU_ID"), {}},
+      {"", without(u"HSBP"), missing("HSBP"), {}},
       {"[fru 4]\nboard date = 2009-05-31",
        kFrontPanel,
-       {R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0x6baa80 Received: 0x6ba4e0.\r\n")"},
-       {"04 03 00 01", "04 03 00 01", "04 0B 00 03"}},
-      {"[fru 4]\nboard minutes = 0",
-       kFrontPanel,
-       {R"(ReportError 25 "\r\nMfg Date & Time is not programmed. Received: 0x0\r\n")"},
-       {"04 03 00 01", "04 03 00 01", "04 0B 00 03"}},
-      {"[fru 4]\nboard minutes = 0xFFFFFF", kFrontPanel, {}, {"04 03 00 01", "04 03 00 01", "04 0B 00 03"}},
+       {judged + R"(test failed. Expected: > 0x6baa80 Received: 0x6ba4e0.\r\n")"},
+       kReads},
+      {"[fru 4]\nboard minutes = 0", kFrontPanel, {unprogrammed}, kReads},
+      {"[fru 4]\nboard minutes = 0xFFFFFF", kFrontPanel, {}, kReads},
       // A busy device is asked again.
-      {"[script]\n0A 11 04 answer C0 times 1",
-       kFrontPanel,
-       {},
-       {"04 03 00 01", "04 03 00 01", "04 03 00 01", "04 0B 00 03"}},
+      {"[script]\n0A 11 04 answer C0 times 1", kFrontPanel, {}, Joined({{"04 03 00 01"}, kReads})},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
@@ -158,7 +151,8 @@ TEST(ManufacturingDate, AFailedReadLeavesTheBytesOfTheReadBefore) {
                    R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0x6bf940 Received: 0x5.\r\n")"}));
 }
 
-TEST(ManufacturingDate, WithoutATransportThereIsOneReport) {
+TEST(ManufacturingDate, WithoutATransportOrADateThereIsOneReport) {
+  EXPECT_EQ(Errors(Server().Run(34)), Lines{R"(ReportError 1 "\r\nFailed to get param: MFG_DATE\r\n")"});
   for (const std::uint32_t test : {34, 38}) {
     simulation::Station station;
     EXPECT_EQ(Errors(station.Run(test)), Lines{kNoIpmi});

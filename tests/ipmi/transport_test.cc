@@ -73,8 +73,6 @@ TEST(Transport, AFailedLookupHasItsReason) {
   EXPECT_EQ(mfgtest::ipmi_session.transport, nullptr);
 }
 
-const std::string kSent = R"(DebugPrint 16 "\nSend IPMI Cmd to BMC: NetFn=0x0a, Cmd:0x11, ReqData:0x")";
-
 TEST(Transport, LogsAnExchangeByteByByte) {
   for (const bool retried : {false, true}) {
     Server server;
@@ -85,10 +83,10 @@ TEST(Transport, LogsAnExchangeByteByByte) {
     EXPECT_TRUE(outcome.succeeded);
     EXPECT_EQ(Data(outcome), (Bytes{1, 5}));
     EXPECT_EQ(outcome.completion_code, retried ? 0 : 0xEE);
-    EXPECT_EQ(server.station.Transcript(),
-              (Lines{kSent, R"(DebugPrint 16 "00 ")", R"(DebugPrint 16 "03 ")", R"(DebugPrint 16 "00 ")",
-                     R"(DebugPrint 16 "01 ")", retried ? "Delay 300" : "Delay 100", R"(DebugPrint 16 ", RespData:0x")",
-                     R"(DebugPrint 16 "01 ")", R"(DebugPrint 16 "05 ")", R"(DebugPrint 1 "\n")"}));
+    EXPECT_EQ(
+        Merged(server.station.Transcript()),
+        (Lines{R"(DebugPrint 16 "\nSend IPMI Cmd to BMC: NetFn=0x0a, Cmd:0x11, ReqData:0x00 03 00 01 ")",
+               retried ? "Delay 300" : "Delay 100", R"(DebugPrint 16 ", RespData:0x01 05 ")", R"(DebugPrint 1 "\n")"}));
     EXPECT_EQ(server.controller.log, (Lines{"> 0A 11 00 03 00 01", "< 00 01 05"}));
   }
 }
@@ -101,67 +99,53 @@ TEST(Transport, FollowsItsRulesOfAttempts) {
     const char* script;
     bool retried;
     Bytes request;
-    // Of each attempt that was sent.
-    std::vector<unsigned> delays;
+    // Of each attempt that was sent, the same wait and its own capacity.
+    unsigned delay;
     std::vector<std::uint32_t> capacities;
     bool succeeded;
     Bytes data;
     const char* reason;
   } cases[] = {
       // One attempt.
-      {"0A 11 refusal", false, {0, 3, 0, 1}, {}, {}, false, {}, kNotSent},
-      {"0A 11 silence", false, {0, 3, 0, 1}, {100}, {100}, false, {}, kNotReceived},
-      {"0A 11 answer C0", false, {5, 3, 0, 1}, {100}, {100}, false, {}, "\nCompletion Code: 0xc0 (Node Busy). before"},
-      {"0A 11 receive-error 00 01 02", false, {0, 3, 0, 1}, {100}, {100}, false, {}, kNotReceived},
+      {"0A 11 refusal", false, {0, 3, 0, 1}, 0, {}, false, {}, kNotSent},
+      {"0A 11 silence", false, {0, 3, 0, 1}, 100, {100}, false, {}, kNotReceived},
+      {"0A 11 answer C0", false, {5, 3, 0, 1}, 100, {100}, false, {}, "\nCompletion Code: 0xc0 (Node Busy). before"},
+      {"0A 11 receive-error 00 01 02", false, {0, 3, 0, 1}, 100, {100}, false, {}, kNotReceived},
       // The long waits are for requests that begin with 5 to 7.
-      {"0A answer 00", true, {4, 3, 0, 1}, {300}, {100}, true, {}, "before"},
-      {"0A answer 00", true, {5, 3, 0, 1}, {1300}, {100}, true, {}, "before"},
-      {"0A answer 00", true, {7, 3, 0, 1}, {1300}, {100}, true, {}, "before"},
-      {"0A answer 00", true, {8, 3, 0, 1}, {300}, {100}, true, {}, "before"},
-      {"0A answer 00", true, {}, {300}, {100}, true, {}, "before"},
+      {"0A answer 00", true, {4, 3, 0, 1}, 300, {100}, true, {}, "before"},
+      {"0A answer 00", true, {5, 3, 0, 1}, 1300, {100}, true, {}, "before"},
+      {"0A answer 00", true, {7, 3, 0, 1}, 1300, {100}, true, {}, "before"},
+      {"0A answer 00", true, {8, 3, 0, 1}, 300, {100}, true, {}, "before"},
+      {"0A answer 00", true, {}, 300, {100}, true, {}, "before"},
       // Errors and codes take an attempt each; the fifth is the last one.
-      {"0A silence times 4",
-       true,
-       {0, 3, 0, 1},
-       {300, 300, 300, 300, 300},
-       {100, 100, 100, 100, 100},
-       true,
-       {1, 5},
-       "before"},
-      {"0A silence", true, {0, 3, 0, 1}, {300, 300, 300, 300, 300}, {100, 100, 100, 100, 100}, false, {}, kNotReceived},
+      {"0A silence times 4", true, {0, 3, 0, 1}, 300, {100, 100, 100, 100, 100}, true, {1, 5}, "before"},
+      {"0A silence", true, {0, 3, 0, 1}, 300, {100, 100, 100, 100, 100}, false, {}, kNotReceived},
       {"0A answer C0 times 4\n0A answer D3",
        true,
        {0, 3, 0, 1},
-       {300, 300, 300, 300, 300},
+       300,
        {100, 0, 0, 0, 0},
        false,
        {},
        "\nCompletion Code: 0xd3 (Destination Unavailable). before"},
-      {"0A refusal after 1", true, {0, 9, 9, 1}, {300}, {100}, false, {}, kNotSent},
+      {"0A refusal after 1", true, {0, 9, 9, 1}, 300, {100}, false, {}, kNotSent},
       // The capacity of an attempt is what the one before left, and never more
       // than there is room.
-      {"0A answer C0 01 02 03 times 1",
-       true,
-       {0, 0, 0, 8},
-       {300, 300},
-       {100, 3},
-       true,
-       {8, 1, 0, 0, 0, 0, 0, 0, 0},
-       "before"},
-      {"0A answer C0 55*300 times 1", true, {0, 3, 0, 1}, {300, 300}, {100, 100}, true, {1, 5}, "before"},
+      {"0A answer C0 01 02 03 times 1", true, {0, 0, 0, 8}, 300, {100, 3}, true, {8, 1, 0, 0, 0, 0, 0, 0, 0}, "before"},
+      {"0A answer C0 55*300 times 1", true, {0, 3, 0, 1}, 300, {100, 100}, true, {1, 5}, "before"},
       // So is the completion code: an error after a code of 0 ends the attempts.
-      {"0A receive-error 00 02 07 09", true, {0, 3, 0, 1}, {300}, {100}, true, {2, 7, 9}, "before"},
+      {"0A receive-error 00 02 07 09", true, {0, 3, 0, 1}, 300, {100}, true, {2, 7, 9}, "before"},
       {"0A receive-error C0 02 times 1\n0A silence times 1",
        true,
        {0, 3, 0, 1},
-       {300, 300, 300},
+       300,
        {100, 1, 1},
        true,
        {1, 0},
        "before"},
       // Longer than asked for, and empty.
-      {"0A answer 00 55*300", false, {0, 3, 0, 1}, {100}, {100}, true, Bytes(100, 0x55), "before"},
-      {"0A answer 00", false, {0, 3, 0, 1}, {100}, {100}, true, {}, "before"},
+      {"0A answer 00 55*300", false, {0, 3, 0, 1}, 100, {100}, true, Bytes(100, 0x55), "before"},
+      {"0A answer 00", false, {0, 3, 0, 1}, 100, {100}, true, {}, "before"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.script);
@@ -173,7 +157,7 @@ TEST(Transport, FollowsItsRulesOfAttempts) {
     for (const auto& call : server.station.library->calls) {
       if (call.operation == simulation::Operation::kDelay) delays.push_back(static_cast<unsigned>(call.number));
     }
-    EXPECT_EQ(delays, c.delays);
+    EXPECT_EQ(delays, std::vector<unsigned>(c.capacities.size(), c.delay));
     EXPECT_EQ(server.device.capacities, c.capacities);
     EXPECT_EQ(outcome.succeeded, c.succeeded);
     EXPECT_EQ(LastErrorText(), c.reason);

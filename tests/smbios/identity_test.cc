@@ -7,35 +7,25 @@
 #include "simulation/text.h"
 #include "tests/faults_fail_tests.h"
 #include "tests/smbios/server_identity.h"
+#include "tests/transcript_lines.h"
 
 namespace {
 
 using simulation::Station;
 using simulation::TextData;
 using simulation::Widen;
-using Lines = std::vector<std::string>;
 
-const Lines kSearchHead = {R"(DebugPrint 1 "GUID                                Variable Name        Value\n")",
-                           R"(DebugPrint 1 "=================================== ==================== ========\n")"};
+const Lines kSearchHead = {
+    R"(DebugPrint 1 "GUID                                Variable Name        Value\n=================================== ==================== ========\n")"};
 
 // What each kind of structure shows before its field is judged.
 const std::map<char, Lines> kDisplays = {
     {'S',
-     {R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 0x1   ")", R"(DebugPrint 1 "Len: 0x1b   ")",
-      R"(DebugPrint 1 "Handle: 0x100")", R"(DebugPrint 1 "\nNumber of strings found:4")",
-      R"(DebugPrint 1 "\nManufacturer:ACME")", R"(DebugPrint 1 "\nProduct Name:Rack Server")",
-      R"(DebugPrint 1 "\nSerial Number:SYS-SN")", R"(DebugPrint 1 "\nVersion:SYS-PN\n")"}},
+     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x1   Len: 0x1b   Handle: 0x100\nNumber of strings found:4\nManufacturer:ACME\nProduct Name:Rack Server\nSerial Number:SYS-SN\nVersion:SYS-PN\n")"}},
     {'B',
-     {R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 0x2   ")", R"(DebugPrint 1 "Len: 0xf   ")",
-      R"(DebugPrint 1 "Handle: 0x200")", R"(DebugPrint 1 "\nNumber of strings found:5")",
-      R"(DebugPrint 1 "\nManufacturer:Boards Inc")", R"(DebugPrint 1 "\nProduct Name:Main Board")",
-      R"(DebugPrint 1 "\nSerial Number:BRD-SN")", R"(DebugPrint 1 "\nVersion:BRD-PN\n")"}},
+     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x2   Len: 0xf   Handle: 0x200\nNumber of strings found:5\nManufacturer:Boards Inc\nProduct Name:Main Board\nSerial Number:BRD-SN\nVersion:BRD-PN\n")"}},
     {'C',
-     {R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 0x3   ")", R"(DebugPrint 1 "Len: 0x16   ")",
-      R"(DebugPrint 1 "Handle: 0x300")", R"(DebugPrint 1 "\nNumber of strings found:4")",
-      R"(DebugPrint 1 "\nManufacturer:Cases Ltd")", R"(DebugPrint 1 "\nChassis Type:97")",
-      R"(DebugPrint 1 "\nSerial Number:CHS-SN")", R"(DebugPrint 1 "\nVersion:CHS-PN")",
-      R"(DebugPrint 1 "\nAsset:CHS-TAG\n")"}},
+     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x3   Len: 0x16   Handle: 0x300\nNumber of strings found:4\nManufacturer:Cases Ltd\nChassis Type:97\nSerial Number:CHS-SN\nVersion:CHS-PN\nAsset:CHS-TAG\n")"}},
 };
 
 struct Field {
@@ -86,12 +76,6 @@ std::string Error(int code, const std::string& text) {
   return "ReportError " + std::to_string(code) + " \"" + text + "\"";
 }
 
-Lines Joined(std::initializer_list<Lines> parts) {
-  Lines all;
-  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
 // Runs a test with its parameter set (unless the value is null) on a prepared
 // station and compares the whole transcript.
 template <class Prepare>
@@ -100,10 +84,10 @@ void ExpectRun(const Field& field, const char* value, const Lines& judgement, Pr
   station.smbios = ServerIdentity();
   if (value != nullptr) station.library->parameters[Widen(field.parameter)] = Widen(value);
   prepare(station);
-  EXPECT_EQ(station.Run(field.test), Joined({{"Initialize -> 0 test " + std::to_string(field.test)},
-                                             kDisplays.at(field.parameter[0]),
-                                             judgement,
-                                             {"EndTest"}}));
+  EXPECT_EQ(Merged(station.Run(field.test)), Merged(Joined({{"Initialize -> 0 test " + std::to_string(field.test)},
+                                                            kDisplays.at(field.parameter[0]),
+                                                            judgement,
+                                                            {"EndTest"}})));
 }
 
 void ExpectRun(const Field& field, const char* value, const Lines& judgement) {
@@ -160,7 +144,7 @@ TEST(Identity, AnIndexBeyondTheFieldsOnlyShows) {
     station.smbios = ServerIdentity();
     station.Bind();
     c.verify(c.index);
-    EXPECT_EQ(station.Transcript(), kDisplays.at(c.kind));
+    EXPECT_EQ(Merged(station.Transcript()), kDisplays.at(c.kind));
   }
 }
 
@@ -191,13 +175,6 @@ TEST(Identity, AMissingStructureIsReportedAsTheSystemStructure) {
                                                      type + R"(, Index 0, found.\n\n)"),
                                         "EndTest"}));
   }
-}
-
-// The complaints of a run, whatever else it says.
-Lines Errors(Station& station, std::uint32_t test) {
-  Lines lines = station.Run(test);
-  std::erase_if(lines, [](const std::string& line) { return !line.starts_with("ReportError"); });
-  return lines;
 }
 
 struct Comparison {
@@ -246,27 +223,22 @@ TEST(Identity, ComparesTheTrimmedStringExactly) {
       expected = {Error(4, R"(\nSystem_Part_Number mismatched. \nExp: \")" + simulation::Readable(comparison.expected) +
                                R"(\"\nRec: \")" + comparison.received + R"(\"\n)")};
     }
-    EXPECT_EQ(Errors(station, 3), expected);
+    EXPECT_EQ(Errors(station.Run(3)), expected);
   }
 }
 
 TEST(Identity, FieldsWithoutAStringAreShownBare) {
   Station station;
   station.smbios.Add(1, 1, {0, 2}, {"A"}).Add(2, 2, {0, 0, 0, 0}).Add(3, 3, {0, 1, 0, 0, 0});
-  const auto shown = [&](std::uint32_t test) {
-    Lines lines = station.Run(test);
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("DebugPrint"); });
-    return Lines(lines.begin() + 4, lines.end());
+  const std::pair<std::uint32_t, const char*> cases[] = {
+      {1, R"(1\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\n")"},
+      {5, R"(0\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\n")"},
+      {9, R"(0\nManufacturer:\nChassis Type:1\nSerial Number:\nVersion:\nAsset:\n")"},
   };
-  EXPECT_EQ(shown(1), (Lines{R"(DebugPrint 1 "\nNumber of strings found:1")", R"(DebugPrint 1 "\nManufacturer:")",
-                             R"(DebugPrint 1 "\nProduct Name:")", R"(DebugPrint 1 "\nSerial Number:")",
-                             R"(DebugPrint 1 "\nVersion:\n")"}));
-  EXPECT_EQ(shown(5), (Lines{R"(DebugPrint 1 "\nNumber of strings found:0")", R"(DebugPrint 1 "\nManufacturer:")",
-                             R"(DebugPrint 1 "\nProduct Name:")", R"(DebugPrint 1 "\nSerial Number:")",
-                             R"(DebugPrint 1 "\nVersion:\n")"}));
-  EXPECT_EQ(shown(9), (Lines{R"(DebugPrint 1 "\nNumber of strings found:0")", R"(DebugPrint 1 "\nManufacturer:")",
-                             R"(DebugPrint 1 "\nChassis Type:1")", R"(DebugPrint 1 "\nSerial Number:")",
-                             R"(DebugPrint 1 "\nVersion:")", R"(DebugPrint 1 "\nAsset:\n")"}));
+  for (const auto& [test, fields] : cases) {
+    const std::string shown = Merged(Only({"DebugPrint"}, station.Run(test))).at(0);
+    EXPECT_TRUE(shown.ends_with(std::string("\\nNumber of strings found:") + fields)) << shown;
+  }
 }
 
 TEST(Identity, ReferencesAreRecognisedInAnyCaseWithAnyCollation) {
@@ -279,7 +251,7 @@ TEST(Identity, ReferencesAreRecognisedInAnyCaseWithAnyCollation) {
       station.smbios = ServerIdentity();
       station.library->parameters[u"System_Manufacturer"] = reference;
       station.machine.variables.Add(u"MFG", TextData(u"ACME"));
-      EXPECT_EQ(Errors(station, 1), Lines{});
+      EXPECT_EQ(Errors(station.Run(1)), Lines{});
       EXPECT_TRUE(protocol == nullptr || station.collation->comparisons > 0);
     }
   }
@@ -290,7 +262,7 @@ TEST(Identity, TheModernCollationIsPreferred) {
   simulation::Collation original(station.machine, kUnicodeCollationProtocolGuid);
   station.smbios = ServerIdentity();
   station.library->parameters[u"System_Manufacturer"] = u"ACME";
-  EXPECT_EQ(Errors(station, 1), Lines{});
+  EXPECT_EQ(Errors(station.Run(1)), Lines{});
   EXPECT_GT(station.collation->comparisons, 0u);
   EXPECT_EQ(original.comparisons, 0u);
 }
@@ -301,14 +273,14 @@ TEST(Identity, AVariableMayHoldMoreThanAParameter) {
   station.smbios.Add(1, 1, {1}, {longest});
   station.library->parameters[u"System_Manufacturer"] = u"env=MFG";
   station.machine.variables.Add(u"MFG", TextData(Widen(longest)));
-  EXPECT_EQ(Errors(station, 1), Lines{});
+  EXPECT_EQ(Errors(station.Run(1)), Lines{});
 }
 
 TEST(Identity, AReferenceWithoutANameFindsNothing) {
   Station station;
   station.smbios = ServerIdentity();
   station.library->parameters[u"Board_Product"] = u"env=";
-  EXPECT_EQ(Errors(station, 6), Lines{Error(17, R"(\nEnviroment Variable  not found\n)")});
+  EXPECT_EQ(Errors(station.Run(6)), Lines{Error(17, R"(\nEnviroment Variable  not found\n)")});
 }
 
 }  // namespace

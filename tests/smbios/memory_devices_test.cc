@@ -69,109 +69,56 @@ TEST(MemoryDevices, ShowsWhatItCountsReadsAndExpects) {
   Station station;
   station.smbios = DeviceTable({{4096, 1333}});
   Expect(station, 0, {4096, 1333});
-  EXPECT_EQ(station.Run(36),
-            (Lines{"Initialize -> 0 test 36", R"(DebugPrint 1 "\nStructure Header:")", R"(DebugPrint 1 "\nType: 16  ")",
-                   R"(DebugPrint 1 "Len: 0xf  \n")",
-                   R"(DebugPrint 1 "SMBIOS Physical Memory Array Structure Type 16, Index 1 not found\n")",
-                   R"(DebugPrint 8 "TotalMemDev: 1  \n")", R"(DebugPrint 1 "\nStructure Header:")",
-                   R"(DebugPrint 1 "\nType: 17  ")", R"(DebugPrint 1 "Len: 0x1b  \n")",
-                   R"(DebugPrint 8 "Device Locator: DIMM_A1 Bank Locator: NODE 1\n")",
-                   R"(DebugPrint 8 "Memory Speed: 1333 MHz Memory Size: 4096 MB\n")",
-                   R"(GetParamString "Memory0_DeviceLocator" 128 -> 0 "DIMM_A1")",
-                   R"(GetParamString "Memory0_BankLocator" 128 -> 0 "NODE 1")",
-                   R"(GetParamNumber "Memory0_Speed" -> 0 0x535)", R"(GetParamNumber "Memory0_Size" -> 0 0x1000)",
-                   R"(DebugPrint 8 "Verifying Memory Device 0... \n")",
-                   R"(GetParamNumber "Memory_Speed_Tolerance" -> 1)", "EndTest"}));
+  EXPECT_EQ(
+      Merged(station.Run(36)),
+      (Lines{
+          "Initialize -> 0 test 36",
+          R"(DebugPrint 1 "\nStructure Header:\nType: 16  Len: 0xf  \nSMBIOS Physical Memory Array Structure Type 16, Index 1 not found\n")",
+          R"(DebugPrint 8 "TotalMemDev: 1  \n")", R"(DebugPrint 1 "\nStructure Header:\nType: 17  Len: 0x1b  \n")",
+          R"(DebugPrint 8 "Device Locator: DIMM_A1 Bank Locator: NODE 1\nMemory Speed: 1333 MHz Memory Size: 4096 MB\n")",
+          R"(GetParamString "Memory0_DeviceLocator" 128 -> 0 "DIMM_A1")",
+          R"(GetParamString "Memory0_BankLocator" 128 -> 0 "NODE 1")", R"(GetParamNumber "Memory0_Speed" -> 0 0x535)",
+          R"(GetParamNumber "Memory0_Size" -> 0 0x1000)", R"(DebugPrint 8 "Verifying Memory Device 0... \n")",
+          R"(GetParamNumber "Memory_Speed_Tolerance" -> 1)", "EndTest"}));
 }
 
 struct Verification {
   const char* name;
   Device device;
-  Expectation expected;
-  const char* tolerance;  // null when not given
-  // The complaint; null for a pass.
-  const char* complaint;
+  Expectation expected{};
+  // Empty for a pass.
+  std::string complaint{};
+  const char* tolerance = nullptr;
 };
+
+const std::string kLocator = R"(Memory device 0 device locator mismatch. Expected: )";
+const std::string kBank = R"(Memory device 0 bank locator mismatch. Expected: NODE 2 Received: NODE 1)";
+const std::string kSize = R"(DIMM_A1 memory size mismatch.\nExpected: )";
+const std::string kSpeed = R"(DIMM_A1 memory speed test failed.\nExpected: )";
 
 const Verification kVerifications[] = {
-    {"as expected", {4096, 1333}, {}, nullptr, nullptr},
-    {"an empty slot", {0, 0}, {}, nullptr, nullptr},
-    {"unknown size", {0xFFFF, 1333}, {}, nullptr, nullptr},
-    {"kilobytes are not converted",
-     {0x8010, 1333},
-     {.size = "16"},
-     nullptr,
-     R"(\r\nDIMM_A1 memory size mismatch.\nExpected: 16 MB Received: 32784 MB\r\n)"},
-    {"locator in another case",
-     {4096, 1333},
-     {.locator = "DIMM_a1"},
-     nullptr,
-     R"(\r\nMemory device 0 device locator mismatch. Expected: DIMM_a1 Received: DIMM_A1\r\n)"},
-    {"trailing blanks count",
-     {4096, 1333, "DIMM_A1 "},
-     {.locator = "DIMM_A1"},
-     nullptr,
-     R"(\r\nMemory device 0 device locator mismatch. Expected: DIMM_A1 Received: DIMM_A1 \r\n)"},
-    {"bank",
-     {4096, 1333},
-     {.bank = "NODE 2"},
-     nullptr,
-     R"(\r\nMemory device 0 bank locator mismatch. Expected: NODE 2 Received: NODE 1\r\n)"},
-    {"the locators before the size",
-     {4096, 1333},
-     {.bank = "NODE 2", .speed = "1", .size = "1"},
-     nullptr,
-     R"(\r\nMemory device 0 bank locator mismatch. Expected: NODE 2 Received: NODE 1\r\n)"},
-    {"the size before the speed",
-     {4096, 1333},
-     {.speed = "1", .size = "4095"},
-     nullptr,
-     R"(\r\nDIMM_A1 memory size mismatch.\nExpected: 4095 MB Received: 4096 MB\r\n)"},
-    {"the low 16 bits of a parameter", {4096, 1333}, {.speed = "0x10535", .size = "0xFFFF1000"}, nullptr, nullptr},
-    {"speed without tolerance",
-     {4096, 1066},
-     {.speed = "1067"},
-     nullptr,
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1067 MHz Received: 1066 MHz\r\n)"},
-    {"no tolerance at all",
-     {4096, 1066},
-     {.speed = "1067"},
-     "0",
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1067 MHz to 1067 MHz Received: 1066 MHz\r\n)"},
-    {"least speed", {4096, 1323}, {.speed = "1333"}, "10", nullptr},
-    {"most speed", {4096, 1343}, {.speed = "1333"}, "10", nullptr},
-    {"below the least",
-     {4096, 1322},
-     {.speed = "1333"},
-     "10",
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1323 MHz to 1343 MHz Received: 1322 MHz\r\n)"},
-    {"above the most",
-     {4096, 1344},
-     {.speed = "1333"},
-     "10",
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1323 MHz to 1343 MHz Received: 1344 MHz\r\n)"},
-    {"least speed below zero", {4096, 0}, {.speed = "5"}, "10", nullptr},
-    {"a range below zero is shown as such",
-     {4096, 16},
-     {.speed = "5"},
-     "10",
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: -5 MHz to 15 MHz Received: 16 MHz\r\n)"},
-    {"a range above 16 bits", {4096, 0xFFFF}, {.speed = "0xFFF0"}, "0xFFFF", nullptr},
-    {"the low 16 bits of the tolerance",
-     {4096, 1335},
-     {.speed = "1333"},
-     "0x10001",
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1332 MHz to 1334 MHz Received: 1335 MHz\r\n)"},
-    {"a tolerance that is no number",
-     {4096, 1334},
-     {.speed = "1333"},
-     "ten",
-     R"(\r\nDIMM_A1 memory speed test failed.\nExpected: 1333 MHz Received: 1334 MHz\r\n)"},
+    {"as expected", {4096, 1333}},
+    {"an empty slot", {0, 0}},
+    {"unknown size", {0xFFFF, 1333}},
+    {"kilobytes are not converted", {0x8010, 1333}, {.size = "16"}, kSize + "16 MB Received: 32784 MB"},
+    {"another case", {4096, 1333}, {.locator = "DIMM_a1"}, kLocator + "DIMM_a1 Received: DIMM_A1"},
+    {"blanks count", {4096, 1333, "DIMM_A1 "}, {.locator = "DIMM_A1"}, kLocator + "DIMM_A1 Received: DIMM_A1 "},
+    {"bank", {4096, 1333}, {.bank = "NODE 2"}, kBank},
+    {"the locators before the size", {4096, 1333}, {.bank = "NODE 2", .speed = "1", .size = "1"}, kBank},
+    {"the size first", {4096, 1333}, {.speed = "1", .size = "4095"}, kSize + "4095 MB Received: 4096 MB"},
+    {"the low 16 bits of a parameter", {4096, 1333}, {.speed = "0x10535", .size = "0xFFFF1000"}},
+    {"speed without tolerance", {4096, 1066}, {.speed = "1067"}, kSpeed + "1067 MHz Received: 1066 MHz"},
+    {"none at all", {4096, 1066}, {.speed = "1067"}, kSpeed + "1067 MHz to 1067 MHz Received: 1066 MHz", "0"},
+    {"least speed", {4096, 1323}, {.speed = "1333"}, "", "10"},
+    {"most speed", {4096, 1343}, {.speed = "1333"}, "", "10"},
+    {"below it", {4096, 1322}, {.speed = "1333"}, kSpeed + "1323 MHz to 1343 MHz Received: 1322 MHz", "10"},
+    {"above it", {4096, 1344}, {.speed = "1333"}, kSpeed + "1323 MHz to 1343 MHz Received: 1344 MHz", "10"},
+    {"least speed below zero", {4096, 0}, {.speed = "5"}, "", "10"},
+    {"shown as such", {4096, 16}, {.speed = "5"}, kSpeed + "-5 MHz to 15 MHz Received: 16 MHz", "10"},
+    {"a range above 16 bits", {4096, 0xFFFF}, {.speed = "0xFFF0"}, "", "0xFFFF"},
+    {"16 bits of it", {4096, 1335}, {.speed = "1333"}, kSpeed + "1332 MHz to 1334 MHz Received: 1335 MHz", "0x10001"},
+    {"no number", {4096, 1334}, {.speed = "1333"}, kSpeed + "1333 MHz Received: 1334 MHz", "ten"},
 };
-
-Lines ComplaintLines(const char* complaint) {
-  return complaint == nullptr ? Lines{} : Lines{std::string("ReportError 28 \"") + complaint + "\""};
-}
 
 TEST(MemoryDevices, ComparesEachSlotWithItsParameters) {
   for (const Verification& verification : kVerifications) {
@@ -182,7 +129,9 @@ TEST(MemoryDevices, ComparesEachSlotWithItsParameters) {
     if (verification.tolerance != nullptr) {
       station.library->parameters[u"Memory_Speed_Tolerance"] = Widen(verification.tolerance);
     }
-    EXPECT_EQ(Errors(station.Run(36)), ComplaintLines(verification.complaint));
+    const std::string& complaint = verification.complaint;
+    EXPECT_EQ(Errors(station.Run(36)),
+              complaint.empty() ? Lines{} : Lines{R"(ReportError 28 "\r\n)" + complaint + R"(\r\n")"});
   }
 }
 
@@ -310,9 +259,10 @@ TEST(MemoryDevices, ShowsTheModulesThatTheLineKnows) {
       std::vector<Device> devices;
       Lines expected;
       for (const unsigned size : {0u, 512u, 1023u, 1024u, 1025u, 2048u, 3072u, 4096u, 8191u, 8192u, 16384u, 0xFFFFu}) {
-        devices.push_back({static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(speed)});
+        const std::string locator = std::to_string(size);
+        devices.push_back({static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(speed), locator});
         const std::string shown = ShownName(speed, size);
-        if (!shown.empty()) expected.push_back(R"(SetResultString "display.cfg:DIMM A1" ")" + shown + "\"");
+        if (!shown.empty()) expected.push_back("SetResultString \"display.cfg:" + locator + "\" \"" + shown + "\"");
       }
       Station station;
       station.smbios = DeviceTable(devices);

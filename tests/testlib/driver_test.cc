@@ -7,8 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/console.h"
 #include "platform/handles.h"
 #include "platform/image.h"
+#include "platform/memory.h"
+#include "platform/protocols/shell.h"
 #include "platform/protocols/shell_environment.h"
 #include "platform/protocols/shell_interface.h"
 #include "platform/protocols/test_library.h"
@@ -16,7 +19,9 @@
 #include "simulation/modern_shell.h"
 #include "simulation/old_shell.h"
 #include "simulation/text.h"
+#include "testlib/results.h"
 #include "tests/faults_fail_tests.h"
+#include "tests/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -81,6 +86,7 @@ struct Driver : testing::Test {
     words.insert(words.begin(), u"FS0:\\mfgtest.efi");
     application_body = body;
     image = machine.LoadImage();
+    platform::LoadedImage(image)->DeviceHandle = device;
     status = shell_to_use.Run(image, application, CommandLine(words)).status;
     machine.UnloadImage(image);
     return machine.console.written;
@@ -98,6 +104,8 @@ struct Driver : testing::Test {
   simulation::Machine machine;
   EFI_HANDLE driver = nullptr;
   EFI_HANDLE image = nullptr;
+  // From which the application is loaded.
+  EFI_HANDLE device = nullptr;
   EFI_STATUS status = 0;
 };
 
@@ -162,6 +170,72 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
   }
 }
 
+TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
+  Volume volume(machine);
+  volume.files[u"mfgtest.cfg"] = "A=1\nB";
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  AddFile(u"a", "");
+  const auto set_env = [](const CHAR16*, const CHAR16*, BOOLEAN) EFIAPI { return EFI_STATUS{EFI_ACCESS_DENIED}; };
+  const auto file_info = [](SHELL_FILE_HANDLE) EFIAPI -> EFI_FILE_INFO* {
+    EFI_FILE_INFO* const info = static_cast<EFI_FILE_INFO*>(platform::TakeBlock(sizeof(EFI_FILE_INFO)));
+    info->Attribute = EFI_FILE_DIRECTORY;
+    return info;
+  };
+  const auto read_file = [](SHELL_FILE_HANDLE, UINTN*, void*) EFIAPI { return EFI_STATUS{EFI_DEVICE_ERROR}; };
+  auto* const calls = platform::FirstInterface<EFI_SHELL_PROTOCOL>(kShellProtocolGuid);
+  const EFI_SHELL_PROTOCOL good = *calls;
+  const auto publish_too_much = [](TestLibrary& library) {
+    for (UINTN i = 0; i < testlib::ResultStore::kResults; ++i)
+      library.SetResultNumber(simulation::Widen(std::to_string(i)).c_str(), i);
+    library.SetResultString(u"last", u"");
+  };
+  const auto remove = [](TestLibrary& library) { library.RemoveSubtest(64); };
+  const auto ask_for_nothing = [](TestLibrary& library) {
+    char16_t answer = u'x';
+    library.ReadInput(nullptr, 4, 0);
+    library.ReadInput(&answer, 0, 0);
+    library.LogMessage(u"(%c)", UINTN{answer});
+  };
+  const auto report_at_length = [](TestLibrary& library) {
+    library.ReportError(4, u"\r\n%s", std::u16string(5000, u'x').c_str());
+  };
+  const struct {
+    Words words;
+    Body body;
+    std::u16string shows;
+    std::function<void()> prepare = [] {};
+  } cases[] = {
+      {{u"--show"}, Nothing, u"\r\nNo parameters are given.\r\n", [] { platform::Write(u"FS0:\\> "); }},
+      {{u"1"}, remove, u"\r\nThere is no test 64 to remove.\r\n"},
+      {{u"1"}, ask_for_nothing, u"(x)\r\nRESULT"},
+      {{u"1"}, report_at_length, u"\r\nERROR 4: " + std::u16string(4000, u'x')},
+      {{u"1"}, publish_too_much, u"\r\nThere is no room for more results: last is not kept\r\n"},
+      {{u"1"},
+       Nothing,
+       u"The shell variable MfgVerdict could not be set: Access Denied",
+       [&] { calls->SetEnv = set_env; }},
+      {{u"1", u"-fa"}, Nothing, u"a: this is a folder, expected a file", [&] { calls->GetFileInfo = file_info; }},
+      {{u"1", u"-fa"}, Nothing, u"a: the file cannot be read: Device Error", [&] { calls->ReadFile = read_file; }},
+      {{u"1"}, Nothing, u"mfgtest.cfg line 2: expected NAME = VALUE", [&] { device = volume.handle; }},
+      {{u"1"},
+       Nothing,
+       u"Parameters of mfgtest.cfg beside the module count.\r\n",
+       [&] { volume.files[u"mfgtest.cfg"].resize(4); }},
+      {{u"1"},
+       Nothing,
+       u"mfgtest.cfg: the file cannot be read: No Media",
+       [&] { volume.behaviour.open_status = EFI_NO_MEDIA; }},
+  };
+  EXPECT_TRUE(Run({u"--summary"}).starts_with(u"Runs since the library was loaded: 0\r\n"));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(simulation::Readable(c.shows));
+    *calls = good;
+    c.prepare();
+    const std::u16string written = Run(c.words, c.body);
+    EXPECT_NE(written.find(c.shows), written.npos) << simulation::Readable(written);
+  }
+}
+
 TEST_F(DriverOnModernShell, GivesParametersByRank) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   AddFile(u"a", "A=a\nB=a\nC=a\nN=0x1F\nM=-1\n");
@@ -217,9 +291,14 @@ TEST_F(DriverOnModernShell, TalksToTheOperator) {
   // A quarter of a second, and the calibration of the clock.
   EXPECT_EQ(machine.stalled_microseconds, 250'000u + 10'000u);
 
-  for (const char16_t key : std::u16string_view(u"ab\b\b\bXYZ\r\rlong\r")) machine.console.keys.push_back(key);
+  for (const char16_t key : std::u16string_view(u"ab\b\b\bX Z\r\nlong")) machine.console.keys.push_back(key);
+  machine.system_table.BootServices->WaitForEvent = [](UINTN, EFI_EVENT*, UINTN*) EFIAPI {
+    simulation::Machine::Current().console.keys.push_back(u'\r');
+    return EFI_STATUS{EFI_SUCCESS};
+  };
   const std::u16string typed = Run({u"1", u"-s0"}, ask);
-  EXPECT_NE(typed.find(u"[XYZ;;lon;]"), typed.npos) << simulation::Readable(typed);
+  EXPECT_NE(typed.find(u"[X Z;;lon;]"), typed.npos) << simulation::Readable(typed);
+  EXPECT_EQ(Run({u"1"}).find(u"Results"), typed.npos) << "those of another run";
 }
 
 TEST_F(DriverOnModernShell, RemembersTheBoot) {
@@ -260,7 +339,10 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
   Run({u"13"});
   EXPECT_EQ(Verdict(), u"PASS");
   const std::u16string second = Run({u"--summary"});
-  EXPECT_NE(second.find(u"  (before Autosense, not counted)\r\n"), second.npos);
+  const std::u16string earlier = u"  (before Autosense, not counted)\r\n";
+  std::size_t marked = 0;
+  for (std::size_t at = 0; (at = second.find(earlier, at)) != second.npos; ++at) ++marked;
+  EXPECT_EQ(marked, 5u);
   EXPECT_TRUE(second.ends_with(u"SUMMARY 2 passed, 0 failed, 0 errors, 0 skipped: PASS\r\n"));
 }
 
@@ -300,7 +382,18 @@ TEST_F(DriverOnModernShell, BridgesAModernShell) {
     EXPECT_EQ(std::u16string(environment->GetEnv(u"MFG")), u"A B");
     EXPECT_EQ(environment->Execute(static_cast<EFI_HANDLE*>(image), u"set -d \"MFG\"", FALSE), EFI_SUCCESS);
     EXPECT_EQ(environment->GetEnv(u"MFG"), nullptr);
-    EXPECT_EQ(environment->Execute(&image, u"ls fs0:", FALSE), EFI_SUCCESS);
+    EXPECT_EQ(environment->Execute(&image, u"set -v \"MFG\" x", FALSE), EFI_SUCCESS);
+    EXPECT_EQ(machine.variables.Find(u"MFG", simulation::kShellVariableGuid)->attributes & EFI_VARIABLE_NON_VOLATILE,
+              0u);
+    EXPECT_EQ(environment->Execute(nullptr, u"ls fs0:", FALSE), EFI_SUCCESS);
+    EXPECT_EQ(environment->Execute(&image, nullptr, FALSE), EFI_INVALID_PARAMETER);
+    EXPECT_EQ(environment->GetMap(u"fs0"), nullptr);
+    EXPECT_EQ(environment->CurDir(u"fs0"), nullptr);
+    EXPECT_EQ(environment->GetProt(nullptr, TRUE), nullptr);
+    EXPECT_EQ(environment->AddCmd(nullptr, nullptr, nullptr), EFI_UNSUPPORTED);
+    EXPECT_EQ(environment->FileMetaArg(u"*", nullptr), EFI_UNSUPPORTED);
+    EXPECT_EQ(environment->FreeFileList(nullptr), EFI_UNSUPPORTED);
+    environment->AddProt(nullptr, nullptr, nullptr, nullptr);
     shell.command_status = EFI_DEVICE_ERROR;
     EXPECT_EQ(environment->Execute(&image, u"ls fs1:", FALSE), EFI_DEVICE_ERROR);
   });

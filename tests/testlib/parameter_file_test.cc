@@ -61,6 +61,7 @@ TEST(ParameterFile, GoodFilesGiveTheirValues) {
        u"Müller", u"€"},
       {Ucs2(u"A = Müller\r\nB = \"€ \"\r\n", true), u"Müller", u"€ "},
       {Ucs2(u"A = Müller\rB = €", false), u"Müller", u"€"},
+      {"A = \xC2\x80\nB = \xE0\xA0\x80", u"\u0080", u"\u0800"},
       {"A = " + std::string(kValueCharacters, 'x'), std::u16string(kValueCharacters, u'x'), u"(none)"},
       {"#" + std::string(kLineCharacters - 1, 'x') + "\nA=1", u"1", u"(none)"},
   };
@@ -95,6 +96,7 @@ TEST(ParameterFile, BadFilesNameTheLineAndWhatWasExpected) {
       {"A=\xC0\xAF", 1, u"expected UTF-8"},
       {"A=\xE0\x80\xAF", 1, u"expected UTF-8"},
       {"A=\xED\xA0\x80", 1, u"surrogate"},
+      {"A=\xED\xBF\xBF", 1, u"surrogate"},
       {"A=\xF0\x9F\x98\x80", 1, u"above U+FFFF"},
       {std::string("A\0=\0", 4), 1, u"byte-order mark"},
       {"A=\x1B[2J", 1, u"control character"},
@@ -116,6 +118,7 @@ TEST(ParameterFile, StoreTakesItsLimitAndNoMore) {
   std::string content;
   for (std::size_t i = 0; i < kParameters; ++i) content += "N" + std::to_string(i) + "=1\n";
   EXPECT_TRUE(ReadContent(content).good);
+  EXPECT_TRUE(ReadContent(std::string(kNameCharacters, 'N') + "=1").good);
   const Read read = ReadContent(content + "Last=1\n");
   EXPECT_FALSE(read.good);
   EXPECT_EQ(read.line, kParameters + 1);

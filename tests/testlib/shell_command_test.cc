@@ -33,7 +33,8 @@ TEST(SetCommand, IsRecognised) {
 }
 
 TEST(SetCommand, EverythingElseIsNot) {
-  const std::u16string too_long = u"set \"" + std::u16string(600, u'x') + u"\" \"y\"";
+  const std::u16string too_long = u"set \"" + std::u16string(kShellTextCharacters, u'x') + u"\" \"y\"";
+  const std::u16string longer = std::u16string(600, u'x') + u" A B";
   const char16_t* const cases[] = {
       u"",
       u"ls",
@@ -50,8 +51,11 @@ TEST(SetCommand, EverythingElseIsNot) {
       u"set -v A",
       u"set \"A\" \"\"",
       u"se t A B",
+      u"sat A B",
+      u"set -v \"A",
       u"echo set \"A\" \"B\"",
       too_long.c_str(),
+      longer.c_str(),
   };
   const auto command = std::make_unique<SetCommand>();
   for (const char16_t* const text : cases) {
