@@ -6,7 +6,7 @@ PARAMS ?=
 LINE ?=
 FIGURES ?=
 JOBS ?= $(shell nproc)
-SAMPLE ?= 200
+SAMPLE ?= 260
 SEED ?= 1
 # The recipes read them as shell variables, so that any character survives.
 export TEST PARAMS LINE

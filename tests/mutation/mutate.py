@@ -26,7 +26,8 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 RESULTS = ROOT / "build/mutation/results.json"
 FOLDERS = ["module", "platform", "smbios", "guid", "net", "pci", "ipmi", "testlib", "drivers"]
-PROGRAMS = ["testlib_tests", "driver_tests", "guid_tests", "ipmi_tests", "module_tests"]
+PROGRAMS = ["testlib_tests", "driver_tests", "guid_tests", "ipmi_tests", "module_tests",
+            "fault_tests"]
 OWN_PROGRAM = {"module": "module_tests", "smbios": "module_tests", "guid": "guid_tests", "net": "guid_tests",
                "pci": "guid_tests", "ipmi": "ipmi_tests", "drivers": "driver_tests"}
 SLOW_SECONDS = 0.4
@@ -192,7 +193,7 @@ def summarise(results):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--sample", type=int, default=200)
+    parser.add_argument("--sample", type=int, default=260)
     parser.add_argument("--seed", default="1")
     parser.add_argument("--only", type=pathlib.Path, help="judge the survivors of these results again")
     parser.add_argument("paths", nargs="*", default=FOLDERS)
