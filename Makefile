@@ -5,6 +5,8 @@ TEST ?= 1
 PARAMS ?=
 LINE ?=
 FIGURES ?=
+TARGET ?=
+FUZZ_SECONDS ?= 60
 JOBS ?= $(shell nproc)
 SAMPLE ?= 260
 SEED ?= 1
@@ -20,7 +22,7 @@ SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage mutation faults bench format lint setup clean \
+.PHONY: help run test efi image coverage mutation faults bench fuzz format lint setup clean \
         check-format check-images check-host check-firmware
 .NOTPARALLEL:
 
@@ -29,6 +31,7 @@ help: ## this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/\1 \2/p' $(MAKEFILE_LIST) | while read -r name text; do printf '  %-9s %s\n' $$name "$$text"; done
 	@echo "Another test, other expected values: make run TEST=5 PARAMS='\"Board_Manufacturer=Another Maker\"'"
 	@echo "A FRU test, on a server with a management controller: make run TEST=34"
+	@echo "One fuzz target, longer: make fuzz TARGET=smbios FUZZ_SECONDS=600"
 	@echo "The whole line run of a server, and of one with three faults: make run LINE=1, make run LINE=faulty"
 
 run: setup-run build-image $(if $(LINE)$(filter 0 34 38 39 41 42 43,$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
@@ -64,6 +67,11 @@ bench: setup-bench build-image configure-bench ## instructions, waits and sizes 
 	@echo "==> Building the measured program"
 	@cmake --build build/bench -j $(JOBS) --target bench bmc
 	@python3 -B bench/bench.py $(FIGURES)
+
+fuzz: setup-fuzz configure-fuzz ## hostile devices, tables and files at random, FUZZ_SECONDS for each target
+	@echo "==> Building the fuzz targets"
+	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
+	@python3 -B fuzz/fuzz.py --seconds=$(FUZZ_SECONDS) $(TARGET)
 
 format: setup-test ## lays out the C++ sources
 	@clang-format -i $(SOURCES)

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
-#   setup.sh efi | run | test | coverage | bench | lint | all
+#   setup.sh efi | run | test | coverage | bench | lint | fuzz | all
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
@@ -11,6 +11,7 @@ coverage="$efi $host gcovr"
 bench="$run $host valgrind"
 # clang-tidy parses every file as clang would build it, the host tests included.
 lint="$efi $host clang clang-tidy cppcheck"
+fuzz="$efi $host clang libclang-rt-dev"
 
 case "${1:-all}" in
   efi) packages=$efi ;;
@@ -19,9 +20,10 @@ case "${1:-all}" in
   coverage) packages=$coverage ;;
   bench) packages=$bench ;;
   lint) packages=$lint ;;
-  all) packages="$test $coverage $bench $lint" ;;
+  fuzz) packages=$fuzz ;;
+  all) packages="$test $coverage $bench $lint $fuzz" ;;
   *)
-    echo "usage: $0 [efi|run|test|coverage|bench|lint|all]" >&2
+    echo "usage: $0 [efi|run|test|coverage|bench|lint|fuzz|all]" >&2
     exit 2
     ;;
 esac

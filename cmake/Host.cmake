@@ -14,7 +14,8 @@ elseif(MFGTEST_FLAVOUR STREQUAL "coverage")
 elseif(MFGTEST_FLAVOUR STREQUAL "plain")
   target_compile_options(host_flags INTERFACE -O0 -g0)
 elseif(MFGTEST_FLAVOUR STREQUAL "fuzz")
-  target_compile_options(host_flags INTERFACE -O1 -fsanitize=address,undefined,fuzzer-no-link)
+  target_compile_options(host_flags INTERFACE -O1 -fno-omit-frame-pointer -fsanitize=address,undefined
+    -fno-sanitize-recover=all)
   target_link_options(host_flags INTERFACE -fsanitize=address,undefined)
 else()
   target_compile_options(host_flags INTERFACE -O2)
@@ -38,6 +39,10 @@ add_custom_target(host_libefi DEPENDS ${HOST_LIBEFI})
 function(add_product name)
   add_library(${name} STATIC ${ARGN})
   target_link_libraries(${name} PRIVATE product_flags host_flags)
+  # What drives the fuzzer is what the products do, not the machine around them.
+  if(MFGTEST_FLAVOUR STREQUAL "fuzz")
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
 endfunction()
 
 add_product(host_platform ${PLATFORM_SOURCES})
@@ -124,3 +129,29 @@ find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
 add_test(NAME FruImages.AreReadByIpmitool
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>
           ${CMAKE_SOURCE_DIR}/simulation/server.machine)
+
+# The fuzz targets, with libFuzzer, or with a main of their own that replays
+# their corpus among the host tests.
+file(GLOB FUZZ_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/*.cc)
+if(MFGTEST_FLAVOUR STREQUAL "fuzz")
+  list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/replay.cc)
+  add_executable(fuzz_targets ${FUZZ_SOURCES})
+  target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
+elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
+  # Compiled fast: in one piece, and without sanitizers of its own, which the
+  # libraries have.
+  list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
+  add_library(fuzz_replay OBJECT ${FUZZ_SOURCES})
+  set_target_properties(fuzz_replay PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+  target_include_directories(fuzz_replay PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(fuzz_replay PRIVATE gnu_efi)
+  target_compile_options(fuzz_replay PRIVATE -g -fno-strict-aliasing -Wall -Wextra -Wshadow -Werror)
+  add_executable(fuzz_targets $<TARGET_OBJECTS:fuzz_replay>)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
+  file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
+  foreach(corpus ${corpora})
+    get_filename_component(target ${corpus} NAME)
+    add_test(NAME Fuzz.${target} COMMAND fuzz_targets ${target} ${corpus} 1)
+  endforeach()
+endif()

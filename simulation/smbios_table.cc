@@ -53,8 +53,8 @@ SmbiosTable& SmbiosTable::Add(std::uint8_t type, std::uint16_t handle, const std
 }
 
 SmbiosDevice::SmbiosDevice(Machine& machine, const SmbiosTable& table, const SmbiosPlacement& placement)
-    : table_memory_(Mapping::Low(std::max<std::size_t>(table.bytes.size() + placement.zeros_behind, 1))) {
-  std::uint8_t* const start = table_memory_.Data() + table_memory_.Size() - placement.zeros_behind - table.bytes.size();
+    : table_memory_(Mapping::Low(std::max<std::size_t>(table.bytes.size(), 1))) {
+  std::uint8_t* const start = table_memory_.Data() + table_memory_.Size() - table.bytes.size();
   std::ranges::copy(table.bytes, start);
   table_memory_.Protect();
   address_ = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(start));

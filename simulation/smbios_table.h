@@ -30,8 +30,6 @@ struct SmbiosPlacement {
   std::optional<std::uint16_t> declared_length{};
   std::optional<std::uint32_t> declared_address{};
   bool sound_checksums = true;
-  // Zeros between the table and the unmapped page against which it lies.
-  std::size_t zeros_behind = 0;
 };
 
 // The table in the machine's memory. Writing to it ends the program.

@@ -26,6 +26,9 @@ struct Station {
   // EndTest not exactly once and last after Initialize, or at all without it;
   // a library table that is not as it was; memory that was not given back.
   std::vector<std::string> Run(std::uint32_t test);
+  // The same, for a caller that wants no transcript: that takes longer than the
+  // run.
+  void RunUnread(std::uint32_t test);
 
   // What the library was asked for so far.
   std::vector<std::string> Transcript() const;

@@ -1,0 +1,20 @@
+// Frames from the controllers behind the IPMB, and the bridge that brings them.
+#include "fuzz/hostile_controller.h"
+#include "fuzz/targets.h"
+#include "fuzz/whole_run.h"
+
+namespace fuzz {
+
+void FuzzIpmb(Input input) {
+  ReferenceServer server(ChooseRun(input, {38, 39, 0}));
+  const std::uint8_t way = input.Byte();
+  const bool secondary = (way & 1) != 0;
+  server.station.library->parameters[u"HSBP"] = secondary ? u"2" : u"1";
+  if ((way & 2) != 0) server.station.library->parameters[u"BOARD_AREA_OFFSET"] = u"0x1FE";
+  server.controller.flags = static_cast<std::uint8_t>(way & 0xFC);
+  Distort(input, server.controller);
+  EditFru(input, server.controller, secondary ? 0xC2 : 0xC0);
+  RunAndJudge(server);
+}
+
+}  // namespace fuzz
