@@ -44,7 +44,8 @@ Bytes ParameterFile(const std::map<std::u16string, std::u16string>& parameters) 
 void TakeWords(Input& input, Words& words) {
   while (!input.Empty()) {
     std::u16string word;
-    for (std::uint8_t c = input.Byte(); c >= u' '; c = input.Byte()) word += c < 0x7F ? c : c * 0x33;
+    for (std::uint8_t c = input.Byte(); c >= u' '; c = input.Byte())
+      word += static_cast<char16_t>(c < 0x7F ? c : c * 0x33);
     if (word.empty()) return;
     words.push_back(word);
   }

@@ -90,8 +90,8 @@ std::vector<Bytes> ReadCorpus(const fs::path& folder) {
   std::vector<fs::path> paths;
   for (const auto& entry : fs::directory_iterator(folder)) paths.push_back(entry.path());
   std::ranges::sort(paths);
-  std::vector<Bytes> corpus;
-  for (const fs::path& path : paths) corpus.push_back(ReadFile(path));
+  std::vector<Bytes> corpus(paths.size());
+  std::ranges::transform(paths, corpus.begin(), ReadFile);
   return corpus;
 }
 

@@ -7,9 +7,8 @@ namespace {
 
 using simulation::Variable;
 
-// Not "too small" for every size: gnu-efi's read tries again as long as it is
-// told so.
-constexpr EFI_STATUS kStoreAnswers[] = {EFI_SUCCESS, EFI_NOT_FOUND, EFI_DEVICE_ERROR, EFI_SECURITY_VIOLATION};
+constexpr EFI_STATUS kStoreAnswers[] = {EFI_SUCCESS, EFI_NOT_FOUND, EFI_DEVICE_ERROR, EFI_SECURITY_VIOLATION,
+                                        EFI_BUFFER_TOO_SMALL};
 
 enum class StoreChange : std::uint8_t { kData, kName, kVendor, kReadStatus, kFirst, kRemoved, kFilled };
 constexpr std::size_t kStoreChanges = 7;

@@ -24,10 +24,22 @@ EFI_STATUS WriteVariable(const char16_t* name, const EFI_GUID& vendor, std::uint
                          const_cast<std::uint8_t*>(data.data()));
 }
 
+// gnu-efi's own routine asks for as long as it is told that its buffer is too
+// small; a variable may grow between two calls, but a run has to end.
 PoolBuffer ReadVariable(const char16_t* name, const EFI_GUID& vendor) {
-  UINTN size = 0;
-  void* const data = LibGetVariableAndSize(AsFirmwareText(name), AsFirmwareGuid(vendor), &size);
-  return {data, size};
+  constexpr UINTN kUsualSize = 100;
+  constexpr unsigned kAttempts = 4;
+  UINTN size = kUsualSize;
+  for (unsigned attempt = 0; attempt < kAttempts; ++attempt) {
+    const UINTN capacity = size;
+    void* const data = ::AllocatePool(capacity);
+    if (data == nullptr) break;
+    const EFI_STATUS status = RT->GetVariable(AsFirmwareText(name), AsFirmwareGuid(vendor), nullptr, &size, data);
+    if (!EFI_ERROR(status)) return {data, std::min(size, capacity)};
+    ::FreePool(data);
+    if (status != EFI_BUFFER_TOO_SMALL) break;
+  }
+  return {};
 }
 
 }  // namespace platform

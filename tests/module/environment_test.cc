@@ -74,6 +74,10 @@ const Search kSearches[] = {
      },
      u"MFG",
      {}},
+    {"no buffer is ever large enough",
+     [](VariableStore& v) { v.Add(u"MFG", TextData(u"ACME")).read_status = EFI_BUFFER_TOO_SMALL; },
+     u"MFG",
+     {}},
     {"a store that never ends",
      [](VariableStore& v) {
        v.never_ends = true;
