@@ -1,12 +1,16 @@
 # Host programs: the products' own sources over the simulated machine.
 set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench or plain")
 
+# All host programs; and, beyond that, the products and the machine around them.
+# What only drives them has to compile quickly: `make test` spends most of its
+# time on it.
 add_library(host_flags INTERFACE)
+add_library(watched_flags INTERFACE)
 target_include_directories(host_flags INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(host_flags INTERFACE -g)
 if(MFGTEST_FLAVOUR STREQUAL "sanitizers")
-  target_compile_options(host_flags INTERFACE
-    -O1 -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all)
+  target_compile_options(watched_flags INTERFACE
+    -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all)
   target_link_options(host_flags INTERFACE -fsanitize=address,undefined)
 elseif(MFGTEST_FLAVOUR STREQUAL "coverage")
   target_compile_options(host_flags INTERFACE -O0 --coverage)
@@ -38,7 +42,10 @@ add_custom_target(host_libefi DEPENDS ${HOST_LIBEFI})
 
 function(add_product name)
   add_library(${name} STATIC ${ARGN})
-  target_link_libraries(${name} PRIVATE product_flags host_flags)
+  target_link_libraries(${name} PRIVATE product_flags host_flags watched_flags)
+  if(MFGTEST_FLAVOUR STREQUAL "sanitizers")
+    target_compile_options(${name} PRIVATE -O1)
+  endif()
   # What drives the fuzzer is what the products do, not the machine around them.
   if(MFGTEST_FLAVOUR STREQUAL "fuzz")
     target_compile_options(${name} PRIVATE -fsanitize=fuzzer-no-link)
@@ -63,9 +70,19 @@ add_library(host_test_flags INTERFACE)
 target_link_libraries(host_test_flags INTERFACE gnu_efi host_flags)
 target_compile_options(host_test_flags INTERFACE -fno-strict-aliasing -Wall -Wextra -Wshadow -Werror)
 
+# The management controller knows no firmware types: it serves simulated machines
+# here, and machines in QEMU from a program beside them.
+set(CONTROLLER_SOURCES ${CMAKE_SOURCE_DIR}/simulation/controller_file.cc
+  ${CMAKE_SOURCE_DIR}/simulation/fru_image.cc ${CMAKE_SOURCE_DIR}/simulation/management_controller.cc)
+add_library(controller OBJECT ${CONTROLLER_SOURCES})
+target_link_libraries(controller PRIVATE host_test_flags watched_flags)
+add_executable(bmc qemu/bmc/main.cc qemu/bmc/line_protocol.cc $<TARGET_OBJECTS:controller>)
+target_link_libraries(bmc PRIVATE host_test_flags watched_flags)
+
 file(GLOB SIMULATION_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/simulation/*.cc)
-add_library(simulation STATIC ${SIMULATION_SOURCES})
-target_link_libraries(simulation PUBLIC host_module host_test_flags)
+list(REMOVE_ITEM SIMULATION_SOURCES ${CONTROLLER_SOURCES})
+add_library(simulation STATIC ${SIMULATION_SOURCES} $<TARGET_OBJECTS:controller>)
+target_link_libraries(simulation PUBLIC host_module host_test_flags PRIVATE watched_flags)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/simulation/reference_server.cc PROPERTIES
   COMPILE_DEFINITIONS SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
 if(TESTLIB_SOURCES)
@@ -77,18 +94,6 @@ add_product(host_ipmi_kcs ${IPMI_KCS_SOURCES})
 target_link_libraries(host_ipmi_kcs INTERFACE simulation)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/entry.cc PROPERTIES
   COMPILE_DEFINITIONS efi_main=ipmi_kcs_efi_main)
-
-# The management controller for machines in QEMU: it knows no firmware types,
-# and runs beside the machine.
-add_executable(bmc qemu/bmc/main.cc qemu/bmc/line_protocol.cc simulation/controller_file.cc
-  simulation/fru_image.cc simulation/management_controller.cc)
-target_link_libraries(bmc PRIVATE host_flags)
-target_compile_options(bmc PRIVATE -Wall -Wextra -Wshadow -Werror)
-
-# The products under an instruction counter, which tells them from the machine
-# by the symbols of the libraries.
-add_executable(bench EXCLUDE_FROM_ALL bench/main.cc)
-target_link_libraries(bench PRIVATE simulation)
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
@@ -104,8 +109,6 @@ function(add_host_tests name)
     add_executable(${name} ${sources})
     target_link_libraries(${name} PRIVATE simulation GTest::gtest_main)
     target_compile_definitions(${name} PRIVATE TESTS_FOLDER="${CMAKE_SOURCE_DIR}/tests")
-    # Most of the time of `make test` goes into compiling these.
-    target_compile_options(${name} PRIVATE -O0 -g1)
     if(TARGET module_tests AND NOT name STREQUAL module_tests)
       target_precompile_headers(${name} REUSE_FROM module_tests)
     else()
@@ -139,15 +142,9 @@ if(MFGTEST_FLAVOUR STREQUAL "fuzz")
   target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
   target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
 elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
-  # Compiled fast: in one piece, and without sanitizers of its own, which the
-  # libraries have.
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
-  add_library(fuzz_replay OBJECT ${FUZZ_SOURCES})
-  set_target_properties(fuzz_replay PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-  target_include_directories(fuzz_replay PRIVATE ${CMAKE_SOURCE_DIR})
-  target_link_libraries(fuzz_replay PRIVATE gnu_efi)
-  target_compile_options(fuzz_replay PRIVATE -g -fno-strict-aliasing -Wall -Wextra -Wshadow -Werror)
-  add_executable(fuzz_targets $<TARGET_OBJECTS:fuzz_replay>)
+  add_executable(fuzz_targets ${FUZZ_SOURCES})
+  set_target_properties(fuzz_targets PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
   target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
   file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
   foreach(corpus ${corpora})
