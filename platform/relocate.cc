@@ -16,7 +16,7 @@ extern "C" {
 // Called by gnu-efi's start code before anything that needs an address.
 EFI_STATUS _relocate(std::uint64_t base, void*, EFI_HANDLE, EFI_SYSTEM_TABLE*) {
   constexpr unsigned kWordsOfMap = 63;
-  std::uint64_t* next = nullptr;
+  auto* next = reinterpret_cast<std::uint64_t*>(base);
   for (const std::uint64_t* word = relr_start; word != relr_end; ++word) {
     if ((*word & 1) == 0) {
       next = reinterpret_cast<std::uint64_t*>(base + *word);
