@@ -179,7 +179,7 @@ bool VerifySysBoardMfgDate(bool probe) {
   std::uint32_t id = 0;
   std::uint32_t route = 0;
   if (!RequireNumber(u"SYS_BD_FRU_ID", &id) || !RequireNumber(u"HSBP", &route)) return false;
-  std::uint32_t header_offset = kBoardAreaHeaderByte;
+  std::uint32_t header_offset = 0;
   if (TestLib->GetParamNumber(u"BOARD_AREA_OFFSET", &header_offset) != kTestLibrarySuccess) {
     header_offset = kBoardAreaHeaderByte;
   }

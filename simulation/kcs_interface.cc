@@ -33,7 +33,11 @@ std::uint8_t KcsInterface::Read(std::uint16_t offset) {
 }
 
 void KcsInterface::Write(std::uint16_t offset, std::uint8_t value) {
-  if (busy_ > 0 || (offset != 0 && offset != status_offset_)) return;
+  if (offset != 0 && offset != status_offset_) return;
+  if (busy_ > 0) {
+    ++lost;
+    return;
+  }
   busy_ = latency;
   const bool command = offset == status_offset_;
   if (command && value == kWriteStart) taken_ = 0;

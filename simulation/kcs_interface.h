@@ -36,6 +36,7 @@ class KcsInterface : public PortDevice {
   // What it saw.
   Bytes request;
   int aborted = 0;
+  int lost = 0;  // bytes that came before the last one was taken
 
  private:
   enum class State : std::uint8_t { kIdle, kRead, kWrite, kError };

@@ -291,6 +291,7 @@ TEST(IpmiKcs, SurvivesWhatTheControllerDoes) {
       {"no last byte", {Fault::kNoOutput, 10}, 0, EFI_SUCCESS, EFI_SUCCESS, 0, 0},
       {"error at the start", {Fault::kErrorState, 0}, 0, EFI_SUCCESS, EFI_SUCCESS, 0, 1},
       {"error in the request", {Fault::kErrorState, 3}, 0, EFI_SUCCESS, EFI_SUCCESS, 0, 1},
+      {"error in a slow request", {Fault::kErrorState, 3}, 2, EFI_SUCCESS, EFI_SUCCESS, 1, 1},
       {"error at its end", {Fault::kErrorState, 4}, 0, EFI_SUCCESS, EFI_SUCCESS, 0, 1},
       {"error twice", {Fault::kErrorState, 3, 2}, 0, EFI_DEVICE_ERROR, EFI_NOT_READY, 0, 2},
       {"error for ever", {Fault::kErrorState, 3, 9, false}, 0, EFI_DEVICE_ERROR, EFI_NOT_READY, 0, 0},
@@ -312,6 +313,7 @@ TEST(IpmiKcs, SurvivesWhatTheControllerDoes) {
     EXPECT_EQ(station.Send({5, 6}), c.send);
     EXPECT_EQ(station.Receive(), c.receive);
     EXPECT_EQ(kcs->aborted, c.aborted);
+    EXPECT_EQ(kcs->lost, 0);
     EXPECT_LE(station.machine.stalled_microseconds, c.seconds * kSecond);
 
     // The controller starts again.

@@ -51,6 +51,17 @@ TEST(CompletionCodes, HaveTheirTexts) {
       {0x81, 0x06, 0x47, u"Password test failed. Wrong password size was used"},
       {0x82, 0x06, 0x47, kUnspecified},
       {0x84, 0x08, 0x01, kUnspecified},
+      // And not of their neighbours.
+      {0x81, 0x04, 0x14, kUnspecified},
+      {0x84, 0x06, 0x53, kUnspecified},
+      {0x81, 0x06, 0x35, kUnspecified},
+      {0x80, 0x06, 0x32, kUnspecified},
+      {0x80, 0x0C, 0x00, kUnspecified},
+      {0x80, 0x0C, 0x02, kUnspecified},
+      {0x81, 0x08, 0x00, kUnspecified},
+      {0x81, 0x08, 0x03, kUnspecified},
+      {0x83, 0x06, 0x41, kUnspecified},
+      {0x81, 0x06, 0x48, kUnspecified},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(std::u16string_view(mfgtest::GetCompletionCodeText(c.code, c.net_function, c.command)), c.text)

@@ -72,17 +72,20 @@ TEST(FruAccess, GivesTheBytesOfEveryRoute) {
     std::uint32_t length;
     Lines logged;
   } cases[] = {
-      {Reader::kData, FruRoute::kBmc, 1, {1, 5, 0, 0}, 1, {kRead + "501.\\n\""}},
-      {Reader::kBytes, FruRoute::kBmc, 2, {2, 5, 13, 0}, 2, {kRead + "d0502.\\n\""}},
-      {Reader::kBytes, FruRoute::kPrimaryBackplane, 1, {1, 1, 0, 0}, 1, {kRead + "101.\\n\""}},
-      {Reader::kBytes, FruRoute::kSecondaryBackplane, 1, {1, 1, 0, 0}, 1, {kRead + "101.\\n\""}},
+      {Reader::kData, FruRoute::kBmc, 1, {1, 5, 0x5A, 0x5A}, 1, {kRead + "5a5a0501.\\n\""}},
+      {Reader::kBytes, FruRoute::kBmc, 2, {2, 5, 13, 0x5A}, 2, {kRead + "5a0d0502.\\n\""}},
+      {Reader::kBytes, FruRoute::kPrimaryBackplane, 1, {1, 1, 0x5A, 0x5A}, 1, {kRead + "5a5a0101.\\n\""}},
+      {Reader::kBytes, FruRoute::kSecondaryBackplane, 1, {1, 1, 0x5A, 0x5A}, 1, {kRead + "5a5a0101.\\n\""}},
       {Reader::kNoCount, FruRoute::kBmc, 3, {5, 13, 0, 0}, 3, {}},
+      // Its end is marked.
+      {Reader::kNoCount, FruRoute::kBmc, 2, {5, 13, 0, 0x5A}, 2, {}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     Server server;
     server.Bind();
     FruBuffer buffer;
+    buffer.bytes.fill(0x5A);
     EXPECT_TRUE(Read(c.reader, c.route, FruReport::kToLibrary, &buffer, {3, 0, c.count}));
     EXPECT_EQ(Bytes(buffer.bytes.begin(), buffer.bytes.begin() + 4), c.bytes);
     EXPECT_EQ(buffer.length, c.length);

@@ -145,6 +145,7 @@ TEST(BackplaneRecords, AreJudgedByLengthAndRetried) {
       {kFru6 + "board product = SAS Plane", kMaker, 1 + 3 * 4},        // 9
       {kFru6 + "board product = SAS Plane X8-AB", kMaker, 1 + 3 * 4},  // 15
       {kFru6 + "board serial = HSN-0000006", kMaker, 1 + 3 * 6},
+      {kFru6 + "board serial = HSN-000000006", kMaker, 1 + 3 * 6},
       {kFru6 + "board part = BP-0008-A", kMakerAndSerial, 1 + 3 * 8},
       // A length that is right the second time.
       {"[script]\n0A 11 06 0E answer 00 01 D0 times 1", kAll, kComplete + 2},

@@ -1,5 +1,6 @@
 #include "smbios/firmware_id.h"
 
+#include "module/last_error.h"
 #include "simulation/acpi_tables.h"
 #include "simulation/station.h"
 #include "simulation/text.h"
@@ -303,12 +304,14 @@ TEST(FirmwareId, PublishesNothingWhenOneIsMissing) {
   const struct {
     SmbiosTable table;
     Entry entry;
+    std::u16string reason;
     Lines errors;
   } cases[] = {
-      {{}, Entry::kListed, {}},
-      {BiosTable("1.0"), Entry::kListed, {}},  // without ACPI
+      {{}, Entry::kListed, u"Unable to find BIOS ID\n", {}},
+      {BiosTable("1.0"), Entry::kListed, u"Unable to find OEM Table ID\n", {}},  // without ACPI
       {BiosTable("1.0"),
        Entry::kNowhere,
+       u"Unable to find SMBIOS table entry point\n",
        {R"(ReportError 2 "SMBIOS Table not found with GUID, trying memory search\n")"}},
   };
   for (const auto& c : cases) {
@@ -318,6 +321,7 @@ TEST(FirmwareId, PublishesNothingWhenOneIsMissing) {
     station.Bind();
     EXPECT_FALSE(mfgtest::VerifyBiosId(true));
     EXPECT_EQ(Only({"SetResult", "ReportError"}, station.Transcript()), c.errors);
+    EXPECT_EQ(mfgtest::LastError(), c.reason);
   }
 }
 
