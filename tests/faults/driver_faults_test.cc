@@ -105,7 +105,7 @@ TEST(DriverFaults, TestLibraryGivesNoFalseVerdict) {
 // over the transport that the driver offers, and unloads it.
 Outcome AskController(const Injection& injection) {
   using Bytes = simulation::KcsInterface::Bytes;
-  const Bytes device_id{0x1C, 0x01, 0x00, 0x20, 0x01, 0x82, 0x45, 0x51, 0xBF, 0, 0, 0, 0, 0};
+  Bytes device_id{0x1C, 0x01, 0x00, 0x20, 0x01, 0x82, 0x45, 0x51, 0xBF, 0, 0, 0, 0, 0};
   Machine machine;
   simulation::ModernShell shell(machine);
   simulation::SmbiosTable table;
