@@ -19,10 +19,10 @@ TEST(ReferenceServer, PassesEveryTestOfTheCatalogue) {
     EXPECT_EQ(Errors(lines), Lines{});
     EXPECT_EQ(lines.size() > 2, run.test != 26);
     EXPECT_TRUE(server.station.library->answers.empty());
-    for (const auto& [name, value] : run.parameters) {
+    for (const auto& parameter : run.parameters) {
       EXPECT_TRUE(std::ranges::any_of(server.station.library->calls, [&](const auto& call) {
-        return call.key == name && call.status == kTestLibrarySuccess;
-      })) << Readable(name);
+        return call.key == parameter.first && call.status == kTestLibrarySuccess;
+      })) << Readable(parameter.first);
     }
     const bool in_variable = run.parameters.contains(u"MARWICK_GUID_NAME");
     const Lines removed = run.test != 0 ? Lines{}
