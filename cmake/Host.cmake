@@ -95,6 +95,11 @@ target_link_libraries(host_ipmi_kcs INTERFACE simulation)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/entry.cc PROPERTIES
   COMPILE_DEFINITIONS efi_main=ipmi_kcs_efi_main)
 
+# The products under an instruction counter, which tells them from the machine
+# by the symbols of the libraries.
+add_executable(bench EXCLUDE_FROM_ALL bench/main.cc)
+target_link_libraries(bench PRIVATE simulation)
+
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
