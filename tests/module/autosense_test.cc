@@ -305,7 +305,7 @@ TEST(Autosense, TheLastOemStringIsPublished) {
 
 TEST(Autosense, WaitsForTheBackplanes) {
   const std::pair<const char16_t*, const char*> delays[] = {
-      {u"7", "Delay 7000"}, {u"0", "Delay 0"}, {u"0xFFFFFFFF", "Delay 4294966296"}, {u"soon", "Delay 0"}};
+      {u"7", "Delay 7000"}, {u"0", "Delay 0"}, {u"0xFFFFFFFF", "Delay 4294966296"}, {u"7x", "Delay 7000"}};
   for (const auto& [parameter, delay] : delays) {
     Station station;
     station.library->parameters[u"HSBP_FRU_DelayTime"] = parameter;
