@@ -415,6 +415,31 @@ TEST(Autosense, QuotesTheReasonOfTheGuidsProbe) {
   }
 }
 
+// Likewise of the dates' probes, for a parameter that is missing or bad.
+TEST(Autosense, QuotesTheReasonOfADatesProbe) {
+  const struct {
+    const char16_t* parameter;
+    const char16_t* value;  // null when it is missing
+    std::string test;
+    std::string reason;
+  } cases[] = {
+      {u"MFG_DATE", nullptr, "34", "Failed to get param: MFG_DATE"},
+      {u"MFG_DATE", u"2010/02/29", "34", "Invalid date format. Day cannot > 28 for Month: 2 in Year: 2010"},
+      {u"SYS_BD_MFG_DATE", nullptr, "38", "Failed to get param: SYS_BD_MFG_DATE"},
+      {u"SYS_BD_FRU_ID", nullptr, "38", "Failed to get param: SYS_BD_FRU_ID"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.reason);
+    simulation::ReferenceServer server(kComplete);
+    auto& parameters = server.station.library->parameters;
+    parameters.erase(c.parameter);
+    if (c.value != nullptr) parameters[c.parameter] = c.value;
+    const Lines lines = server.Run();
+    const std::string said = Log("Autosense():: " + c.reason + R"(.\nRemoving subtest )" + c.test + R"(.\r\n)");
+    EXPECT_EQ(std::ranges::count(lines, said), 1);
+  }
+}
+
 TEST(Autosense, AMissingMemoryDeviceIsReportedAndRemovesItsTest) {
   Station station;
   Bytes array(0x0F - 4, 0);
