@@ -69,7 +69,10 @@ TEST(BoardStrings, AreComparedEachInItsOwnWay) {
       {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_PART_NUMBER\n")"}},
       {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}, {u"SYS_BOARDS_PART_NUMBER", u"any"}}, {}},
       // One that is too long was not left out.
-      {With({{u"SYS_BD_FRU_ID", u"2"}, {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Power Example Power Example"}}),
+      {{{u"SYS_BD_FRU_ID", u"2"},
+        {u"HSBP", u"0"},
+        {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Power Example Power Example"},
+        {u"SYS_BOARDS_PART_NUMBER", u"any"}},
        {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
       // Trailing blanks of the device do not count.
       {With({{u"SYS_BD_FRU_ID", u"4"},
