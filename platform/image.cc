@@ -3,7 +3,6 @@
 #include "platform/handles.h"
 
 namespace platform {
-
 namespace {
 
 constexpr EFI_GUID kLoadedImageProtocolGuid = LOADED_IMAGE_PROTOCOL;
