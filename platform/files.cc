@@ -55,8 +55,8 @@ bool IsFolder(EFI_FILE* file) {
 
 EFI_STATUS ReadOnVolume(EFI_HANDLE device, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
   EFI_FILE_IO_INTERFACE* volume = nullptr;
-  // An image that came over the network has no volume.
-  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NOT_FOUND;
+  // A drive that was pulled takes its file system off the handle.
+  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NO_MEDIA;
   EFI_FILE* root = nullptr;
   EFI_STATUS status = volume->OpenVolume(volume, &root);
   if (EFI_ERROR(status)) return status;
@@ -96,6 +96,11 @@ bool ImagePath(EFI_DEVICE_PATH* node, Path& path, std::size_t& length) {
   return true;
 }
 
+bool HasVolume(EFI_HANDLE device) {
+  EFI_FILE_IO_INTERFACE* volume = nullptr;
+  return !EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume));
+}
+
 }  // namespace
 
 EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
@@ -111,9 +116,11 @@ EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std:
   if (loaded == nullptr || loaded->DeviceHandle == nullptr) return EFI_NOT_FOUND;
   Path path;
   std::size_t length = 0;
-  if (!ImagePath(loaded->FilePath, path, length)) return EFI_NOT_FOUND;
+  if (!ImagePath(loaded->FilePath, path, length)) return EFI_INVALID_PARAMETER;
+  // Nor has one that came over the network.
+  if (length == 0 && !HasVolume(loaded->DeviceHandle)) return EFI_NOT_FOUND;
   while (length > 0 && path[length - 1] != u'\\') --length;
-  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_NOT_FOUND;
+  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_INVALID_PARAMETER;
   path[length] = 0;
   return ReadOnVolume(loaded->DeviceHandle, path.data(), buffer, size);
 }

@@ -8,8 +8,9 @@
 namespace platform {
 
 // Each reads a file into `buffer` and gives its size. EFI_BUFFER_TOO_SMALL for
-// a file that does not fit, EFI_NOT_FOUND where there is none or no volume that
-// could hold it, and EFI_UNSUPPORTED for a folder.
+// a file that does not fit, EFI_UNSUPPORTED for a folder, EFI_NOT_FOUND where
+// there is none on a volume that answers, or the image came from no volume.
+// EFI_NO_MEDIA when the volume is gone.
 
 // As the shell finds the path (mappings, the current directory); without a
 // modern shell, on the image's volume from its root.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "testlib/error_table.h"
 #include "testlib/output.h"
 #include "testlib/run.h"
 #include "testlib/status.h"
@@ -32,6 +33,7 @@ void EFIAPI EndTest() {
 
 void EFIAPI Delay(std::uint32_t milliseconds) {
   TraceNumber(u"Delay ", milliseconds);
+  state->run.waited += milliseconds;
   // 1000 microseconds a millisecond, 100 percent of them.
   platform::Wait(std::uint64_t{milliseconds} * 10 * state->command_line.delay_scale);
 }
@@ -133,7 +135,14 @@ void EFIAPI DisplayPrint(const char16_t* format, ...) {
   Show(state->message.data());
 }
 
+// A request without its answer is one that had to be repeated, or failed.
+void CountExchange(std::u16string_view format) {
+  if (format.starts_with(u"\nSend IPMI Cmd")) ++state->run.requests;
+  if (format.starts_with(u", RespData")) ++state->run.responses;
+}
+
 void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
+  if ((mask & kDebugIpmi) != 0) CountExchange(format);
   const bool is_shown = (mask & state->command_line.debug_mask) != 0;
   // Most of what a test says, and on the line for nobody.
   if (!is_shown && !Tracing()) return;
@@ -151,13 +160,15 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"ReportError ", code, state->message.data());
+  const ErrorRow* const row = FindError(code, format);
   ++state->run.errors;
-  // The module's own code for a number that is no test of its.
-  if (code == 0) state->run.no_such_test = true;
+  KeepReason(state->run, state->message.data(), row == nullptr ? nullptr : row->advice);
+  if (row != nullptr && row->blame == Blame::kStation) ++state->run.station_errors;
   if (Tracing()) return;
   std::array<char16_t, 32> label;
   FormatText(label, "ERROR %lu: ", code);
   ShowError(label.data(), state->message.data());
+  if (row != nullptr) Say(Colour::kNotice, "  -> %s\n", row->advice);
 }
 
 void EFIAPI Prompt(const char16_t* text) {
@@ -241,7 +252,8 @@ void FillTable(TestLibrary& table) {
 }
 
 void PrepareForApplication() {
-  ForgetVerdict(nullptr);
+  // When it cannot be removed, the run that starts now tells.
+  (void)ForgetVerdict(nullptr);
   state->table.Initialize = Initialize;
 }
 

@@ -13,7 +13,8 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor);
 // verdict in the shell variable MfgVerdict.
 void FinishRun();
 
-// Deletes the verdict of the last run, on behalf of `image`.
-void ForgetVerdict(EFI_HANDLE image);
+// Deletes the verdict of the last run, on behalf of `image`; success when there
+// was none.
+EFI_STATUS ForgetVerdict(EFI_HANDLE image);
 
 }  // namespace testlib
