@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/bridges.h"
 #include "testlib/parameter_table.h"
 #include "testlib/required_results.h"
 #include "testlib/state.h"
@@ -108,6 +109,11 @@ void SayResults(Label label) {
 void SayIndented(Colour colour, std::size_t column, const char16_t* text) {
   SayLeftAligned(u"", column);
   SayWrapped(colour, column, text);
+}
+
+void SayBridge(const char16_t* text) {
+  platform::Write(u"  bridge: ", Colour::kNotice);
+  SayWrapped(Colour::kNotice, 10, text);
 }
 
 void SayRemovedTests() {
@@ -253,6 +259,7 @@ void ShowSummary() {
   if (std::ranges::any_of(state->results.All(), &Result::is_published)) platform::Write(u"Results:\n");
   SayResults(key);
   SayRemovedTests();
+  platform::TellBridges(SayBridge);
   Say(Colour::kNormal, "Runs since the library was loaded: %u\n", state->history.count);
   Say(Colour::kNormal, "  Test  Title                          Verdict  Errors  Seconds\n");
   std::uint32_t index = 0;

@@ -122,6 +122,19 @@ bool LoadParameters() {
   return CheckParameters(Origin::kCommandLine);
 }
 
+TestLibraryStatus ConnectControllers() {
+  std::size_t before = 0;
+  std::size_t after = 0;
+  if (const EFI_STATUS status = platform::ConnectAllControllers(&before, &after); EFI_ERROR(status)) {
+    ErrorText error;
+    FormatText(error, "the controllers could not be connected: %s", platform::StatusText(status).Text());
+    return RefuseRun(error.data());
+  }
+  Note("All controllers are connected: %lu handles, %lu before.\n", after, before);
+  state->run.stage = Stage::kNothingToRun;
+  return kNothingToRun;
+}
+
 TestLibraryStatus ShowInstead(Action action) {
   state->run.stage = Stage::kNothingToRun;
   switch (action) {
@@ -219,6 +232,7 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor, EFI_STATUS verdict_removed
   if (!is_good) return RefuseRun(error.data());
   if (runs_test) return PrepareTest(descriptor, verdict_removed);
   if (command_line.action == Action::kShowParameters && !LoadParameters()) return kCommandLineRefused;
+  if (command_line.action == Action::kConnect) return ConnectControllers();
   return ShowInstead(command_line.action);
 }
 
