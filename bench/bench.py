@@ -148,7 +148,7 @@ def on_firmware():
 
 def image_sizes():
     """Each image, and what is largest in it."""
-    found = {image: sizes.measure(image) for image in ("mfgtest", "testlib", "ipmi_kcs")}
+    found = {image: sizes.measure(image) for image in ("mfgtest", "testlib", "ipmi_kcs", "smbios_entry")}
     for image, parts in found.items():
         sections = ", ".join(f"{name} {size:,}" for name, size in parts["sections"].items())
         print(f"  {image}.efi: {parts['bytes']:,} bytes; {sections}")

@@ -16,6 +16,7 @@ void FuzzVariables(Input input);
 void FuzzPci(Input input);
 void FuzzParameters(Input input);
 void FuzzKcs(Input input);
+void FuzzNewerTables(Input input);
 
 struct Target {
   const char* name;
@@ -23,9 +24,9 @@ struct Target {
 };
 
 inline constexpr Target kTargets[] = {
-    {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},  {"acpi", FuzzAcpi}, {"fru", FuzzFru},
-    {"ipmb", FuzzIpmb},     {"variables", FuzzVariables}, {"pci", FuzzPci},   {"parameters", FuzzParameters},
-    {"kcs", FuzzKcs},
+    {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},       {"acpi", FuzzAcpi}, {"fru", FuzzFru},
+    {"ipmb", FuzzIpmb},     {"variables", FuzzVariables},      {"pci", FuzzPci},   {"parameters", FuzzParameters},
+    {"kcs", FuzzKcs},       {"newer_tables", FuzzNewerTables},
 };
 
 }  // namespace fuzz

@@ -48,7 +48,7 @@ LINE = "line --delay-scale=1"
 class Server:
     """One unit of the demonstration server."""
 
-    def __init__(self, serial="SN-0000001", frus=_FRUS, events=b""):
+    def __init__(self, serial="SN-0000001", frus=_FRUS, events=b"", options=(), drivers=()):
         system = {**EXAMPLE_SERVER[1], "serial": serial, "uuid": _UUID}
         self._identity = {
             0: {"vendor": "Example Firmware", "version": "R01.00 (x64)", "date": "04/01/2014"},
@@ -58,9 +58,10 @@ class Server:
         }
         self._frus = frus
         self._log = events + _END_OF_LOG
-
-    # QEMU's options but for the controller.
-    options = _OPTIONS
+        # QEMU's options but for the controller.
+        self.options = (*_OPTIONS, *options)
+        # Beside the stick's files, what stands for other firmware.
+        self._drivers = [ROOT / "build" / "qemu" / name for name in drivers]
 
     @property
     def smbios(self):
@@ -80,7 +81,7 @@ class Server:
         with Controller(self._frus, TIME_LIMIT) as controller:
             lines = boot(
                 self.smbios,
-                stick_files(),
+                {**stick_files(), **{driver.name: driver.read_bytes() for driver in self._drivers}},
                 None,
                 TIME_LIMIT,
                 on_line,
@@ -97,4 +98,8 @@ SERVERS = {
     # A wrong serial number, a backplane that was never programmed, and an event
     # that nobody expects.
     "faulty": Server(serial="SN-0000009", frus=_FRUS + _ERASED_BACKPLANE, events=_MEMORY_EVENT),
+    # Firmware of today: load these, and the older entries are gone.
+    "newer": Server(
+        options=("-machine", "smbios-entry-point-type=64"), drivers=("newer_firmware.efi", "firmware_ipmi.efi")
+    ),
 }

@@ -111,6 +111,24 @@ _CHECKS = {
             judge=_judge(_expected_results({}, _BACKPLANES), _REMOVALS, []),
         ),
     ),
+    "newer": (
+        Check(
+            "firmware that offers the newer tables and protocols only passes the same line run through our bridges",
+            ("load newer_firmware.efi", "load firmware_ipmi.efi", "load smbios_entry.efi", LINE),
+            verdicts=_verdicts({33: SKIP}),
+            shows=(
+                "structures of ",
+                "are offered with a 32-bit entry point",
+                "ACPI: the XSDT is offered as RSDT",
+                "Management controller through the firmware's IPMI protocol: IPMI 2.0",
+                "  bridge: ACPI XSDT offered as RSDT",
+                "  bridge: IPMI transport over the firmware's IPMI protocol",
+                "SUMMARY 34 passed, 0 failed, 0 errors, 1 skipped: PASS",
+            ),
+            judge=_judge(_expected_results({}, _BACKPLANES), _REMOVALS, []),
+        ),
+        Check("controllers are connected from the shell", ("mfgtest.efi --connect",), shows=("All controllers are connected",)),
+    ),
     "faulty": (
         Check(
             "a server with three faults shows exactly those",

@@ -1,5 +1,6 @@
 // The drivers, from their load to their end, with each of their calls of the
 // platform failing in turn.
+#include "platform/protocols/bridge_note.h"
 #include "platform/protocols/ipmi_transport.h"
 #include "simulation/kcs_interface.h"
 #include "simulation/modern_shell.h"
@@ -8,6 +9,7 @@
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+extern "C" EFI_STATUS smbios_entry_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS ipmi_kcs_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace {
@@ -139,6 +141,39 @@ TEST(DriverFaults, IpmiKcsWorksOrIsNotLoaded) {
   EXPECT_TRUE(whole.passes);
   InjectIntoEachCall("ipmi_kcs", whole.injection.calls, 1, [&](const Injection& injection) {
     const Outcome outcome = AskController(injection);
+    return outcome.passes ? outcome.injection.failed : "";
+  });
+}
+
+// Loads the driver on newer firmware and unloads it.
+Outcome BridgeTables(const Injection& injection) {
+  static const simulation::ReferenceRun run{35, "on newer firmware"};
+  simulation::ReferenceServer server(run, {.smbios = true, .acpi = true});
+  simulation::Station& station = server.station;
+  Machine& machine = station.machine;
+  station.smbios_device.emplace(machine, station.smbios, station.smbios_placement);
+  const UINTN tables = machine.system_table.NumberOfTableEntries;
+  const Holdings before(machine);
+  machine.injection = injection;
+
+  Outcome outcome;
+  if (const EFI_HANDLE driver = Load(machine, smbios_entry_efi_main); driver != nullptr) {
+    const UINTN offered = machine.system_table.NumberOfTableEntries - tables;
+    EXPECT_GT(offered, 0u) << "a driver that is loaded has to bridge something";
+    EXPECT_EQ(machine.memory.Pages().size(), offered);
+    EXPECT_EQ(machine.handles.Handles(&kBridgeNoteProtocolGuid).size(), offered) << "each on the record";
+    outcome.passes = offered == 2;
+    Unload(machine, driver, before);
+  }
+  outcome.injection = machine.injection;
+  return outcome;
+}
+
+TEST(DriverFaults, SmbiosEntryBridgesOrIsNotLoaded) {
+  const Outcome whole = BridgeTables({});
+  EXPECT_TRUE(whole.passes);
+  InjectIntoEachCall("smbios_entry", whole.injection.calls, 1, [&](const Injection& injection) {
+    const Outcome outcome = BridgeTables(injection);
     return outcome.passes ? outcome.injection.failed : "";
   });
 }

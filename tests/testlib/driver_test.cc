@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/bridges.h"
 #include "platform/console.h"
+#include "platform/format.h"
 #include "platform/handles.h"
 #include "platform/image.h"
 #include "platform/memory.h"
@@ -404,6 +406,28 @@ TEST_F(DriverOnModernShell, TellsRigsInPlainLines) {
   EXPECT_NE(written.find(u"\r\nRESULT test 43 \"FRU end markers\": FAIL, 1 error, "), written.npos);
   EXPECT_TRUE(written.ends_with(u" s, 2 repeats\r\n")) << simulation::Readable(written);
   EXPECT_NE(Run({u"--summary"}).find(u"\r\nSUMMARY 0 passed, 1 failed,"), written.npos);
+}
+
+TEST_F(DriverOnModernShell, ConnectsControllersAndNamesBridges) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  constexpr EFI_GUID kDevice = EFI_SIMPLE_NETWORK_PROTOCOL_GUID;
+  const std::size_t handles = machine.handles.Handles(nullptr).size();
+  std::size_t connected = 0;
+  machine.on_connect = [&](EFI_HANDLE) {
+    if (++connected == 1) machine.handles.Install(kDevice, &connected);
+  };
+  // The application's own handle is one more.
+  std::array<char16_t, 100> expected;
+  FormatText(expected, "All controllers are connected: %lu handles, %lu before.\r\n", handles + 2, handles + 1);
+  EXPECT_EQ(Run({u"--connect"}), expected.data());
+  EXPECT_EQ(connected, handles + 1);
+  EXPECT_EQ(Verdict(), u"");
+
+  platform::Bridge bridge{};
+  platform::PutOnRecord(bridge, u"a table offered as another");
+  EXPECT_NE(Run({u"--summary"}).find(u"  bridge: a table offered as another\r\n"), std::u16string::npos);
+  platform::TakeOffRecord(bridge);
+  EXPECT_EQ(Run({u"--summary"}).find(u"bridge:"), std::u16string::npos);
 }
 
 TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
