@@ -129,9 +129,11 @@ void WriteEntryPoint(const SmbiosEntryPoint& newer, const Copy& copy, std::span<
   PutNumber(entry, kTableLength, 2, copy.bytes);
   PutNumber(entry, kTableAddress, 4, reinterpret_cast<std::uintptr_t>(&pages[kCopyOffset]));
   PutNumber(entry, kStructureCount, 2, copy.structures);
-  // 0 says that the version above is all there is to say.
-  const bool has_digits = newer.major_version <= 9 && newer.minor_version <= 9;
-  PutNumber(entry, kBcdRevision, 1, has_digits ? newer.major_version << 4 | newer.minor_version : 0);
+  // Left at 0, which says that the version above is all there is to say, where it
+  // has no digits.
+  if (newer.major_version <= 9 && newer.minor_version <= 9) {
+    PutNumber(entry, kBcdRevision, 1, newer.major_version * 0x10u + newer.minor_version);
+  }
   platform::PutChecksum(entry.subspan(kIntermediate), kIntermediateChecksum - kIntermediate);
   platform::PutChecksum(entry, kChecksum);
 }
