@@ -1,4 +1,4 @@
-"""The demonstration server of station/mfgtest.cfg, whole and with faults, and its line run from the stick."""
+"""The demonstration server, whole and with faults, and its line run from the stick."""
 
 import struct
 
@@ -8,6 +8,9 @@ from smbios_structures import event_log, memory_array, memory_device
 from station import ROOT, stick_files
 
 TIME_LIMIT = 120
+
+# What its tests expect, in the place of the sample on a stick.
+CONFIGURATION = {"mfgtest.cfg": (ROOT / "qemu" / "demonstration" / "mfgtest.cfg").read_bytes()}
 
 # The display's frame buffer, where the firmware puts it: plain memory behind
 # the root bridge. Its last quarter is far behind what the console draws, and
@@ -21,6 +24,8 @@ _UUID = "78563412-bc9a-df11-8abc-001122334455"
 _MAC = "00:11:22:33:44:55"
 
 _OPTIONS = (
+    # GUIDs that are made in 2010 are in the factory's range of dates.
+    *("-rtc", "base=2010-05-06T07:08:00"),
     *("-machine", "x-oem-table-id=EX-TBL 1"),
     *("-netdev", "user,id=network,restrict=on"),
     *("-device", f"virtio-net-pci,netdev=network,mac={_MAC},romfile="),
@@ -43,6 +48,20 @@ _MEMORY_EVENT = bytes((1, 16, 0x26, 0x11, 0x21, 0x07, 0x59, 0x01, 1, 2, 0, 3, 0x
 # The whole line run, with waits cut to a hundredth: the simulated controller
 # needs none.
 LINE = "line --delay-scale=1"
+
+# A line that writes: the board's firmware takes GUIDs, and the factory left an
+# EUI-64 in a variable of the old shell's.
+WRITING_LINE = (
+    "load manufacturing_interface.efi",
+    'setvar Mfg1394Uuid -guid 47C7B224-C42A-11D2-8E57-00A0C969723B -bs -nv =L"0011223344556677"',
+    f"{LINE} write READ_GUID_METHOD=FLASH",
+)
+
+
+def unit_files():
+    """The stick with the server's own parameters, and its board's firmware that takes GUIDs."""
+    interface = ROOT / "build" / "qemu" / "manufacturing_interface.efi"
+    return {**stick_files(), **CONFIGURATION, interface.name: interface.read_bytes()}
 
 
 class Server:
@@ -80,7 +99,7 @@ class Server:
         with Controller(self._frus, TIME_LIMIT) as controller:
             lines = boot(
                 self.smbios,
-                stick_files(),
+                unit_files(),
                 None,
                 TIME_LIMIT,
                 on_line,

@@ -29,7 +29,8 @@ _ESCAPE = "\x1b"
 _EXCEPTION = "X64 Exception Type"
 
 # The identity of a made-up server, by structure type and by the fields of
-# QEMU's -smbios option; station/mfgtest.cfg holds what its tests expect.
+# QEMU's -smbios option. Both parameter files expect it, station/mfgtest.cfg and
+# demonstration/mfgtest.cfg.
 EXAMPLE_SERVER = {
     1: {
         "manufacturer": "Example Systems, Inc.",

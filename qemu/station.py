@@ -19,11 +19,6 @@ def stick_files():
     return {**image_files(), **{file.name: file.read_bytes() for file in sorted((ROOT / "station").iterdir())}}
 
 
-def station_files():
-    """The files by name; the station's own start-up script is not among them."""
-    return {**image_files(), "mfgtest.cfg": (ROOT / "station" / "mfgtest.cfg").read_bytes()}
-
-
 def write_stick(folder):
     """Writes the stick's files into a new folder, and a FAT image of them beside it."""
     shutil.rmtree(folder, ignore_errors=True)

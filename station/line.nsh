@@ -35,7 +35,7 @@ if not "%LineLoaded%" == "yes" then
 endif
 
 # Test 22 is left out, it asks for a key at every structure.
-set -v LineRun "1 2 3 4 5 6 7 8 9 10 11 12 13 14 20 21 23 24 25 26 27 29 30 33 34 35 36 37 38 39 40 41 42 43"
+set -v LineRun "1 2 3 4 5 6 7 8 9 10 11 12 13 14 20 21 23 24 25 26 27 29 33 34 35 36 37 38 39 40 41 42 43"
 # What is written is verified by the tests behind it.
 if "%LineWrite%" == "yes" then
   set -v LineRun "28 31 32 %LineRun%"
