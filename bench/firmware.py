@@ -51,8 +51,7 @@ def _controller_options(folder):
     return controller.emulated_options(frus, _AREA)
 
 
-def _commands(server):
-    yield from server.log_commands
+def _commands():
     for image in ("testlib", "ipmi_kcs", "manufacturing_interface", "run_clock"):
         yield f"load {image}.efi"
     # The first round fills the firmware's disk cache and the screen.
@@ -79,7 +78,7 @@ def measure(shift, on_line=lambda line: None):
         lines = boot(
             server.smbios,
             {**unit_files(), **images},
-            _commands(server),
+            _commands(),
             _TIME_LIMIT,
             on_line,
             options=(
@@ -87,6 +86,7 @@ def measure(shift, on_line=lambda line: None):
                 *_controller_options(folder),
                 *("-icount", f"shift={shift},sleep=off", "-rtc", "clock=vm"),
             ),
+            memory=server.memory,
         )
     works = list(_works(lines, shift))[-len(_TESTS) :]
     failed = [work for work in works if work.verdict != "PASS"]
