@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "testlib/state.h"
-#include "testlib/test_titles.h"
+#include "testlib/tests.h"
 
 namespace testlib {
 namespace {
@@ -130,7 +130,7 @@ void ShowError(const char16_t* label, const char16_t* message) {
 
 void ShowTests() {
   platform::StartLine();
-  for (const TestTitle& test : TestTitles()) {
+  for (const Test& test : Tests()) {
     const RemovedTests::Removal* const removal = FindRemoval(state->removed, test.number);
     Say(Colour::kNormal, "%4u  %s", test.number, test.title);
     if (removal != nullptr) Say(Colour::kNotice, "  (does not apply: removed by test %u)", removal->by);

@@ -8,7 +8,7 @@
 #include "testlib/required_tests.h"
 #include "testlib/state.h"
 #include "testlib/status.h"
-#include "testlib/test_titles.h"
+#include "testlib/tests.h"
 
 namespace testlib {
 namespace {

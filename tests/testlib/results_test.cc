@@ -6,7 +6,7 @@
 #include <string>
 
 #include "module/catalogue.h"
-#include "testlib/test_titles.h"
+#include "testlib/tests.h"
 
 namespace testlib {
 namespace {
@@ -100,11 +100,11 @@ TEST(RunHistory, ALineRunCountsFromTheLastAutosense) {
   EXPECT_EQ(remember(0, true, Verdict::kError), Verdict::kError);
 }
 
-TEST(TestTitles, EveryTestOfTheModuleHasOne) {
+TEST(Tests, EveryTestOfTheModuleHasARow) {
   const auto catalogue = mfgtest::Catalogue();
-  const auto titles = TestTitles();
-  ASSERT_EQ(titles.size(), catalogue.size());
-  for (std::size_t i = 0; i < titles.size(); ++i) EXPECT_EQ(titles[i].number, catalogue[i].number);
+  const auto tests = Tests();
+  ASSERT_EQ(tests.size(), catalogue.size());
+  for (std::size_t i = 0; i < tests.size(); ++i) EXPECT_EQ(tests[i].number, catalogue[i].number);
 }
 
 }  // namespace
