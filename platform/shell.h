@@ -14,6 +14,13 @@ bool HasModernShell();
 // `image` is the program on whose behalf an EFI 1.x shell does it.
 EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16_t* value, VariableLife life);
 
+// The same where no shell runs: the variable is left where a modern shell would
+// keep it, and a later one finds it.
+EFI_STATUS WriteVariableOfShell(const char16_t* name, const char16_t* value, VariableLife life);
+
+// Whether a variable of that name is still there for a script to read.
+bool HasShellVariable(const char16_t* name);
+
 // A variable's value, which the shell owns; null when there is none, and on an
 // EFI 1.x shell.
 const char16_t* ShellVariable(const char16_t* name);

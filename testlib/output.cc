@@ -147,7 +147,7 @@ void ShowParameters() {
   }
 }
 
-void ShowSummary() {
+void ShowRuns() {
   platform::StartLine();
   if (state->results.count != 0) platform::Write(u"Results:\n");
   SayResults([](const Result& result) { return result.key.data(); });
@@ -157,6 +157,10 @@ void ShowSummary() {
   std::uint32_t index = 0;
   for (const Run& run : state->history.Kept()) SayRow(run, index++ < state->history.line_start);
   if (state->history.count > RunHistory::kRuns) platform::Write(u"  (later runs are counted, not listed)\n");
+}
+
+void ShowSummary() {
+  ShowRuns();
   SayTally(state->history.line);
 }
 

@@ -44,6 +44,7 @@ void ShowError(const char16_t* label, const char16_t* message);
 void ShowTests();
 void ShowParameters();
 void ShowSummary();
+void ShowRuns();  // the summary but for its last line
 void ShowRunResults();
 void ShowVerdict();
 

@@ -38,6 +38,7 @@ struct ParameterStore {
   std::size_t count;
 
   std::span<const Parameter> All() const { return std::span(parameters).first(count); }
+  std::span<Parameter> All() { return std::span(parameters).first(count); }
 };
 
 // Adds a parameter, or replaces the one that an earlier source gave. Refused,
@@ -47,7 +48,7 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
             ErrorText& error);
 
 // The parameter of that name, or null.
-const Parameter* Find(const ParameterStore& store, const char16_t* name);
+Parameter* Find(ParameterStore& store, const char16_t* name);
 
 // A number of at most 32 bits: decimal digits, or hexadecimal ones after 0x.
 bool ParseNumber(std::u16string_view text, std::uint32_t* number);

@@ -66,6 +66,9 @@ struct RunHistory {
 
 void Remember(RunHistory& history, const Run& run);
 
+// A line run begins here.
+void StartLine(RunHistory& history);
+
 // A published result: the last value of its key.
 struct Result {
   std::array<char16_t, 256> key;

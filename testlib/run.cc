@@ -4,6 +4,8 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/status_text.h"
+#include "testlib/asking.h"
+#include "testlib/line.h"
 #include "testlib/output.h"
 #include "testlib/required_tests.h"
 #include "testlib/state.h"
@@ -14,6 +16,7 @@ namespace testlib {
 namespace {
 
 constexpr const char16_t* kVerdictVariable = u"MfgVerdict";
+constexpr const char16_t* kDelayScaleParameter = u"Delay_Scale";
 
 void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
   const EFI_STATUS status =
@@ -76,11 +79,40 @@ bool LoadFile(std::uint16_t source, ErrorText& error) {
   return false;
 }
 
+// The command line's word wins over the parameter.
+bool TakeDelayScale(ErrorText& error) {
+  CommandLine& command_line = state->command_line;
+  const Parameter* const scale = Find(state->parameters, kDelayScaleParameter);
+  if (command_line.has_delay_scale || scale == nullptr) return true;
+  if (ParseDelayScale(scale->value.data(), &command_line.delay_scale)) return true;
+  FormatText(error, "%s (%s): expected 0 to 100 percent, found \"%s\"", kDelayScaleParameter, OriginOf(*scale).data(),
+             scale->value.data());
+  return false;
+}
+
+// Questions that the line has asked have their answers; others are well-formed.
+bool TakeAnswers(ErrorText& error) {
+  for (Parameter& parameter : state->parameters.All()) {
+    if (!IsQuestion(parameter.value.data())) continue;
+    ErrorText reason;
+    if (Question question; !ReadQuestion(parameter.value.data(), &question, reason)) {
+      FormatText(error, "%s (%s): %s", parameter.name.data(), OriginOf(parameter).data(), reason.data());
+      return false;
+    }
+    if (const Parameter* const answer = FindLineAnswer(parameter.name.data()); answer != nullptr) {
+      parameter.value = answer->value;
+    }
+  }
+  return true;
+}
+
 bool LoadParameters(ErrorText& error) {
+  state->parameters.count = 0;
   for (std::size_t source = 0; source <= state->command_line.files.count; ++source) {
     if (!LoadFile(static_cast<std::uint16_t>(source), error)) return false;
   }
-  return DefineFromCommandLine(state->command_line, state->parameters, error);
+  return DefineFromCommandLine(state->command_line, state->parameters, error) && TakeDelayScale(error) &&
+         TakeAnswers(error);
 }
 
 TestLibraryStatus Refuse(const ErrorText& error) {
@@ -110,7 +142,7 @@ TestLibraryStatus ShowInstead(Action action) {
 
 bool IsRequired(std::uint32_t test, bool* required, ErrorText& error) {
   const Parameter* const list = Find(state->parameters, kRequiredTestsParameter);
-  return FindInTestList(list == nullptr ? u"" : list->value.data(), test, required, error);
+  return FindInTestList(list == nullptr ? u"" : list->value.data(), kRequiredTestsParameter, test, required, error);
 }
 
 TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) {
@@ -138,7 +170,7 @@ TestLibraryStatus Begin(TestDescriptor& descriptor) {
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
   Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
-  if (state->command_line.delay_scale != 100) {
+  if (state->command_line.delay_scale != kWholePercent) {
     Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
   }
   return kTestLibrarySuccess;
@@ -173,6 +205,19 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor) {
   // A module may report the refusal as a debug message; the operator knows.
   if (status != kTestLibrarySuccess) state->command_line.debug_mask = 0;
   return status;
+}
+
+bool ReadParameters(EFI_HANDLE module, std::span<const char16_t* const> arguments, ErrorText& error) {
+  state->module = module;
+  state->answers_used = 0;
+  return ReadCommandLine(arguments, state->command_line, error) && LoadParameters(error);
+}
+
+void BreakRun(const char16_t* reason) {
+  state->run.stage = Stage::kRefused;
+  ++state->run.errors;
+  ShowError(u"ERROR: ", reason);
+  FinishRun();
 }
 
 void FinishRun() {
