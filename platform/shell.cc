@@ -7,6 +7,7 @@
 #include "platform/handles.h"
 #include "platform/protocols/shell.h"
 #include "platform/protocols/shell_environment.h"
+#include "platform/protocols/test_library.h"
 #include "platform/variables.h"
 
 namespace platform {
@@ -31,14 +32,29 @@ EFI_STATUS SetByCommand(ShellEnvironment* shell, EFI_HANDLE image, const char16_
   return shell->Execute(&image, command.data(), FALSE);
 }
 
-}  // namespace
+// The environment of an EFI 1.x shell, or null. The one on the test library's own
+// handle only stands in for it.
+ShellEnvironment* OldShell() {
+  HandleList found;
+  if (EFI_ERROR(LocateAllHandles(kShellEnvironmentProtocolGuid, &found))) return nullptr;
+  for (const EFI_HANDLE handle : found.handles) {
+    void* library = nullptr;
+    ShellEnvironment* shell = nullptr;
+    if (!EFI_ERROR(HandleInterface(handle, kTestLibraryProtocolGuid, &library))) continue;
+    if (!EFI_ERROR(HandleInterface(handle, kShellEnvironmentProtocolGuid, &shell))) return shell;
+  }
+  return nullptr;
+}
 
-EFI_STATUS WriteVariableOfShell(const char16_t* name, const char16_t* value, VariableLife life) {
-  const std::u16string_view text = value == nullptr ? u"" : value;
+// Where no shell runs, the variable is left where a modern shell would keep it,
+// and a later one finds it.
+EFI_STATUS SetWithoutShell(const char16_t* name, std::u16string_view value, VariableLife life) {
   const std::uint32_t kept = life == VariableLife::kKept ? EFI_VARIABLE_NON_VOLATILE : 0;
   return WriteVariable(name, kShellVariableVendor, EFI_VARIABLE_BOOTSERVICE_ACCESS | kept,
-                       {reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)});
+                       {reinterpret_cast<const std::uint8_t*>(value.data()), value.size() * sizeof(char16_t)});
 }
+
+}  // namespace
 
 bool HasModernShell() { return FirstInterface(kShellProtocolGuid) != nullptr; }
 
@@ -48,14 +64,14 @@ EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16
     return shell->SetEnv(AsFirmwareText(name), AsFirmwareText(value == nullptr ? u"" : value),
                          life == VariableLife::kUntilReset);
   }
-  auto* const old_shell = FirstInterface<ShellEnvironment>(kShellEnvironmentProtocolGuid);
-  return old_shell == nullptr ? WriteVariableOfShell(name, value, life)
+  ShellEnvironment* const old_shell = OldShell();
+  return old_shell == nullptr ? SetWithoutShell(name, value == nullptr ? u"" : value, life)
                               : SetByCommand(old_shell, image, name, value, life);
 }
 
 bool HasShellVariable(const char16_t* name) {
   if (HasModernShell()) return ShellVariable(name) != nullptr;
-  auto* const old_shell = FirstInterface<ShellEnvironment>(kShellEnvironmentProtocolGuid);
+  ShellEnvironment* const old_shell = OldShell();
   if (old_shell != nullptr && old_shell->GetEnv(name) != nullptr) return true;
   std::uint8_t data = 0;
   std::size_t size = 0;

@@ -24,13 +24,14 @@ bool FindRunningTest(EFI_HANDLE self, const Path& folder, RunningTest& test) {
 }
 
 EFI_STATUS WriteRunningTest(EFI_HANDLE self, const Path& folder, std::uint32_t number, const char16_t* title) {
-  // Of one length, so that a text covers the one before.
   RunningTest text;
-  FormatText(text, "%4u %.-48s\r\n", number, title);
-  std::array<std::uint8_t, RunningTest{}.size()> content;
-  std::size_t size = 0;
-  for (; text[size] != 0; ++size) content[size] = static_cast<std::uint8_t>(text[size]);
-  return platform::WriteFileOnVolume(self, PathIn(folder, kRunningFile).data(), std::span(content).first(size));
+  std::array<std::uint8_t, RunningTest{}.size() - 1> content;
+  const std::size_t length = FormatText(text, "%u %s", number, title);
+  // Of one length, so that a text covers the one before.
+  content.fill(' ');
+  std::transform(text.begin(), text.begin() + length, content.begin(),
+                 [](char16_t c) { return static_cast<std::uint8_t>(c); });
+  return platform::WriteFileOnVolume(self, PathIn(folder, kRunningFile).data(), content);
 }
 
 EFI_STATUS ForgetRunningTest(EFI_HANDLE self, const Path& folder) {

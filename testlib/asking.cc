@@ -3,6 +3,7 @@
 #include "platform/format.h"
 #include "testlib/input.h"
 #include "testlib/output.h"
+#include "testlib/parameter_table.h"
 #include "testlib/text_part.h"
 
 namespace testlib {
@@ -56,18 +57,20 @@ bool IsReference(std::u16string_view answer) {
          answer[3] == u'=';
 }
 
-bool IsAnswer(const Question& question, std::u16string_view answer) {
+bool IsAnswer(const Parameter& parameter, const Question& question, std::u16string_view answer) {
+  ErrorText reason;
   if (answer.empty()) {
-    Say(Colour::kNotice, "The answer is empty.\n");
-  } else if (IsQuestion(answer) || IsReference(answer)) {
-    Say(Colour::kNotice, "This is no answer that can be compared.\n");
+    FormatText(reason, "expected an answer, or Escape to give up");
+  } else if (IsAsked(answer) || IsReference(answer)) {
+    FormatText(reason, "expected a value");
   } else if (!FitsPattern(answer, question.pattern)) {
     std::array<char16_t, kValueCharacters + 1> pattern{};
     std::ranges::copy(question.pattern, pattern.begin());
-    Say(Colour::kNotice, "Expected %s.\n", pattern.data());
-  } else {
+    FormatText(reason, "expected %s", pattern.data());
+  } else if (CheckParameter(parameter.name.data(), answer, reason)) {
     return true;
   }
+  Say(Colour::kNotice, "%s\n", reason.data());
   return false;
 }
 
@@ -80,10 +83,6 @@ void SayPrompt(const Parameter& parameter, const Question& question) {
 }
 
 }  // namespace
-
-bool IsQuestion(std::u16string_view value) {
-  return value == kAsk || (value.starts_with(kAsk) && value[kAsk.size()] == u':');
-}
 
 bool ReadQuestion(std::u16string_view value, Question* question, ErrorText& error) {
   *question = {};
@@ -133,15 +132,12 @@ bool Ask(Parameter& parameter) {
   if (!ReadQuestion(asked.data(), &question, error)) return false;
   while (true) {
     SayPrompt(parameter, question);
-    std::array<char16_t, kValueCharacters + 2> typed;
+    std::array<char16_t, kValueCharacters + 2> typed;  // one more than any value
     if (!ReadAnswer(typed)) return false;
     const std::u16string_view answer = Trim(typed.data());
-    if (answer.size() > kValueCharacters) {
-      Say(Colour::kNotice, "Expected at most %lu characters.\n", kValueCharacters);
-    } else if (IsAnswer(question, answer)) {
-      *std::ranges::copy(answer, parameter.value.begin()).out = 0;
-      return true;
-    }
+    if (!IsAnswer(parameter, question, answer)) continue;
+    *std::ranges::copy(answer, parameter.value.begin()).out = 0;
+    return true;
   }
 }
 

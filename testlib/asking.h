@@ -15,9 +15,6 @@ struct Question {
   std::u16string_view pattern;  // empty: any answer
 };
 
-// Whether the value is a question.
-bool IsQuestion(std::u16string_view value);
-
 // Takes a question apart. False, with the reason in `error`, for one that is
 // none; its texts are parts of `value`.
 bool ReadQuestion(std::u16string_view value, Question* question, ErrorText& error);

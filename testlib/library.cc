@@ -4,8 +4,10 @@
 
 #include "platform/clock.h"
 #include "testlib/asking.h"
+#include "testlib/error_table.h"
 #include "testlib/input.h"
 #include "testlib/output.h"
+#include "testlib/parameter_table.h"
 #include "testlib/run.h"
 #include "testlib/status.h"
 #include "testlib/trace.h"
@@ -41,7 +43,7 @@ void EFIAPI Delay(std::uint32_t milliseconds) {
 // A question that no line has asked is asked when a test reads it.
 const Parameter* FindAnswered(const char16_t* name) {
   Parameter* const parameter = Find(state->parameters, name);
-  if (parameter == nullptr || !IsQuestion(parameter->value.data())) return parameter;
+  if (parameter == nullptr || !IsAsked(parameter->value.data())) return parameter;
   return Ask(*parameter) ? parameter : nullptr;
 }
 
@@ -160,13 +162,14 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"ReportError ", code, state->message.data());
+  const ErrorRow* const row = FindError(code, format);
   ++state->run.errors;
-  // The module's own code for a number that is no test of its.
-  if (code == 0) state->run.no_such_test = true;
+  if (row != nullptr && row->blame == Blame::kStation) ++state->run.station_errors;
   if (Tracing()) return;
   std::array<char16_t, 32> label;
   FormatText(label, "ERROR %lu: ", code);
   ShowError(label.data(), state->message.data());
+  if (row != nullptr) Say(Colour::kNotice, "  -> %s\n", row->advice);
 }
 
 void EFIAPI Prompt(const char16_t* text) {

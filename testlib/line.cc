@@ -6,6 +6,7 @@
 #include "platform/watchdog.h"
 #include "testlib/asking.h"
 #include "testlib/output.h"
+#include "testlib/parameter_table.h"
 #include "testlib/required_tests.h"
 #include "testlib/run.h"
 #include "testlib/state.h"
@@ -77,7 +78,7 @@ bool ListRange(std::uint32_t first, std::uint32_t last, ErrorText& error) {
     FormatText(error, "%s: there is no test %u. mfgtest.efi --list shows the tests.", kTestsParameter, first);
     return false;
   }
-  for (const Test& test : Tests()) {
+  for (const TestRow& test : Tests()) {
     if (test.number < first || test.number > last) continue;
     if (test.Writes() && first != last) {
       FormatText(error, "%s: the range %u-%u holds test %u, which writes. Name it by itself, or leave it out.",
@@ -94,17 +95,17 @@ bool ListTests(ErrorText& error) {
   const char16_t* const given = ValueOf(kTestsParameter);
   std::u16string_view list = given == nullptr ? u"" : given;
   bool has_autosense = false;
-  if (!FindInTestList(list, kTestsParameter, kAutosense, &has_autosense, error)) return false;
+  if (!FindInTestList(list, kAutosense, &has_autosense, error)) return false;
   if (given == nullptr || has_autosense) List(kAutosense);
-  for (const Test& test : Tests()) {
+  for (const TestRow& test : Tests()) {
     if (test.Writes() && state->line_run.writes) List(test.number);
   }
-  for (const Test& test : Tests()) {
+  for (const TestRow& test : Tests()) {
     if (given == nullptr && test.IsInLine()) List(test.number);
   }
   std::uint32_t first = 0;
   std::uint32_t last = 0;
-  for (bool found = true; TakeRange(list, kTestsParameter, &first, &last, &found, error) && found;) {
+  for (bool found = true; TakeRange(list, &first, &last, &found, error) && found;) {
     if (!ListRange(first, last, error)) return false;
   }
   return true;
@@ -112,10 +113,9 @@ bool ListTests(ErrorText& error) {
 
 bool CheckRequired(ErrorText& error) {
   const char16_t* const list = ValueOf(kRequiredTestsParameter);
-  for (const Test& test : Tests()) {
+  for (const TestRow& test : Tests()) {
     bool required = false;
-    if (!FindInTestList(list == nullptr ? u"" : list, kRequiredTestsParameter, test.number, &required, error))
-      return false;
+    if (!FindInTestList(list == nullptr ? u"" : list, test.number, &required, error)) return false;
     if (!required || IsListed(test.number)) continue;
     FormatText(error, "%s names test %u, which the line does not run. Name it in %s, too, or leave it out.",
                kRequiredTestsParameter, test.number, kTestsParameter);
@@ -147,7 +147,7 @@ bool TakeAfter(ErrorText& error) {
 bool AskAll(ErrorText& error) {
   LineState& line = state->line_run;
   for (Parameter& parameter : state->parameters.All()) {
-    if (!IsQuestion(parameter.value.data())) continue;
+    if (!IsAsked(parameter.value.data())) continue;
     if (line.answer_count == line.answers.size()) {
       FormatText(error, "there are more than %lu values to ask for", line.answers.size());
       return false;
@@ -219,7 +219,7 @@ std::uint64_t Scaled(std::uint64_t milliseconds) {
 }
 
 std::uint64_t KnownWaits(std::uint32_t number) {
-  const Test* const test = FindTest(number);
+  const TestRow* const test = FindTest(number);
   return test == nullptr ? 0 : Scaled(test->waits);
 }
 

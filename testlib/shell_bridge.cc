@@ -27,9 +27,7 @@ EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* command_line, BOOL
   SetCommand command;
   if (!ReadSetCommand(command_line, &command)) return platform::RunShellCommand(image, command_line);
   const auto life = command.is_volatile ? platform::VariableLife::kUntilReset : platform::VariableLife::kKept;
-  // Without a shell the only shell environment would be this one again.
-  return platform::HasModernShell() ? platform::SetShellVariable(image, command.name.data(), command.value.data(), life)
-                                    : platform::WriteVariableOfShell(command.name.data(), command.value.data(), life);
+  return platform::SetShellVariable(image, command.name.data(), command.value.data(), life);
 }
 
 const char16_t* EFIAPI GetEnv(const char16_t* name) { return platform::ShellVariable(name); }

@@ -6,7 +6,7 @@ namespace {
 // Left out of the line: 22 asks for a key at every structure, 30 needs a flash
 // address, and Autosense has run what 41 and 42 run.
 // clang-format off
-constexpr Test kTests[] = {
+constexpr TestRow kTests[] = {
     {0, u"Autosense", kInLine | kIpmi, 77'500},
     {1, u"System manufacturer", kInLine},
     {2, u"System product", kInLine},
@@ -51,17 +51,17 @@ constexpr Test kTests[] = {
 
 }  // namespace
 
-std::span<const Test> Tests() { return kTests; }
+std::span<const TestRow> Tests() { return kTests; }
 
-const Test* FindTest(std::uint32_t number) {
-  for (const Test& test : kTests) {
+const TestRow* FindTest(std::uint32_t number) {
+  for (const TestRow& test : kTests) {
     if (test.number == number) return &test;
   }
   return nullptr;
 }
 
 const char16_t* TitleOf(std::uint32_t number) {
-  const Test* const test = FindTest(number);
+  const TestRow* const test = FindTest(number);
   return test == nullptr ? u"-" : test->title;
 }
 

@@ -11,7 +11,7 @@ inline constexpr std::uint8_t kInLine = 1;  // a line runs it when nobody says o
 inline constexpr std::uint8_t kWrites = 2;  // it programs something that outlives a reset
 inline constexpr std::uint8_t kIpmi = 4;    // it asks a management controller
 
-struct Test {
+struct TestRow {
   std::uint32_t number;
   const char16_t* title;
   std::uint8_t traits;
@@ -25,10 +25,10 @@ struct Test {
 };
 
 // All tests that the module has, sorted by number.
-std::span<const Test> Tests();
+std::span<const TestRow> Tests();
 
 // The row of a test, or null for a number that is none.
-const Test* FindTest(std::uint32_t number);
+const TestRow* FindTest(std::uint32_t number);
 
 // The title of a test, or "-" for a number that is no test.
 const char16_t* TitleOf(std::uint32_t number);

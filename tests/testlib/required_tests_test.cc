@@ -32,7 +32,7 @@ TEST(RequiredTests, AreNumbersAndRanges) {
     SCOPED_TRACE(testing::PrintToString(c.list));
     bool found = false;
     ErrorText error{};
-    EXPECT_EQ(FindInTestList(c.list, kRequiredTestsParameter, 4, &found, error), c.good);
+    EXPECT_EQ(FindInTestList(c.list, 4, &found, error), c.good);
     EXPECT_EQ(error[0] == 0, c.good);
     if (c.good) {
       EXPECT_EQ(found, c.has_4);

@@ -15,20 +15,20 @@ TEST(Verdict, OnlyARunWithoutErrorsPasses) {
   const struct {
     Stage stage;
     std::uint32_t errors;
-    bool no_such_test;
+    std::uint32_t station_errors;
     const char16_t* verdict;
   } cases[] = {
-      {Stage::kRunning, 0, false, u"PASS"},   {Stage::kRunning, 1, false, u"FAIL"},
-      {Stage::kRunning, 1, true, u"ERROR"},   {Stage::kRefused, 1, false, u"ERROR"},
-      {Stage::kRefused, 0, false, u"ERROR"},  {Stage::kDoesNotApply, 0, false, u"SKIP"},
-      {Stage::kMustApply, 1, false, u"FAIL"}, {Stage::kNothingToRun, 0, false, u""},
-      {Stage::kIdle, 0, false, u""},
+      {Stage::kRunning, 0, 0, u"PASS"},      {Stage::kRunning, 1, 0, u"FAIL"},
+      {Stage::kRunning, 2, 1, u"FAIL"},      {Stage::kRunning, 2, 2, u"ERROR"},
+      {Stage::kRefused, 1, 0, u"ERROR"},     {Stage::kRefused, 0, 0, u"ERROR"},
+      {Stage::kDoesNotApply, 0, 0, u"SKIP"}, {Stage::kMustApply, 1, 0, u"FAIL"},
+      {Stage::kNothingToRun, 0, 0, u""},     {Stage::kIdle, 0, 0, u""},
   };
   for (const auto& c : cases) {
     testlib::Run run{};
     run.stage = c.stage;
     run.errors = c.errors;
-    run.no_such_test = c.no_such_test;
+    run.station_errors = c.station_errors;
     EXPECT_EQ(std::u16string(VerdictText(Judge(run))), c.verdict);
   }
 }
