@@ -52,12 +52,20 @@ void Write(const char16_t* text, Colour colour) {
   HideStatusLine();
   if (colour != Colour::kNormal) ST->ConOut->SetAttribute(ST->ConOut, ConsoleAttribute(colour));
   Portion portion;
+  bool is_coloured = colour != Colour::kNormal;
   for (; *text != 0; ++text) {
+    // A terminal hears of the change at once; behind the line's end that would
+    // be before the first word of the next line.
+    if (is_coloured && *text == u'\n' && text[1] == 0) {
+      portion.Flush();
+      ST->ConOut->SetAttribute(ST->ConOut, ConsoleAttribute(Colour::kNormal));
+      is_coloured = false;
+    }
     if (*text == u'\n' && last_written != u'\r') portion.Put(u'\r');
     portion.Put(IsShown(*text) ? *text : u'?');
   }
   portion.Flush();
-  if (colour != Colour::kNormal) ST->ConOut->SetAttribute(ST->ConOut, ConsoleAttribute(Colour::kNormal));
+  if (is_coloured) ST->ConOut->SetAttribute(ST->ConOut, ConsoleAttribute(Colour::kNormal));
 }
 
 void StartLine() {

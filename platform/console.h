@@ -10,7 +10,8 @@ enum class Colour { kNormal, kQuiet, kGood, kBad, kNotice };
 // The colour as the firmware's text outputs take it.
 UINTN ConsoleAttribute(Colour colour);
 
-// Writes text in the colour and goes back to the normal one. "\n" becomes
+// Writes text in the colour and goes back to the normal one, before the line
+// end when the text ends in one. "\n" becomes
 // "\r\n" unless it is that already; other control characters but the tab are
 // shown as "?", since text from the platform could hold a terminal's commands.
 void Write(const char16_t* text, Colour colour = Colour::kNormal);

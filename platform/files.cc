@@ -57,8 +57,8 @@ bool IsFolder(EFI_FILE* file) {
 
 EFI_STATUS OpenOnVolume(EFI_HANDLE device, const char16_t* path, std::uint64_t mode, EFI_FILE** file) {
   EFI_FILE_IO_INTERFACE* volume = nullptr;
-  // An image that came over the network has no volume.
-  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NOT_FOUND;
+  // A drive that was pulled takes its file system off the handle.
+  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NO_MEDIA;
   EFI_FILE* root = nullptr;
   EFI_STATUS status = volume->OpenVolume(volume, &root);
   if (EFI_ERROR(status)) return status;
@@ -101,6 +101,11 @@ bool ImagePath(EFI_DEVICE_PATH* node, Path& path, std::size_t& length) {
   return true;
 }
 
+bool HasVolume(EFI_HANDLE device) {
+  EFI_FILE_IO_INTERFACE* volume = nullptr;
+  return !EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume));
+}
+
 }  // namespace
 
 EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
@@ -109,24 +114,26 @@ EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8
   return ReadFileOnVolume(image, path, buffer, size);
 }
 
-bool FolderOf(EFI_HANDLE image, std::span<char16_t> folder) {
+EFI_STATUS FolderOf(EFI_HANDLE image, std::span<char16_t> folder) {
   const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
   // An image that was loaded from memory has no folder.
-  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return false;
+  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return EFI_NOT_FOUND;
   Path path;
   std::size_t length = 0;
-  if (!ImagePath(loaded->FilePath, path, length)) return false;
+  if (!ImagePath(loaded->FilePath, path, length)) return EFI_INVALID_PARAMETER;
+  // Nor has one that came over the network.
+  if (length == 0 && !HasVolume(loaded->DeviceHandle)) return EFI_NOT_FOUND;
   while (length > 0 && path[length - 1] != u'\\') --length;
-  if (length >= folder.size()) return false;
+  if (length >= folder.size()) return EFI_INVALID_PARAMETER;
   *std::copy_n(path.begin(), length, folder.begin()) = 0;
-  return true;
+  return EFI_SUCCESS;
 }
 
 EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size) {
   Path path;
-  if (!FolderOf(image, path)) return EFI_NOT_FOUND;
+  if (const EFI_STATUS status = FolderOf(image, path); EFI_ERROR(status)) return status;
   std::size_t length = std::u16string_view(path.data()).size();
-  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_NOT_FOUND;
+  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_INVALID_PARAMETER;
   path[length] = 0;
   return ReadFileOnVolume(image, path.data(), buffer, size);
 }

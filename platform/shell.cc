@@ -83,12 +83,4 @@ const char16_t* ShellVariable(const char16_t* name) {
   return shell == nullptr ? nullptr : AsText(shell->GetEnv(AsFirmwareText(name)));
 }
 
-EFI_STATUS RunShellCommand(EFI_HANDLE image, const char16_t* command_line) {
-  auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
-  if (shell == nullptr) return EFI_UNSUPPORTED;
-  EFI_STATUS command_status = EFI_SUCCESS;
-  const EFI_STATUS status = shell->Execute(&image, AsFirmwareText(command_line), nullptr, &command_status);
-  return EFI_ERROR(status) ? status : command_status;
-}
-
 }  // namespace platform

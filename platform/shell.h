@@ -1,4 +1,4 @@
-// The command-line shell, modern or EFI 1.x: its variables and its commands.
+// The command-line shell, modern or EFI 1.x: its variables.
 #pragma once
 
 #include "platform/efi.h"
@@ -21,8 +21,5 @@ bool HasShellVariable(const char16_t* name);
 // A variable's value, which the shell owns; null when there is none, and on an
 // EFI 1.x shell.
 const char16_t* ShellVariable(const char16_t* name);
-
-// Has a modern shell run a command line; the command's own status where it ran.
-EFI_STATUS RunShellCommand(EFI_HANDLE image, const char16_t* command_line);
 
 }  // namespace platform

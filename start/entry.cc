@@ -230,7 +230,7 @@ void TellOfHungTest() {
   platform::FindScreens();
   const LineReport* const report =
       Fail("test %s did not come back: the machine was reset, or lost its power, while it ran", test.data());
-  ShowLastScreen(*report, u"Press a key to start the line again.", 0);
+  ShowLastScreen({.report = report, .hundredths = 0, .note = u"", .closing = u"Press a key to start the line again."});
   platform::ReadKey();
 }
 
@@ -267,7 +267,10 @@ EFI_STATUS Run() {
   if (entries != nullptr) platform::UnloadImage(entries);
   LeaveVerdict(report->Verdict);
   platform::FindScreens();
-  ShowLastScreen(*report, session.note.data(), platform::Hundredths() - session.begun);
+  ShowLastScreen({.report = report,
+                  .hundredths = platform::Hundredths() - session.begun,
+                  .note = session.note.data(),
+                  .closing = u"The drive may be pulled."});
   EndAs(report->After);
   return EFI_SUCCESS;
 }
@@ -290,6 +293,6 @@ extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table)
   platform::CalibrateClock();
   if (has_folder) return Run();
   const LineReport* const report = Fail("start.efi did not come from a drive, and the images beside it are missing");
-  ShowLastScreen(*report, u"", 0);
+  ShowLastScreen({.report = report, .hundredths = 0, .note = u"", .closing = u""});
   return EFI_NOT_FOUND;
 }

@@ -21,7 +21,7 @@ bool IsSecurityStatus(EFI_STATUS status) { return status == EFI_ACCESS_DENIED ||
 }  // namespace
 
 bool FindFolder(EFI_HANDLE image, Path& folder) {
-  if (!platform::FolderOf(image, folder)) return false;
+  if (EFI_ERROR(platform::FolderOf(image, folder))) return false;
   if (platform::EqualIgnoringCase(folder.data(), kBootFolder)) folder = {u'\\'};
   return true;
 }

@@ -127,34 +127,36 @@ void AddFailures(Page& page, const LineReport& report) {
   }
 }
 
-Page Compose(const LineReport& report, const char16_t* note, std::uint64_t hundredths, char16_t point) {
+Page Compose(const LastScreen& screen, char16_t point) {
+  const LineReport& report = *screen.report;
   Page page;
   AddLetters(page, report.Verdict, point);
   AddText(page, Colour::kNormal, "");
   const EFI_TIME now = platform::ReadRealTimeClock();
   AddText(page, Colour::kNormal, "Unit %s   %u-%02u-%02u %02u:%02u:%02u   %lu s",
           *report.Unit == 0 ? u"without a serial number" : report.Unit, now.Year, now.Month, now.Day, now.Hour,
-          now.Minute, now.Second, hundredths / 100);
-  for (const char16_t* const text : {report.Remark, note}) {
+          now.Minute, now.Second, screen.hundredths / 100);
+  for (const char16_t* const text : {report.Remark, screen.note}) {
     if (*text != 0) Add(page, text, Colour::kNotice, page.count + 1);
   }
   AddFailures(page, report);
-  AddText(page, Colour::kNormal, "The drive may be pulled.");
+  Add(page, screen.closing, Colour::kNormal, page.count + 1);
   return page;
 }
 
 }  // namespace
 
-void ShowLastScreen(const LineReport& report, const char16_t* note, std::uint64_t hundredths) {
+void ShowLastScreen(const LastScreen& screen) {
+  const LineReport& report = *screen.report;
   platform::StartLine();
-  const Page plain = Compose(report, note, hundredths, u'#');
+  const Page plain = Compose(screen, u'#');
   for (std::size_t i = 0; i < plain.count; ++i) {
     platform::Write(plain.rows[i].text.data());
     platform::Write(u"\n");
   }
   platform::Write(report.Summary);
   platform::Write(u"\n");
-  Page page = Compose(report, note, hundredths, kFullBlock);
+  Page page = Compose(screen, kFullBlock);
   Add(page, report.Summary, ColourOf(report.Verdict), kRows - 1);
   platform::ClearScreens();
   for (std::size_t i = 0; i < page.count; ++i) platform::PutRow(i, page.rows[i].text.data(), page.rows[i].colour);

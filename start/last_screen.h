@@ -6,8 +6,15 @@
 
 namespace start {
 
+struct LastScreen {
+  const LineReport* report;
+  std::uint64_t hundredths;  // of a second that the line took
+  const char16_t* note;      // what start.efi has to add; may be empty
+  const char16_t* closing;   // what the operator may do now
+};
+
 // Writes it as plain text to the console, the summary last, and draws it on the
 // screens, where it fits 80 columns and 25 rows.
-void ShowLastScreen(const LineReport& report, const char16_t* note, std::uint64_t hundredths);
+void ShowLastScreen(const LastScreen& screen);
 
 }  // namespace start

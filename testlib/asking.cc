@@ -70,7 +70,7 @@ bool IsAnswer(const Parameter& parameter, const Question& question, std::u16stri
   } else if (CheckParameter(parameter.name.data(), answer, reason)) {
     return true;
   }
-  Say(Colour::kNotice, "%s\n", reason.data());
+  Say(Colour::kNotice, "Again: %s\n", reason.data());
   return false;
 }
 

@@ -36,6 +36,7 @@ void EFIAPI EndTest() {
 void EFIAPI Delay(std::uint32_t milliseconds) {
   TraceNumber(u"Delay ", milliseconds);
   NoteLineWait(milliseconds);
+  state->run.waited += milliseconds;
   // 1000 microseconds a millisecond, 100 percent of them.
   platform::Wait(std::uint64_t{milliseconds} * 10 * state->command_line.delay_scale);
 }
@@ -144,7 +145,14 @@ void EFIAPI DisplayPrint(const char16_t* format, ...) {
   Show(state->message.data());
 }
 
+// A request without its answer is one that had to be repeated, or failed.
+void CountExchange(std::u16string_view format) {
+  if (format.starts_with(u"\nSend IPMI Cmd")) ++state->run.requests;
+  if (format.starts_with(u", RespData")) ++state->run.responses;
+}
+
 void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
+  if ((mask & kDebugIpmi) != 0) CountExchange(format);
   const bool is_shown = (mask & state->command_line.debug_mask) != 0;
   // Most of what a test says, and on the line for nobody.
   if (!is_shown && !Tracing()) return;
@@ -164,6 +172,7 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   TraceNumberAndText(u"ReportError ", code, state->message.data());
   const ErrorRow* const row = FindError(code, format);
   ++state->run.errors;
+  KeepReason(state->run, state->message.data(), row == nullptr ? nullptr : row->advice);
   if (row != nullptr && row->blame == Blame::kStation) ++state->run.station_errors;
   if (Tracing()) return;
   std::array<char16_t, 32> label;
@@ -221,7 +230,8 @@ void FillTable(TestLibrary& table) {
 }
 
 void PrepareForApplication() {
-  ForgetVerdict(nullptr);
+  // When it cannot be removed, the run that starts now tells.
+  (void)ForgetVerdict(nullptr);
   state->table.Initialize = Initialize;
 }
 

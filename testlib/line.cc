@@ -7,6 +7,7 @@
 #include "testlib/asking.h"
 #include "testlib/output.h"
 #include "testlib/parameter_table.h"
+#include "testlib/required_results.h"
 #include "testlib/required_tests.h"
 #include "testlib/run.h"
 #include "testlib/state.h"
@@ -50,7 +51,7 @@ void List(std::uint32_t test) {
   if (!IsListed(test)) line.tests[line.count++] = test;
 }
 
-bool TakeWords(std::span<const char16_t* const> words, ErrorText& error) {
+bool TakeWords(std::span<const char16_t* const> words) {
   LineState& line = state->line_run;
   line.arguments[0] = words.empty() ? u"" : words.front();
   line.arguments[1] = line.number.data();
@@ -62,7 +63,6 @@ bool TakeWords(std::span<const char16_t* const> words, ErrorText& error) {
     } else if (text == u"write") {
       line.writes = true;
     } else if (line.argument_count == line.arguments.size()) {
-      FormatText(error, "a line takes at most %lu words", line.arguments.size() - 2);
       return false;
     } else {
       line.arguments[line.argument_count++] = word;
@@ -144,50 +144,47 @@ bool TakeAfter(ErrorText& error) {
   return false;
 }
 
-bool AskAll(ErrorText& error) {
+bool AskAll() {
   LineState& line = state->line_run;
+  ErrorText error;
   for (Parameter& parameter : state->parameters.All()) {
     if (!IsAsked(parameter.value.data())) continue;
-    if (line.answer_count == line.answers.size()) {
-      FormatText(error, "there are more than %lu values to ask for", line.answers.size());
-      return false;
-    }
+    if (line.answer_count == line.answers.size()) return Refuse(u"there are too many values to ask for");
     if (!Ask(parameter)) {
       FormatText(error, "%s was not answered", parameter.name.data());
-      return false;
+      return Refuse(error.data());
     }
     line.answers[line.answer_count++] = parameter;
   }
   return true;
 }
 
-void TakeUnit() {
-  constexpr const char16_t* kSerialNumber = u"System_Serial_Number";
+void Remark() {
   LineState& line = state->line_run;
-  const char16_t* const given = ValueOf(kSerialNumber);
-  if (given != nullptr) return void(FormatText(line.unit, "%s", given));
+  if (state->command_line.delay_scale == kWholePercent) return;
+  FormatText(line.remark, "Waits were cut to %u percent: for simulated machines only.",
+             state->command_line.delay_scale);
 }
 
-bool Prepare(EFI_HANDLE module, std::span<const char16_t* const> words, ErrorText& error) {
+// Which tests, how long, and what comes after them.
+bool Plan() {
+  ErrorText error;
+  const bool is_good = TakeTimeout(error) && TakeAfter(error) && ListTests(error) && CheckRequired(error);
+  return is_good || Refuse(error.data());
+}
+
+bool Prepare(EFI_HANDLE module, std::span<const char16_t* const> words) {
   LineState& line = state->line_run;
-  if (!TakeWords(words, error)) return false;
   FormatText(line.number, "%u", kAutosense);
-  if (!ReadParameters(module, std::span(line.arguments).first(line.argument_count), error)) return false;
+  if (!TakeWords(words)) return Refuse(u"there are too many words");
+  if (!ReadParameters(module, std::span(line.arguments).first(line.argument_count))) return false;
   if (state->command_line.action != Action::kRunTest) {
-    FormatText(error, "a line runs tests. Give options that show something to mfgtest.efi.");
-    return false;
+    return Refuse(u"a line runs tests. Give options that show something to mfgtest.efi.");
   }
-  if (!TakeTimeout(error) || !TakeAfter(error) || !ListTests(error) || !CheckRequired(error)) return false;
-  if (const char16_t* const options = ValueOf(kIpmiOptionsParameter); options != nullptr) {
-    FormatText(line.ipmi_options, "%s", options);
-  }
-  if (state->command_line.delay_scale != kWholePercent) {
-    FormatText(line.remark, "Waits were cut to %u percent: for simulated machines only.",
-               state->command_line.delay_scale);
-  }
-  if (!AskAll(error)) return false;
-  TakeUnit();
-  return true;
+  if (!Plan()) return false;
+  if (const char16_t* const options = ValueOf(kIpmiOptionsParameter)) FormatText(line.ipmi_options, "%s", options);
+  Remark();
+  return AskAll();
 }
 
 void EFIAPI Break(const char16_t* reason) {
@@ -201,15 +198,15 @@ EFI_STATUS EFIAPI Begin(EFI_HANDLE module, const char16_t* const* words, UINTN c
   LineState& line = state->line_run;
   line = {};
   line.is_open = true;
-  line.first_run = state->history.count;
   StartLine(state->history);
   state->results.count = 0;
   state->removed = {};
+  state->run = {};
   platform::FindScreens();
-  ErrorText error{};
-  if (Prepare(module, {words, count}, error)) return EFI_SUCCESS;
-  Break(error.data());
-  return EFI_ABORTED;
+  line.is_broken = !Prepare(module, {words, count});
+  if (line.is_broken) FormatText(line.reason, "%s", state->run.reason.data());
+  state->run = {};
+  return line.is_broken ? EFI_ABORTED : EFI_SUCCESS;
 }
 
 const char16_t* EFIAPI IpmiOptions() { return state->line_run.ipmi_options.data(); }
@@ -271,21 +268,42 @@ void EFIAPI Ended(EFI_STATUS status) {
   BreakRun(reason.data());
 }
 
-void AddFailure(const char16_t* test, const char16_t* message, const char16_t* what_to_do) {
-  LineReport& report = state->line_run.report;
-  if (report.FailureCount == LineState::kFailures) return;
-  state->line_run.failures[report.FailureCount++] = {test, message, what_to_do};
+void AddFailure(const char16_t* message, const char16_t* what_to_do) {
+  LineState& line = state->line_run;
+  const std::size_t index = line.report.FailureCount++;
+  line.failures[index] = {line.failed_tests[index].data(), message, what_to_do == nullptr ? u"" : what_to_do};
 }
+
+bool HasRoom() { return state->line_run.report.FailureCount < LineState::kFailures; }
 
 void AddFailures() {
   LineState& line = state->line_run;
-  if (line.is_broken) AddFailure(u"", line.reason.data(), u"");
-  for (std::uint32_t i = line.first_run; i < state->history.Kept().size(); ++i) {
-    const Run& run = state->history.runs[i];
-    const std::size_t index = line.report.FailureCount;
-    if ((run.verdict != Verdict::kFail && run.verdict != Verdict::kError) || index == LineState::kFailures) continue;
-    FormatText(line.failed_tests[index], "%u %s", run.test, TitleOf(run.test));
-    AddFailure(line.failed_tests[index].data(), u"", u"");
+  if (line.is_broken) AddFailure(line.reason.data(), nullptr);
+  const auto runs = state->history.Kept();
+  for (std::uint32_t i = state->history.line_start; i < runs.size() && HasRoom(); ++i) {
+    if (runs[i].verdict != Verdict::kFail && runs[i].verdict != Verdict::kError) continue;
+    FormatText(line.failed_tests[line.report.FailureCount], "%u %s", runs[i].test, TitleOf(runs[i].test));
+    AddFailure(runs[i].reason.data(), runs[i].advice);
+  }
+  // A line that broke off has not come to publish them all.
+  const bool is_complete = !line.is_broken && line.ended == line.count;
+  for (const Result& result : state->results.All()) {
+    if (!is_complete || !IsMissing(result) || !HasRoom()) continue;
+    FormatText(line.failed_tests[line.report.FailureCount], "required result missing or empty");
+    AddFailure(result.key.data(), nullptr);
+  }
+}
+
+// The serial number that was given, or else what Autosense found.
+void NameUnit() {
+  constexpr const char16_t* kSerialNumber = u"System_Serial_Number";
+  LineState& line = state->line_run;
+  if (const Parameter* const answer = FindLineAnswer(kSerialNumber)) {
+    FormatText(line.unit, "%s", answer->value.data());
+    return;
+  }
+  for (const Result& result : state->results.All()) {
+    if (std::u16string_view(result.key.data()) == kSerialNumber) FormatText(line.unit, "%s", result.value.data());
   }
 }
 
@@ -305,8 +323,9 @@ void WriteSummary(Verdict verdict) {
 const LineReport* EFIAPI End() {
   LineState& line = state->line_run;
   platform::HideStatusLine();
-  const Verdict verdict = line.is_broken ? Verdict::kError : Judge(state->history.line);
+  const Verdict verdict = line.is_broken ? Verdict::kError : JudgeLine(state->history.line, state->results);
   ShowRuns();
+  NameUnit();
   WriteSummary(verdict);
   line.report = {.Verdict = VerdictText(verdict),
                  .Summary = line.summary.data(),

@@ -24,7 +24,6 @@ struct LineState {
   std::size_t ended;
   AfterLine after;
   std::uint32_t timeout;  // seconds of a test beyond its waits
-  std::uint32_t first_run;
 
   std::array<Parameter, kAnswers> answers;
   std::size_t answer_count;

@@ -5,6 +5,8 @@
 
 #include "platform/format.h"
 #include "testlib/asking.h"
+#include "testlib/flash_guard.h"
+#include "testlib/required_results.h"
 #include "testlib/required_tests.h"
 #include "testlib/text_part.h"
 
@@ -44,6 +46,7 @@ constexpr ParameterRow kTable[] = {
     {u"FlashAddress", kNumber, 0, On(0, 14, 28, 30), kNone, u"the 64 KiB flash block, where no interface is"},
     {u"GuidOffsetInFlash", kNumber, 0, On(28, 30), kNone, u"the GUID's offset in that block"},
     {u"GuidOffsetFlash", kNumber, 0, On(0, 14), kNone, u"the same, for reading by READ_GUID_METHOD = FLASH"},
+    {kAllowTopOfFlashParameter, kYesNo, 0, On(28), kNone, u"YES lets it write the block at 0xFFFF0000, too"},
     {u"GUID_ENV_VARIABLE", kText, 128, On(29), kNone, u"the shell variable, GUID when absent"},
     {u"MARWICK_GUID_NAME", kText, 50, On(0, 31), On(31), u"MfgSystemUuid, or NO on platforms without"},
     {u"1394_GUID_NAME", kText, 50, On(0, 32, 33), On(32, 33), u"Mfg1394Uuid"},
@@ -69,6 +72,8 @@ constexpr ParameterRow kTable[] = {
     {u"OEM_BIOS_String", kText, 256, On(40), On(40), u"the last OEM string in SMBIOS type 11"},
     {u"HSBP_FRU_DelayTime", kNumber, 0, On(0), kNone, u"seconds to wait after the FRU reads, 0"},
     {kRequiredTestsParameter, kTestList, 0, kNone, kNone, u"tests that have to apply to the machine"},
+    {kRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"results that a line has to publish, commas between"},
+    {kMoreRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"more of them"},
     {u"Line_Tests", kTestList, 0, kNone, kNone, u"tests of the line, in their order"},
     {u"Test_Timeout", kNumber, 0, kNone, kNone, u"seconds of a test beyond its waits, 60; 0 for no limit"},
     {u"After_Line", kAnyText, 0, kNone, kNone, u"stay, off, reboot or exit"},
@@ -80,10 +85,6 @@ constexpr ParameterRow kTable[] = {
 bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
 char16_t Folded(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c | 0x20) : c; }
-
-bool SameIgnoringCase(std::u16string_view a, std::u16string_view b) {
-  return std::ranges::equal(a, b, {}, Folded, Folded);
-}
 
 // Whether a written character can stand for one of a row's name.
 bool StandsFor(char16_t in_row, char16_t written) {
@@ -204,6 +205,10 @@ const ParameterRow* FindParameterRow(std::u16string_view name) {
 }
 
 bool IsAsked(std::u16string_view value) { return value == u"ask" || value.starts_with(u"ask:"); }
+
+bool SameIgnoringCase(std::u16string_view a, std::u16string_view b) {
+  return std::ranges::equal(a, b, {}, Folded, Folded);
+}
 
 bool CheckParameter(std::u16string_view name, std::u16string_view value, ErrorText& error) {
   const ParameterRow* const row = FindParameterRow(name);

@@ -65,8 +65,8 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
   return true;
 }
 
-Parameter* Find(ParameterStore& store, const char16_t* name) {
-  for (Parameter& parameter : store.All()) {
+const Parameter* Find(const ParameterStore& store, const char16_t* name) {
+  for (const Parameter& parameter : store.All()) {
     if (Holds(parameter.name, name)) return &parameter;
   }
   return nullptr;

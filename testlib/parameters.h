@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "platform/protocols/test_library.h"
 
@@ -48,7 +49,10 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
             ErrorText& error);
 
 // The parameter of that name, or null.
-Parameter* Find(ParameterStore& store, const char16_t* name);
+const Parameter* Find(const ParameterStore& store, const char16_t* name);
+inline Parameter* Find(ParameterStore& store, const char16_t* name) {
+  return const_cast<Parameter*>(Find(std::as_const(store), name));
+}
 
 // A number of at most 32 bits: decimal digits, or hexadecimal ones after 0x.
 bool ParseNumber(std::u16string_view text, std::uint32_t* number);

@@ -10,9 +10,12 @@ namespace testlib {
 // success means that no test runs; the operator was told why.
 TestLibraryStatus StartRun(TestDescriptor& descriptor);
 
-// Reads the command line of a module, and the parameters as its run takes them.
-// False, with the reason in `error`, when they cannot be taken.
-bool ReadParameters(EFI_HANDLE module, std::span<const char16_t* const> arguments, ErrorText& error);
+// The run that is open cannot begin; the operator is told why. Gives false.
+bool Refuse(const char16_t* error);
+
+// Reads the command line of a module, and the parameters as its run takes them;
+// refuses what cannot be taken.
+bool ReadParameters(EFI_HANDLE module, std::span<const char16_t* const> arguments);
 
 // Ends the run that is open as an error, for this reason.
 void BreakRun(const char16_t* reason);
@@ -21,7 +24,8 @@ void BreakRun(const char16_t* reason);
 // verdict in the shell variable MfgVerdict.
 void FinishRun();
 
-// Deletes the verdict of the last run, on behalf of `image`.
-void ForgetVerdict(EFI_HANDLE image);
+// Deletes the verdict of the last run, on behalf of `image`; success when there
+// was none.
+EFI_STATUS ForgetVerdict(EFI_HANDLE image);
 
 }  // namespace testlib

@@ -19,15 +19,16 @@ EFI_HANDLE ParentImage(EFI_HANDLE* parent) {
   return platform::LoadedImage(parent) != nullptr ? static_cast<EFI_HANDLE>(parent) : *parent;
 }
 
-// A shell that runs `set` in a nested shell keeps its own copy of the value, so
-// these commands go to its variables directly.
+// Sets a variable and does nothing else, whatever the command line says: names
+// and values come from parameter files and tables, and a shell would take
+// "> file" in one of them for its own. A nested shell would keep its own copy of
+// the value besides.
 EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* command_line, BOOLEAN) {
   if (command_line == nullptr) return EFI_INVALID_PARAMETER;
   const EFI_HANDLE image = ParentImage(parent);
   SetCommand command;
-  if (!ReadSetCommand(command_line, &command)) return platform::RunShellCommand(image, command_line);
-  const auto life = command.is_volatile ? platform::VariableLife::kUntilReset : platform::VariableLife::kKept;
-  return platform::SetShellVariable(image, command.name.data(), command.value.data(), life);
+  if (!ReadSetCommand(command_line, &command)) return EFI_INVALID_PARAMETER;
+  return platform::SetShellVariable(image, command.name.data(), command.value.data(), platform::VariableLife::kKept);
 }
 
 const char16_t* EFIAPI GetEnv(const char16_t* name) { return platform::ShellVariable(name); }

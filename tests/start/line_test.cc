@@ -204,10 +204,10 @@ TEST(Line, AsksForWhatDiffersFromUnitToUnit) {
     std::u16string answer;  // empty: the line ends
     std::u16string shows;
   } cases[] = {
-      {"System_Serial_Number = ask", u"\r \r SN-1 \r", u"SN-1", u"The answer is empty."},
+      {"System_Serial_Number = ask", u"\r \r SN-1 \r", u"SN-1", u"Again: expected an answer, or Escape to give up"},
       {"System_Serial_Number = ask:\"Scan the label\" SN-[0-9]*", u"SN-x\renv=A\rSN-0\b12\r", u"SN-12",
        u"Scan the label\r\n"},
-      {"System_Serial_Number = ask:S?[A-C_]", u"SN\rSNDx\rSN_\r", u"SN_", u"Expected S?[A-C_]"},
+      {"System_Serial_Number = ask:S?[A-C_]", u"SN\rSNDx\rSN_\r", u"SN_", u"Again: expected S?[A-C_]"},
       {"System_Serial_Number = ask", u"SN-1\x1B", u"", u"System_Serial_Number was not answered"},
       {"System_Serial_Number = ask", u"\x03", u"",
        u"SUMMARY 0 passed, 0 failed, 0 errors, 0 skipped, 2 not run: ERROR"},
