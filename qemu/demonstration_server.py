@@ -18,6 +18,9 @@ _SNAKEOIL = "/usr/share/ovmf/PkKek-1-snakeoil"
 # What its tests expect, in the place of the sample on a stick.
 CONFIGURATION = {"mfgtest.cfg": (ROOT / "qemu" / "demonstration" / "mfgtest.cfg").read_bytes()}
 
+# For a machine that nobody watches, and whose controller needs no waits.
+UNATTENDED = b"Delay_Scale = 1\nAfter_Line = off\n"
+
 # The display's frame buffer, where the firmware puts it: plain memory behind
 # the root bridge. Its last quarter is far behind what the console draws, and
 # stands in for the board's event log.
@@ -74,10 +77,11 @@ WRITING_LINE = (
 )
 
 
-def unit_files():
-    """The stick with the server's own parameters, and its board's firmware that takes GUIDs."""
+def unit_files(more=b""):
+    """The stick with the server's own parameters and some more, and its board's firmware that takes GUIDs."""
     interface = ROOT / "build" / "qemu" / "manufacturing_interface.efi"
-    return {**stick_files(), **CONFIGURATION, interface.name: interface.read_bytes()}
+    parameters = {name: content + more for name, content in CONFIGURATION.items()}
+    return {**stick_files(), **parameters, interface.name: interface.read_bytes()}
 
 
 def trusted(files):

@@ -9,11 +9,11 @@ import re
 import shlex
 import sys
 
-from demonstration_server import CONFIGURATION, LINE, SERVERS, WRITING_LINE
-from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
+from demonstration_server import CONFIGURATION, SERVERS, UNATTENDED, WRITING_LINE, trusted, unit_files
+from machine import BOOTS, EXAMPLE_SERVER, PLAIN, SECURE, BootFailed, boot, smbios_options
 from session import SUMMARY
 from shell import quote
-from station import image_files
+from station import bootable, image_files
 
 TIME_LIMIT = 120
 
@@ -27,12 +27,11 @@ _PLAIN = re.compile(r"[\w.,:=/\\-]+")
 _IPMI_TESTS = {"0", "34", "38", "39", "41", "42", "43"}
 # Options that show something and run no test.
 _SHOWING = {"-h", "--help", "-l", "--list", "-n", "--show", "--summary"}
-# The line runs: the server, and what is typed at its shell.
-_LINES = {"1": ("healthy", (LINE,)), "faulty": ("faulty", (LINE,)), "write": ("healthy", WRITING_LINE)}
+_SERVERS_BY_LINE = {"1": "healthy", "faulty": "faulty", "write": "healthy"}
 
 
 class Display:
-    """Shows the run line by line; leaves out what the shell says about itself."""
+    """Shows the run line by line, from `begin` on; leaves out what firmware and shell say about themselves."""
 
     def __init__(self, begin):
         self.verdict = ""
@@ -41,9 +40,9 @@ class Display:
         self._running = False
 
     def show(self, line):
-        if line.startswith("BdsDxe: starting"):
-            print("    the firmware is up, its shell starts", flush=True)
-        elif line == self._begin:
+        if line.startswith(BOOTS):
+            print("    the firmware is up", flush=True)
+        if line.startswith(self._begin):
             self._running = True
         elif line.startswith(VERDICT):
             self._running = False
@@ -64,9 +63,12 @@ def arguments():
         help="NAME=VALUE words and options, quoted as for a Unix shell; they win over qemu/demonstration/mfgtest.cfg",
     )
     parser.add_argument("--line", default="", help="the whole line run instead: 1, faulty, or write")
+    parser.add_argument("--secure", action="store_true", help="with Secure Boot on, and the line's images signed")
     options = parser.parse_args()
-    if options.line and options.line not in _LINES:
+    if options.line and options.line not in _SERVERS_BY_LINE:
         parser.error(f"--line: expected 1, faulty or write, found {options.line}")
+    if options.secure and options.line not in ("1", "faulty"):
+        parser.error("--secure: there is no shell under Secure Boot; it takes --line=1 or --line=faulty")
     try:
         options.words = shlex.split(options.parameters)
     except ValueError as fault:
@@ -93,22 +95,32 @@ def run_ipmi_test(options, show):
     SERVERS["healthy"].run_line(["load testlib.efi", "load ipmi_kcs.efi", command, SHOW_VERDICT], show)
 
 
+def run_writing_line(options, show):
+    print("==> " + "\n    ".join(WRITING_LINE), flush=True)
+    SERVERS["healthy"].run_line(WRITING_LINE, show)
+
+
 def run_line(options, show):
-    name, commands = _LINES[options.line]
-    print(f"==> {commands[-1]}, from the stick, on the {name} demonstration server", flush=True)
-    SERVERS[name].run_line(commands, show)
+    name = _SERVERS_BY_LINE[options.line]
+    print(f"==> the {name} demonstration server boots from the stick, with no shell", flush=True)
+    files = unit_files(UNATTENDED)
+    SERVERS[name].start(
+        bootable(trusted(files) if options.secure else files), show, firmware=SECURE if options.secure else PLAIN
+    )
 
 
 def main():
     options = arguments()
-    if options.line:
-        run, begin = run_line, PROMPT + _LINES[options.line][1][-1]
+    if options.line == "write":
+        run, begin = run_writing_line, PROMPT + WRITING_LINE[-1]
+    elif options.line:
+        run, begin = run_line, BOOTS
     elif options.test in _IPMI_TESTS:
         run, begin = run_ipmi_test, PROMPT + "load testlib.efi"
     else:
         run, begin = run_test, BEGIN
     display = Display(begin)
-    print("==> Booting OVMF in QEMU (software emulation, about 5 s to the shell)", flush=True)
+    print("==> Booting OVMF in QEMU (software emulation, about 5 s)", flush=True)
     try:
         run(options, display.show)
     except BootFailed as failure:

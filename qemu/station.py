@@ -65,4 +65,7 @@ def write_stick(folder, signer):
 
 
 if __name__ == "__main__":
-    write_stick(Path(sys.argv[1]), [word for word in sys.argv[2:] if word])
+    signer = [word for word in sys.argv[2:] if word]
+    if len(signer) == 1:
+        sys.exit("a signature needs both a key and its certificate: KEY=... CERT=...")
+    write_stick(Path(sys.argv[1]), signer)
