@@ -55,6 +55,14 @@ def identity_checks():
 
 
 FIRST = (
+    *(
+        Check(
+            f"the shell explains the module before anything is loaded: {command}",
+            (command,),
+            shows=("mfgtest.efi [options] [TEST] [NAME=VALUE]...", "--summary "),
+        )
+        for command in ("help mfgtest", "mfgtest -?")
+    ),
     Check(
         "started before the library, the module returns to the shell at once",
         (module("1"), "echo status %lasterror%"),
@@ -63,8 +71,8 @@ FIRST = (
     Check(
         "the stick starts the line run by itself; a machine with no more than an identity fails all the rest",
         ("stick.nsh",),
-        verdicts=14 * PASS + FAIL + 6 * PASS + FAIL + PASS + SKIP + 7 * FAIL + 2 * PASS + FAIL + NONE,
-        shows=("ERROR: ipmi_kcs is not loaded", "SUMMARY 23 passed, 10 failed, 0 errors, 1 skipped: FAIL"),
+        verdicts=14 * PASS + FAIL + 6 * PASS + FAIL + PASS + SKIP + 7 * FAIL + 2 * PASS + ERROR + NONE,
+        shows=("ERROR: ipmi_kcs is not loaded", "SUMMARY 23 passed, 9 failed, 1 errors, 1 skipped: FAIL"),
     ),
 )
 
@@ -105,17 +113,17 @@ WITH_THE_LIBRARY = (
     Check(
         "env= of a variable that does not exist",
         (module("1", "System_Manufacturer=env=NoSuchVariable"),),
-        verdicts=FAIL,
-        shows=("Enviroment Variable NoSuchVariable not found",),
+        verdicts=ERROR,
+        shows=("Enviroment Variable NoSuchVariable not found", "  -> set the variable before the run"),
         hides=("mismatched",),
     ),
     Check(
         "a value too long for the test",
         (module("1", f"System_Manufacturer={'x' * 32}"),),
-        verdicts=FAIL,
-        shows=("buffer size must < 32",),
+        verdicts=ERROR,
+        shows=("expected at most 31 characters, found 32",),
     ),
-    Check("a chassis type that is no number", (module("10", "Chassis_Type=blade"),), verdicts=FAIL),
+    Check("a chassis type that is no number", (module("10", "Chassis_Type=blade"),), verdicts=ERROR),
     Check(
         "an unknown option runs nothing",
         (module("--no-such-option", "1"),),
@@ -158,6 +166,18 @@ WITH_THE_LIBRARY = (
         shows=('"From UCS-2"',),
     ),
     Check(
+        "a parameter is no command",
+        (module("29", "-f", "command.cfg"), "ls stolen.txt"),
+        verdicts=ERROR,
+        shows=("ERROR 20: Failed to Set Env Variable.", "File Not Found"),
+    ),
+    Check(
+        "a misspelt parameter runs nothing",
+        (module("2", "-f", "misspelt.cfg"),),
+        verdicts=ERROR,
+        shows=("ERROR: misspelt.cfg line 2: Sytem_Product",),
+    ),
+    Check(
         "scripts branch on the verdict",
         (
             module("26"),
@@ -179,8 +199,8 @@ WITH_THE_LIBRARY = (
     ),
     Check(
         "show names each value's origin",
-        (module("--show", "5", "Board_Product=X"),),
-        shows=("Board_Product", "mfgtest.cfg"),
+        (module("--show", "6", "Board_Product=X"),),
+        shows=('  Board_Product = "X"  (command line)', "text of at most 49 characters, required"),
     ),
     Check("help tells the forms", (module("--help"),), shows=("--param", "--file")),
     Check(
@@ -202,6 +222,8 @@ FILES = {
     "stick.nsh": (ROOT / "station" / "startup.nsh").read_bytes(),
     "wrong.cfg": CONFIGURATION.replace(SYSTEM["version"].encode(), b"RS2U-0042-B"),
     "bad.cfg": b"# a comment\nSystem_Product = A\nthis is no parameter\n",
+    "command.cfg": b'GUID_ENV_VARIABLE = a" > stolen.txt "\n',
+    "misspelt.cfg": b"# a comment\nSytem_Product = A\n",
     "other.cfg": b"Board_Manufacturer = From a file\n",
     "ucs2.cfg": "Board_Manufacturer = \"From UCS-2\"\r\n".encode("utf-16"),
 }

@@ -62,6 +62,17 @@ def _difference(what, seen, expected):
     ]
 
 
+def _unwrapped(lines):
+    """Removed tests on one line each: a console of 80 columns has them on several."""
+    whole = []
+    for line in lines:
+        if whole and line.startswith("  ") and whole[-1].startswith("  test ") and not line.startswith("  test "):
+            whole[-1] += " " + line.strip()
+        else:
+            whole.append(line)
+    return whole
+
+
 def _judge(results, removals, errors):
     """A judge of a run's output, summary included, for exactly these published results, removed tests and errors."""
 
@@ -70,7 +81,7 @@ def _judge(results, removals, errors):
         summary = lines[start + 1 :]
         table = next((at for at, line in enumerate(summary) if line.startswith("  Test ")), len(summary))
         published = dict(match.groups() for line in summary[:table] if (match := _PUBLISHED.fullmatch(line)))
-        removed = dict(match.groups() for line in summary if (match := _REMOVAL.fullmatch(line)))
+        removed = dict(match.groups() for line in _unwrapped(summary) if (match := _REMOVAL.fullmatch(line)))
         rows = [match.groups() for line in summary if (match := _ROW.fullmatch(line))]
         closing = [match.groups() for line in lines if (match := _RESULT.fullmatch(line))]
         reported = [line for line in lines if line.startswith("ERROR")]

@@ -23,9 +23,16 @@ def image_files():
     return {image.name: image.read_bytes() for image in sorted((ROOT / "build" / "efi").glob("*.efi"))}
 
 
+def stick_content(file):
+    """A file of the station as it stands on the stick: the shell reads manual pages in UCS-2 only."""
+    if file.suffix == ".man":
+        return b"\xff\xfe" + file.read_text().replace("\n", "\r\n").encode("utf-16-le")
+    return file.read_bytes()
+
+
 def stick_files():
     """All that a stick for a real server holds, by name, but for what makes it start by itself."""
-    return {**image_files(), **{file.name: file.read_bytes() for file in sorted((ROOT / "station").iterdir())}}
+    return {**image_files(), **{file.name: stick_content(file) for file in sorted((ROOT / "station").iterdir())}}
 
 
 def bootable(files):

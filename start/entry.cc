@@ -195,7 +195,7 @@ const LineReport* RunLine() {
     line = platform::FirstInterface<LineRun>(kLineRunProtocolGuid);
   }
   if (line == nullptr) return Fail("testlib.efi is not loaded, and no test runs without it");
-  platform::Write(u"d\n");platform::ConnectAllControllers();platform::Write(u"e\n");
+  platform::ConnectAllControllers();
   // The boot manager's own would go off while the operator looks for the scanner.
   platform::SetWatchdog(0);
   if (BeginLine(line)) {
@@ -257,9 +257,8 @@ EFI_STATUS Run() {
   session.begun = platform::Hundredths();
   Say(Colour::kNormal, "start %s\n", kVersion);
   if (IsSecureBootOn()) platform::Write(u"Secure Boot is on\n");
-  platform::Write(u"a\n");  TellOfHungTest();platform::Write(u"b\n");
+  TellOfHungTest();
   const EFI_HANDLE entries = LoadDriver(session.self, session.folder, u"smbios_entry.efi", u"");
-  platform::Write(u"c\n");
   const LineReport* const report =
       ForgetVerdict() ? RunLine()
                       : Fail("the shell variable %s of an earlier line cannot be removed", kVerdictVariable);

@@ -55,11 +55,10 @@ bool IsSecureBootOn() {
 EFI_HANDLE LoadDriver(EFI_HANDLE self, const Path& folder, const char16_t* name, const char16_t* options) {
   EFI_HANDLE driver = nullptr;
   const EFI_STATUS status = platform::LoadImageFile(self, PathIn(folder, name).data(), &driver);
-  platform::Write(u"loaded\n");
   if (EFI_ERROR(status)) {
     std::array<char16_t, 256> text;
     FormatText(text, "%s is not loaded: %s.\n", name, ReasonOf(status).data());
-    platform::Write(u"formatted\n");platform::Write(text.data(), platform::Colour::kNotice);
+    platform::Write(text.data(), platform::Colour::kNotice);
     return nullptr;
   }
   if (EFI_LOADED_IMAGE* const loaded = platform::LoadedImage(driver); loaded != nullptr && *options != 0) {

@@ -62,9 +62,15 @@ void ForgetRemovalAfter(const Run& run, Verdict verdict) {
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
   state->run.verdict = Verdict::kError;
+  state->run.reason[0] = 0;
   KeepReason(state->run, u"the test did not come to its end", nullptr);
   state->run.hundredths = platform::Hundredths() - state->run.hundredths;
   Remember(state->history, state->run);
+}
+
+TestLibraryStatus RefuseRun(const char16_t* error) {
+  Refuse(error);
+  return kCommandLineRefused;
 }
 
 bool RefuseFile(const char16_t* path, EFI_STATUS status) {
@@ -206,13 +212,14 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
 TestLibraryStatus Begin(TestDescriptor& descriptor) {
   Run& run = state->run;
   const bool required = IsRequired(run.test);
-  const bool has_room = RequireResults(state->parameters, state->results);
-  if (!has_room && !Refuse(u"there is no room for so many required results")) return kCommandLineRefused;
+  if (!RequireResults(state->parameters, state->results)) {
+    return RefuseRun(u"there is no room for so many required results");
+  }
   if (const RemovedTests::Removal* const removal = FindRemoval(state->removed, run.test); removal != nullptr) {
     return LeaveOut(*removal, required);
   }
   ErrorText error;
-  if (!MayWriteFlash(run.test, state->parameters, error) && !Refuse(error.data())) return kCommandLineRefused;
+  if (!MayWriteFlash(run.test, state->parameters, error)) return RefuseRun(error.data());
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
   Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
@@ -242,7 +249,7 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor, EFI_STATUS verdict_removed
   state->run.has_test = command_line.has_test;
   state->run.test = command_line.test;
   if (runs_test && command_line.has_test && command_line.test == kAutosense) BeginLine();
-  if (!is_good && !Refuse(error.data())) return kCommandLineRefused;
+  if (!is_good) return RefuseRun(error.data());
   if (runs_test) return PrepareTest(descriptor, verdict_removed);
   if (command_line.action == Action::kShowParameters && !LoadParameters()) return kCommandLineRefused;
   return ShowInstead(command_line.action);
