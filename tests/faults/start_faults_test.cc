@@ -59,7 +59,7 @@ TEST(StartFaults, ALineGivesNoFalseVerdict) {
   for (const std::u16string_view serial_number : {u"SN-0000001", u"SN-0000002"}) {
     const bool is_right = serial_number.back() == u'1';
     const std::uint64_t calls = RunLine(serial_number, {}).injection.calls;
-    InjectIntoEachCall(is_right ? "start, the unit" : "start, another unit", calls, 3, [&](const Injection& injection) {
+    InjectIntoEachCall(is_right ? "start, the unit" : "start, another unit", calls, 7, [&](const Injection& injection) {
       const Outcome outcome = RunLine(serial_number, injection);
       EXPECT_TRUE(is_right || !outcome.shows_pass) << outcome.injection.failed;
       // Where firmware takes no variable at all, the earlier verdict stays.
