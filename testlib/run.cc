@@ -50,6 +50,14 @@ void CloseRun(Verdict verdict) {
   Remember(state->history, run);
 }
 
+// What Autosense said about the system GUID is out of date once a new one was
+// written: the test that reads it back applies again.
+void ForgetRemovalAfter(const Run& run, Verdict verdict) {
+  constexpr std::uint32_t kWriteGuid = 28;
+  constexpr std::uint32_t kReadGuid = 14;
+  if (run.test == kWriteGuid && verdict == Verdict::kPass) state->removed.tests[kReadGuid] = {};
+}
+
 // A module that never came to its EndTest did not pass, whatever it reported.
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
@@ -279,6 +287,7 @@ void BreakRun(const char16_t* reason) {
 void FinishRun() {
   EndInterface(state->bridge, state->module);
   const Verdict verdict = Judge(state->run);
+  ForgetRemovalAfter(state->run, verdict);
   if (verdict != Verdict::kNone) CloseRun(verdict);
   state->run = {};
 }
