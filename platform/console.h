@@ -1,9 +1,14 @@
 // The operator's console: text out, keys in.
 #pragma once
 
+#include "platform/efi.h"
+
 namespace platform {
 
 enum class Colour { kNormal, kQuiet, kGood, kBad, kNotice };
+
+// The colour as the firmware's text outputs take it.
+UINTN ConsoleAttribute(Colour colour);
 
 // Writes text in the colour and goes back to the normal one, before the line
 // end when the text ends in one. "\n" becomes
@@ -17,7 +22,13 @@ void StartLine();
 // Takes the last character on the line back.
 void EraseCharacter();
 
-// Waits for a key and gives its character; 0 for a key that has none.
+inline constexpr char16_t kEscape = 0x1B;
+
+// The character of a key, 0 for a key that has none. Gives false when none was
+// pressed.
+bool PollKey(char16_t* key);
+
+// Waits for a key.
 char16_t ReadKey();
 
 }  // namespace platform

@@ -19,4 +19,15 @@ EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8
 // A file in the folder from which the image was loaded.
 EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size);
 
+// The folder from which the image was loaded, from the root of its volume, with
+// a backslash at its end. EFI_NOT_FOUND for an image that came from none.
+EFI_STATUS FolderOf(EFI_HANDLE image, std::span<char16_t> folder);
+
+// Each works on the volume from which the image was loaded, with a path from
+// its root. Writing makes the file when there is none, and leaves what a longer
+// one held behind.
+EFI_STATUS ReadFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size);
+EFI_STATUS WriteFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<const std::uint8_t> content);
+EFI_STATUS DeleteFileOnVolume(EFI_HANDLE image, const char16_t* path);
+
 }  // namespace platform

@@ -1,16 +1,23 @@
 #include "platform/shell.h"
 
 #include <array>
+#include <string_view>
 
 #include "platform/format.h"
 #include "platform/handles.h"
 #include "platform/protocols/shell.h"
 #include "platform/protocols/shell_environment.h"
+#include "platform/protocols/test_library.h"
+#include "platform/variables.h"
 
 namespace platform {
 namespace {
 
 constexpr std::size_t kCommandCharacters = 512;
+
+// Under which a modern shell keeps its variables among the firmware's.
+constexpr EFI_GUID kShellVariableVendor = {
+    0x158DEF5A, 0xF656, 0x419C, {0xB0, 0x27, 0x7A, 0x31, 0x92, 0xC0, 0x79, 0xD2}};
 
 EFI_STATUS SetByCommand(ShellEnvironment* shell, EFI_HANDLE image, const char16_t* name, const char16_t* value,
                         VariableLife life) {
@@ -25,9 +32,30 @@ EFI_STATUS SetByCommand(ShellEnvironment* shell, EFI_HANDLE image, const char16_
   return shell->Execute(&image, command.data(), FALSE);
 }
 
+// The environment of an EFI 1.x shell, or null. The one on the test library's own
+// handle only stands in for it.
+ShellEnvironment* OldShell() {
+  HandleList found;
+  if (EFI_ERROR(LocateAllHandles(kShellEnvironmentProtocolGuid, &found))) return nullptr;
+  for (const EFI_HANDLE handle : found.handles) {
+    void* library = nullptr;
+    ShellEnvironment* shell = nullptr;
+    if (!EFI_ERROR(HandleInterface(handle, kTestLibraryProtocolGuid, &library))) continue;
+    if (!EFI_ERROR(HandleInterface(handle, kShellEnvironmentProtocolGuid, &shell))) return shell;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 bool HasModernShell() { return FirstInterface(kShellProtocolGuid) != nullptr; }
+
+EFI_STATUS SetVariableWithoutShell(const char16_t* name, const char16_t* value, VariableLife life) {
+  const std::u16string_view text = value == nullptr ? u"" : value;
+  const std::uint32_t kept = life == VariableLife::kKept ? EFI_VARIABLE_NON_VOLATILE : 0;
+  return WriteVariable(name, kShellVariableVendor, EFI_VARIABLE_BOOTSERVICE_ACCESS | kept,
+                       {reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)});
+}
 
 EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16_t* value, VariableLife life) {
   auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
@@ -35,8 +63,18 @@ EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16
     return shell->SetEnv(AsFirmwareText(name), AsFirmwareText(value == nullptr ? u"" : value),
                          life == VariableLife::kUntilReset);
   }
-  auto* const old_shell = FirstInterface<ShellEnvironment>(kShellEnvironmentProtocolGuid);
-  return old_shell == nullptr ? EFI_UNSUPPORTED : SetByCommand(old_shell, image, name, value, life);
+  ShellEnvironment* const old_shell = OldShell();
+  return old_shell == nullptr ? SetVariableWithoutShell(name, value, life)
+                              : SetByCommand(old_shell, image, name, value, life);
+}
+
+bool HasShellVariable(const char16_t* name) {
+  if (HasModernShell()) return ShellVariable(name) != nullptr;
+  ShellEnvironment* const old_shell = OldShell();
+  if (old_shell != nullptr && old_shell->GetEnv(name) != nullptr) return true;
+  std::uint8_t data = 0;
+  std::size_t size = 0;
+  return ReadVariableInto(name, kShellVariableVendor, {&data, 1}, &size) != EFI_NOT_FOUND;
 }
 
 const char16_t* ShellVariable(const char16_t* name) {

@@ -31,7 +31,7 @@ _OPTIONS = [
     ),
 ]
 
-_FACTORY = "EC87D643-EBA4-4BB5-A1E5-3F3E36B20DA9"
+FACTORY = "EC87D643-EBA4-4BB5-A1E5-3F3E36B20DA9"
 _OLD_SHELL = "47C7B224-C42A-11D2-8E57-00A0C969723B"
 
 _FLASH_TOP = 0xFFFF0000
@@ -152,10 +152,10 @@ _FIRST_BOOT = (
         "test 31 stores a GUID that the shell shows",
         (
             module("--debug=8", "31", "MARWICK_GUID_NAME=MfgSystemUuid", "RandomSeed=1"),
-            f"dmpstore MfgSystemUuid -guid {_FACTORY}",
+            f"dmpstore MfgSystemUuid -guid {FACTORY}",
         ),
         verdicts=PASS,
-        shows=(f"Variable NV+RT+BS '{_FACTORY}:MfgSystemUuid' DataSize = 0x10", "-80 29 00 11 22 33 44 55"),
+        shows=(f"Variable NV+RT+BS '{FACTORY}:MfgSystemUuid' DataSize = 0x10", "-80 29 00 11 22 33 44 55"),
         judge=_stored_as_shown,
     ),
     Check(
@@ -175,7 +175,7 @@ _FIRST_BOOT = (
         (
             f'setvar Mfg1394Uuid -guid {_OLD_SHELL} -bs -nv =L"0011223344556677"',
             module("32", "1394_GUID_NAME=Mfg1394Uuid"),
-            f"dmpstore Mfg1394Uuid -guid {_FACTORY}",
+            f"dmpstore Mfg1394Uuid -guid {FACTORY}",
         ),
         verdicts=PASS,
         shows=("DataSize = 0x08", "00000000: 33 22 11 00 77 66 55 44"),
@@ -204,7 +204,7 @@ _SECOND_BOOT = (
     LOAD,
     Check(
         "what tests 31 and 32 stored is there after power-off",
-        (f"dmpstore MfgSystemUuid -guid {_FACTORY}", f"dmpstore Mfg1394Uuid -guid {_FACTORY}"),
+        (f"dmpstore MfgSystemUuid -guid {FACTORY}", f"dmpstore Mfg1394Uuid -guid {FACTORY}"),
         shows=("-80 29 00 11 22 33 44 55", "00000000: 33 22 11 00 77 66 55 44"),
     ),
     Check(

@@ -253,7 +253,7 @@ void ShowParametersOf(std::uint32_t test) {
   }
 }
 
-void ShowSummary() {
+void ShowRuns() {
   platform::StartLine();
   const auto key = [](const Result& result) { return result.key.data(); };
   if (std::ranges::any_of(state->results.All(), &Result::is_published)) platform::Write(u"Results:\n");
@@ -265,6 +265,10 @@ void ShowSummary() {
   std::uint32_t index = 0;
   for (const Run& run : state->history.Kept()) SayRow(run, index++ < state->history.line_start);
   if (state->history.count > RunHistory::kRuns) platform::Write(u"  (later runs are counted, not listed)\n");
+}
+
+void ShowSummary() {
+  ShowRuns();
   SayFailures();
   const Tally& tally = state->history.line;
   Say(Colour::kNormal, "SUMMARY %u passed, %u failed, %u errors, %u skipped: %s\n", tally.Of(Verdict::kPass),

@@ -4,6 +4,7 @@
 #include <concepts>
 
 #include "platform/format.h"
+#include "testlib/asking.h"
 #include "testlib/flash_guard.h"
 #include "testlib/required_results.h"
 #include "testlib/required_tests.h"
@@ -73,6 +74,11 @@ constexpr ParameterRow kTable[] = {
     {kRequiredTestsParameter, kTestList, 0, kNone, kNone, u"tests that have to apply to the machine"},
     {kRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"results that a line has to publish, commas between"},
     {kMoreRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"more of them"},
+    {u"Line_Tests", kTestList, 0, kNone, kNone, u"tests of the line, in their order"},
+    {u"Test_Timeout", kNumber, 0, kNone, kNone, u"seconds of a test beyond its waits, 60; 0 for no limit"},
+    {u"After_Line", kAnyText, 0, kNone, kNone, u"stay, off, reboot or exit"},
+    {u"Ipmi_Kcs_Options", kAnyText, 0, kNone, kNone, u"options of ipmi_kcs.efi, such as io=0xca2 spacing=4"},
+    {u"Delay_Scale", kNumber, 0, kNone, kNone, u"percent of the waits, for simulated machines only"},
 };
 // clang-format on
 
@@ -161,7 +167,7 @@ bool CheckUnknown(std::u16string_view name, ErrorText& error) {
 }
 
 bool CheckLength(const ParameterRow& row, std::u16string_view value, ErrorText& error) {
-  if (row.kind != kText || value.size() <= row.Characters() || IsAsked(value)) return true;
+  if (row.kind != kText || value.size() <= row.Characters()) return true;
   FormatText(error, "expected at most %lu characters, found %lu", row.Characters(), value.size());
   return false;
 }
@@ -207,6 +213,11 @@ bool SameIgnoringCase(std::u16string_view a, std::u16string_view b) {
 bool CheckParameter(std::u16string_view name, std::u16string_view value, ErrorText& error) {
   const ParameterRow* const row = FindParameterRow(name);
   if (row == nullptr) return CheckUnknown(name, error);
+  if (IsAsked(value) && row->IsLibrarys()) {
+    FormatText(error, "this is of the order, and cannot be asked for");
+    return false;
+  }
+  if (Question question; IsAsked(value)) return ReadQuestion(value, &question, error);
   bool found = false;
   if (row->kind == kTestList) return FindInTestList(value, 0, &found, error);
   if (!CheckLength(*row, value, error)) return false;

@@ -83,11 +83,13 @@ Verdict Judge(const Tally& tally) {
   return Verdict::kPass;
 }
 
+void StartLine(RunHistory& history) {
+  history.line_start = history.count;
+  history.line = {};
+}
+
 void Remember(RunHistory& history, const Run& run) {
-  if (run.has_test && run.test == kAutosense) {
-    history.line_start = history.count;
-    history.line = {};
-  }
+  if (run.has_test && run.test == kAutosense) StartLine(history);
   ++history.line.runs[static_cast<std::size_t>(run.verdict)];
   if (history.count < RunHistory::kRuns) history.runs[history.count] = run;
   ++history.count;

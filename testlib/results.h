@@ -78,6 +78,9 @@ struct RunHistory {
 
 void Remember(RunHistory& history, const Run& run);
 
+// A line run begins here.
+void StartLine(RunHistory& history);
+
 // A published result: the last value of its key; or one that the order requires
 // and no test has published yet, whose value is empty.
 struct Result {

@@ -5,6 +5,7 @@
 #include "platform/shell.h"
 #include "platform/status_text.h"
 #include "testlib/flash_guard.h"
+#include "testlib/line.h"
 #include "testlib/output.h"
 #include "testlib/parameter_table.h"
 #include "testlib/required_results.h"
@@ -14,9 +15,19 @@
 #include "testlib/tests.h"
 
 namespace testlib {
+
+bool Refuse(const char16_t* error) {
+  state->run.stage = Stage::kRefused;
+  ++state->run.errors;
+  KeepReason(state->run, error, nullptr);
+  ShowError(u"ERROR: ", error);
+  return false;
+}
+
 namespace {
 
 constexpr const char16_t* kVerdictVariable = u"MfgVerdict";
+constexpr const char16_t* kDelayScaleParameter = u"Delay_Scale";
 
 void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
   const EFI_STATUS status =
@@ -39,6 +50,14 @@ void CloseRun(Verdict verdict) {
   Remember(state->history, run);
 }
 
+// What Autosense said about the system GUID is out of date once a new one was
+// written: the test that reads it back applies again.
+void ForgetRemovalAfter(const Run& run, Verdict verdict) {
+  constexpr std::uint32_t kWriteGuid = 28;
+  constexpr std::uint32_t kReadGuid = 14;
+  if (run.test == kWriteGuid && verdict == Verdict::kPass) state->removed.tests[kReadGuid] = {};
+}
+
 // A module that never came to its EndTest did not pass, whatever it reported.
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
@@ -47,15 +66,6 @@ void RememberAbandonedRun() {
   KeepReason(state->run, u"the test did not come to its end", nullptr);
   state->run.hundredths = platform::Hundredths() - state->run.hundredths;
   Remember(state->history, state->run);
-}
-
-// No test runs. False, for whoever asked.
-bool Refuse(const char16_t* error) {
-  state->run.stage = Stage::kRefused;
-  ++state->run.errors;
-  KeepReason(state->run, error, nullptr);
-  ShowError(u"ERROR: ", error);
-  return false;
 }
 
 TestLibraryStatus RefuseRun(const char16_t* error) {
@@ -113,13 +123,36 @@ bool LoadFile(std::uint16_t source) {
   return Refuse(error.data());
 }
 
+// The command line's word wins over the parameter.
+bool TakeDelayScale(ErrorText& error) {
+  CommandLine& command_line = state->command_line;
+  const Parameter* const scale = Find(state->parameters, kDelayScaleParameter);
+  if (command_line.has_delay_scale || scale == nullptr) return true;
+  if (ParseDelayScale(scale->value.data(), &command_line.delay_scale)) return true;
+  FormatText(error, "%s (%s): expected 0 to 100 percent, found \"%s\"", kDelayScaleParameter, OriginOf(*scale).data(),
+             scale->value.data());
+  return false;
+}
+
+// What the line has asked for is answered.
+void TakeAnswers() {
+  for (Parameter& parameter : state->parameters.All()) {
+    if (!IsAsked(parameter.value.data())) continue;
+    const Parameter* const answer = FindLineAnswer(parameter.name.data());
+    if (answer != nullptr) parameter.value = answer->value;
+  }
+}
+
 bool LoadParameters() {
+  state->parameters.count = 0;
   for (std::size_t source = 0; source <= state->command_line.files.count; ++source) {
     if (!LoadFile(static_cast<std::uint16_t>(source))) return false;
   }
   ErrorText error;
   if (!DefineFromCommandLine(state->command_line, state->parameters, error)) return Refuse(error.data());
-  return CheckParameters(Origin::kCommandLine);
+  if (!CheckParameters(Origin::kCommandLine)) return false;
+  TakeAnswers();
+  return TakeDelayScale(error) || Refuse(error.data());
 }
 
 TestLibraryStatus ConnectControllers() {
@@ -203,7 +236,7 @@ TestLibraryStatus Begin(TestDescriptor& descriptor) {
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
   Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
-  if (state->command_line.delay_scale != 100) {
+  if (state->command_line.delay_scale != kWholePercent) {
     Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
   }
   return kTestLibrarySuccess;
@@ -252,9 +285,23 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor) {
   return status;
 }
 
+bool ReadParameters(EFI_HANDLE module, std::span<const char16_t* const> arguments) {
+  state->module = module;
+  state->answers_used = 0;
+  ErrorText error;
+  if (!ReadCommandLine(arguments, state->command_line, error)) return Refuse(error.data());
+  return LoadParameters();
+}
+
+void BreakRun(const char16_t* reason) {
+  Refuse(reason);
+  FinishRun();
+}
+
 void FinishRun() {
   EndInterface(state->bridge, state->module);
   const Verdict verdict = Judge(state->run);
+  ForgetRemovalAfter(state->run, verdict);
   if (verdict != Verdict::kNone) CloseRun(verdict);
   state->run = {};
 }

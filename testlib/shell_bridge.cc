@@ -25,12 +25,14 @@ EFI_HANDLE ParentImage(EFI_HANDLE* parent) {
 // the value besides.
 EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* command_line, BOOLEAN) {
   if (command_line == nullptr) return EFI_INVALID_PARAMETER;
-  // Without one the only shell environment would be this one again.
-  if (!platform::HasModernShell()) return EFI_UNSUPPORTED;
   const EFI_HANDLE image = ParentImage(parent);
   SetCommand command;
   if (!ReadSetCommand(command_line, &command)) return EFI_INVALID_PARAMETER;
-  return platform::SetShellVariable(image, command.name.data(), command.value.data(), platform::VariableLife::kKept);
+  // Without a shell the only shell environment would be this one again.
+  constexpr auto kLife = platform::VariableLife::kKept;
+  return platform::HasModernShell()
+             ? platform::SetShellVariable(image, command.name.data(), command.value.data(), kLife)
+             : platform::SetVariableWithoutShell(command.name.data(), command.value.data(), kLife);
 }
 
 const char16_t* EFIAPI GetEnv(const char16_t* name) { return platform::ShellVariable(name); }
@@ -116,14 +118,16 @@ bool ShellHasOldProtocols() {
 }  // namespace
 
 EFI_STATUS StartBridge(ShellBridge& bridge, EFI_HANDLE provider, ApplicationStarted on_start) {
-  if (ShellHasOldProtocols()) return EFI_SUCCESS;
   active = &bridge;
   application_started = on_start;
-  bridge.environment = kEnvironment;
-  EFI_STATUS status = platform::InstallInterface(&provider, kShellEnvironmentProtocolGuid, &bridge.environment);
-  if (EFI_ERROR(status)) return status;
-  bridge.provider = provider;
-  status = platform::WatchProtocol(kShellParametersProtocolGuid, OnShellParameters, &bridge.watch);
+  if (!ShellHasOldProtocols()) {
+    bridge.environment = kEnvironment;
+    const EFI_STATUS status = platform::InstallInterface(&provider, kShellEnvironmentProtocolGuid, &bridge.environment);
+    if (EFI_ERROR(status)) return status;
+    bridge.provider = provider;
+  }
+  // An old shell installs no parameters; start.efi does, on any of them.
+  const EFI_STATUS status = platform::WatchProtocol(kShellParametersProtocolGuid, OnShellParameters, &bridge.watch);
   // What carries the protocol already is the shell itself, no application.
   while (!EFI_ERROR(status) && platform::NextWatchedHandle(bridge.watch) != nullptr) continue;
   return status;

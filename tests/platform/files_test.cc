@@ -5,7 +5,7 @@
 #include "platform/protocols/shell.h"
 #include "simulation/modern_shell.h"
 #include "tests/faults_fail_tests.h"
-#include "tests/volume.h"
+#include "simulation/volume.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ struct Files : testing::Test {
   }
 
   simulation::Machine machine;
-  Volume volume{machine};
+  simulation::Volume volume{machine};
   EFI_HANDLE image;
   std::array<std::uint8_t, 10> buffer{};
   std::size_t size = 99;
@@ -88,7 +88,7 @@ TEST_F(Files, AreReadWholeOrNotAtAll) {
   const struct {
     std::string content;
     EFI_STATUS status;
-    Volume::Behaviour behaviour;
+    simulation::Volume::Behaviour behaviour;
   } cases[] = {
       {"", EFI_SUCCESS, {}},
       {"12345", EFI_SUCCESS, {}},

@@ -23,7 +23,7 @@
 #include "simulation/text.h"
 #include "testlib/results.h"
 #include "tests/faults_fail_tests.h"
-#include "tests/volume.h"
+#include "simulation/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -192,7 +192,7 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
 }
 
 TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
-  Volume volume(machine);
+  simulation::Volume volume(machine);
   volume.files[u"mfgtest.cfg"] = "X_A=1\nB";
   ASSERT_EQ(Load(), EFI_SUCCESS);
   AddFile(u"a", "");
