@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "guid/random.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "net/mac_access.h"
 #include "platform/real_time_clock.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "module/last_error.h"
-#include "module/report.h"
 #include "pci/access.h"
 #include "platform/handles.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/numbers.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

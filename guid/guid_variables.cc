@@ -4,15 +4,15 @@
 
 #include "guid/builder.h"
 #include "guid/flash.h"
-#include "module/environment.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "pci/access.h"
 #include "platform/collation.h"
 #include "platform/memory.h"
 #include "platform/numbers.h"
+#include "platform/text.h"
 #include "platform/variables.h"
+#include "report/environment.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "smbios/structures.h"
 
 namespace mfgtest {

@@ -5,10 +5,10 @@
 
 #include "guid/builder.h"
 #include "guid/flash.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "platform/collation.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

@@ -1,7 +1,7 @@
 #include "guid/random.h"
 
-#include "module/report.h"
 #include "platform/real_time_clock.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

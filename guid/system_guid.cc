@@ -6,11 +6,11 @@
 
 #include "guid/flash.h"
 #include "guid/guid_text.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/collation.h"
 #include "platform/memory.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "smbios/structures.h"
 
 namespace mfgtest {

@@ -2,8 +2,8 @@
 
 #include "ipmi/device_names.h"
 #include "ipmi/field_walk.h"
-#include "module/last_error.h"
-#include "module/report.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

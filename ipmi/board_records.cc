@@ -4,7 +4,7 @@
 
 #include "ipmi/device_names.h"
 #include "ipmi/field_walk.h"
-#include "module/report.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

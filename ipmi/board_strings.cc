@@ -4,11 +4,11 @@
 
 #include "ipmi/device_names.h"
 #include "ipmi/field_walk.h"
-#include "module/environment.h"
-#include "module/last_error.h"
-#include "module/parameters.h"
-#include "module/report.h"
-#include "module/text.h"
+#include "platform/text.h"
+#include "report/environment.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

@@ -1,7 +1,7 @@
 #include "ipmi/end_markers.h"
 
 #include "ipmi/field_walk.h"
-#include "module/report.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

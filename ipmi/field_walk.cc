@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "module/report.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "ipmi/bridge.h"
-#include "module/last_error.h"
-#include "module/report.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include "ipmi/fru_access.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/numbers.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

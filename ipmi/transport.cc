@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "ipmi/completion_codes.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "platform/handles.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "module/last_error.h"
-#include "module/report.h"
 #include "platform/handles.h"
 #include "platform/numbers.h"
 #include "platform/variables.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

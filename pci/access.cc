@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "module/report.h"
 #include "platform/status_text.h"
+#include "report/report.h"
 
 namespace mfgtest {
 

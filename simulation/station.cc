@@ -4,10 +4,10 @@
 
 #include "ipmi/transport.h"
 #include "module/dispatcher.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "pci/access.h"
 #include "platform/image.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "simulation/fault.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);

@@ -1,8 +1,8 @@
 #include "smbios/display.h"
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "smbios/structures.h"
 
 namespace mfgtest {

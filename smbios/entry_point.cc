@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "module/last_error.h"
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
 
 namespace mfgtest {
 namespace {

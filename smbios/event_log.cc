@@ -2,10 +2,10 @@
 
 #include <span>
 
-#include "module/last_error.h"
-#include "module/report.h"
 #include "pci/access.h"
 #include "platform/numbers.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "smbios/structures.h"
 
 namespace mfgtest {

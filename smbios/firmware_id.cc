@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/configuration_tables.h"
 #include "platform/console.h"
 #include "platform/memory.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "smbios/structures.h"
 
 namespace mfgtest {

@@ -2,11 +2,11 @@
 
 #include <span>
 
-#include "module/environment.h"
-#include "module/last_error.h"
-#include "module/parameters.h"
-#include "module/report.h"
-#include "module/text.h"
+#include "platform/text.h"
+#include "report/environment.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 #include "smbios/structures.h"
 
 namespace mfgtest {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "module/last_error.h"
-#include "module/report.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {

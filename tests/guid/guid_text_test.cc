@@ -4,7 +4,7 @@
 #include <numeric>
 #include <string>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/station.h"
 #include "simulation/text.h"
 #include "tests/faults_fail_tests.h"

@@ -4,7 +4,7 @@
 #include <map>
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/flash.h"
 #include "simulation/pci_bus.h"
 #include "simulation/text.h"

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/flash.h"
 #include "simulation/manufacturing_interface.h"
 #include "simulation/text.h"

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <map>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/controller_file.h"
 #include "simulation/reference_server.h"
 #include "simulation/text.h"

@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/network.h"
 #include "simulation/station.h"
 #include "simulation/text.h"

@@ -1,6 +1,6 @@
 #include "smbios/firmware_id.h"
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/acpi_tables.h"
 #include "simulation/station.h"
 #include "simulation/text.h"

@@ -1,7 +1,7 @@
-#include "module/parameters.h"
+#include "report/parameters.h"
 
-#include "module/text.h"
 #include "platform/collation.h"
+#include "platform/text.h"
 
 namespace mfgtest {
 

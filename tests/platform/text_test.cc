@@ -1,4 +1,4 @@
-#include "module/text.h"
+#include "platform/text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "module/environment.h"
+#include "report/environment.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/station.h"
 #include "tests/faults_fail_tests.h"
 

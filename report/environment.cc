@@ -1,14 +1,14 @@
-#include "module/environment.h"
+#include "report/environment.h"
 
 #include <algorithm>
 
-#include "module/dispatcher.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/handles.h"
+#include "platform/image.h"
 #include "platform/protocols/shell_environment.h"
+#include "platform/text.h"
 #include "platform/variables.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -76,7 +76,8 @@ bool SetShellEnvVariable(const char16_t* name, const char16_t* value) {
     return false;
   }
   // The shell wants the address of the parent's handle, not the handle.
-  return shell->Execute(&descriptor.ImageHandle, command.data(), FALSE) == EFI_SUCCESS;
+  EFI_HANDLE parent = platform::RunningImage();
+  return shell->Execute(&parent, command.data(), FALSE) == EFI_SUCCESS;
 }
 
 }  // namespace mfgtest

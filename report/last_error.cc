@@ -1,4 +1,4 @@
-#include "module/last_error.h"
+#include "report/last_error.h"
 
 namespace mfgtest {
 

@@ -2,9 +2,9 @@
 // with formats that are checked against their arguments by the compiler.
 #pragma once
 
-#include "module/error_codes.h"
 #include "platform/format.h"
 #include "platform/protocols/test_library.h"
+#include "report/error_codes.h"
 
 namespace mfgtest {
 

@@ -1,0 +1,7 @@
+#include "report/report.h"
+
+namespace mfgtest {
+
+constinit TestLibrary* TestLib = nullptr;
+
+}  // namespace mfgtest
