@@ -135,6 +135,9 @@ foreach(tests driver_tests fault_tests)
   target_link_libraries(${tests} PRIVATE host_drivers)
 endforeach()
 
+add_test(NAME Layers.IncludeDownwardAndOnlyPlatformCallsFirmware
+  COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/check_layers.py)
+
 find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
 add_test(NAME FruImages.AreReadByIpmitool
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>

@@ -48,7 +48,7 @@ bool ReadThroughInterface(EFI_HANDLE handle, RawGuid* guid) {
     return false;
   }
   report::DebugPrint(kDebugProgress, "Mfg Interface retrieved successfully.\r\n");
-  status = interface->ReadGuid(interface, 0, guid->data(), nullptr);
+  status = platform::ReadStoredGuid(interface, *guid);
   if (EFI_ERROR(status)) {
     SetLastError("Error in Reading Sysid. Code: 0x%X", static_cast<std::uint32_t>(status));
     return false;

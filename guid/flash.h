@@ -4,7 +4,7 @@
 #pragma once
 
 #include "guid/guid_text.h"
-#include "platform/protocols/manufacturing_interface.h"
+#include "platform/manufacturing_interface.h"
 
 namespace mfgtest {
 

@@ -61,7 +61,7 @@ bool BuildNewGuid(RawGuid* guid) {
 bool WriteThroughInterface(ManufacturingInterface* interface, RawGuid& guid) {
   report::DebugPrint(kDebugProgress, "MfgInterface Protocol detected.\r\n");
   report::DisplayPrint("Writing GUID. Please wait...\r\n");
-  const EFI_STATUS status = interface->WriteGuid(interface, 0, guid.data(), nullptr);
+  const EFI_STATUS status = platform::WriteStoredGuid(interface, guid);
   if (!EFI_ERROR(status)) return true;
   report::ReportError(ErrorCode::kGuidWriteFailed, "\r\nError in Writing efiGuid.Status=%d\r\n",
                       static_cast<std::uint32_t>(status));

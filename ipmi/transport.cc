@@ -4,6 +4,7 @@
 
 #include "ipmi/completion_codes.h"
 #include "platform/handles.h"
+#include "platform/ipmi_transport.h"
 #include "report/last_error.h"
 #include "report/report.h"
 
@@ -55,8 +56,7 @@ bool Send(IpmiCommand command, std::span<const std::uint8_t> request) {
                      command.command);
   for (const std::uint8_t byte : request) report::DebugPrint(kDebugIpmi, "%02x ", byte);
   const EFI_STATUS status =
-      ipmi_session.transport->SendIpmiRequest(ipmi_session.transport, command.net_function, 0, command.command,
-                                              request.data(), static_cast<std::uint32_t>(request.size()));
+      platform::SendIpmiRequest(ipmi_session.transport, command.net_function, command.command, request);
   if (!EFI_ERROR(status)) return true;
   const EarlierLastError earlier;
   SetLastError("\nFailed to send message to BMC through IMB bus. %s", earlier.Text());
@@ -64,14 +64,9 @@ bool Send(IpmiCommand command, std::span<const std::uint8_t> request) {
 }
 
 EFI_STATUS Receive(Exchange* exchange) {
-  std::uint64_t net_function = 0;
-  std::uint64_t lun = 0;
-  std::uint64_t command = 0;
   exchange->length = std::min(exchange->length, kIpmiResponseCapacity);
-  const EFI_STATUS status =
-      ipmi_session.transport->ReceiveIpmiResponse(ipmi_session.transport, &net_function, &lun, &command,
-                                                  &exchange->completion_code, exchange->data.data(), &exchange->length);
-  return status;
+  return platform::ReceiveIpmiResponse(ipmi_session.transport, &exchange->completion_code, exchange->data.data(),
+                                       &exchange->length);
 }
 
 void FailToReceive() {

@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include "platform/handles.h"
-#include "platform/image.h"
-#include "platform/protocols/shell_environment.h"
+#include "platform/shell_environment.h"
 #include "platform/text.h"
 #include "platform/variables.h"
 #include "report/last_error.h"
@@ -75,9 +74,7 @@ bool SetShellEnvVariable(const char16_t* name, const char16_t* value) {
     SetLastError("Failed to get handle to ShellEnvProtocol.");
     return false;
   }
-  // The shell wants the address of the parent's handle, not the handle.
-  EFI_HANDLE parent = platform::RunningImage();
-  return shell->Execute(&parent, command.data(), FALSE) == EFI_SUCCESS;
+  return platform::ExecuteShellCommand(shell, command.data()) == EFI_SUCCESS;
 }
 
 }  // namespace mfgtest
