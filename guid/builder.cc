@@ -60,6 +60,7 @@ bool SetClockSequence(EFI_GUID* guid) {
   return true;
 }
 
+// Kept: both messages name GetMacAddr.
 bool FindNode(MacAddress* mac) {
   if (ReadNicMacVariable(mac)) return true;
   report::DebugPrint(kDebugProgress, "BuildGuid()::Failed to GetMacAddr()\r\n");

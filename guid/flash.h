@@ -5,6 +5,7 @@
 
 #include "guid/guid_text.h"
 #include "platform/manufacturing_interface.h"
+#include "report/mode.h"
 
 namespace mfgtest {
 
@@ -16,13 +17,10 @@ ManufacturingInterface* FindManufacturingInterface();
 // Reads the stored GUID. On failure gives false and leaves the reason in the
 // last-error text; a missing parameter is reported to the library as well,
 // unless the read is for a probe.
-bool ReadGuidFromFlash(RawGuid* guid, bool probe);
+bool ReadGuidFromFlash(RawGuid* guid, Mode mode);
 
 // Requests to the flash service; 0 means success.
 std::uint64_t SmiEraseBlock(std::uint32_t address);
 std::uint64_t SmiWriteBlock(std::uint32_t address, const void* source, std::uint64_t length);
-
-// A required numeric parameter; a missing one is reported with its name.
-bool RequireFlashParameter(const char16_t* name, std::uint32_t* value);
 
 }  // namespace mfgtest

@@ -1,7 +1,7 @@
 #include "guid/random.h"
 
 #include "platform/real_time_clock.h"
-#include "report/report.h"
+#include "report/parameters.h"
 
 namespace mfgtest {
 namespace {
@@ -19,7 +19,7 @@ std::uint32_t NextHalf() {
 
 EFI_STATUS RandomSeed() {
   std::uint32_t value = 0;
-  if (TestLib->GetParamNumber(u"RandomSeed", &value) == kTestLibrarySuccess) {
+  if (ReadNumber(u"RandomSeed", &value)) {
     SetSeed(value);
     return EFI_SUCCESS;
   }

@@ -8,10 +8,6 @@
 namespace mfgtest {
 namespace {
 
-constexpr std::uint8_t kFirstBackplane = 5;
-constexpr std::uint8_t kLastBackplane = 7;
-constexpr std::uint32_t kTries = 3;
-
 struct BoardField {
   FruField field;
   LengthRule rule;  // what the factory programs
@@ -26,29 +22,13 @@ constexpr BoardField kBoardFields[] = {
     {kPartNumberField, {10, 10}, "%s Part Number: %s\n", &FruTexts::part_number},
 };
 
-enum class TryResult { kComplete, kNextTry, kFailed };
-
-constexpr bool IsLastTry(std::uint32_t attempt) { return attempt == kTries - 1; }
-
 // Whether the backplane answers at all.
 bool Ping(const FruDevice& device, FruBuffer* buffer) {
-  for (std::uint32_t attempt = 0; attempt < kTries; ++attempt) {
+  for (std::uint32_t attempt = 0; attempt < kFruTries; ++attempt) {
     report::DebugPrint(kDebugProgress, " retry %d to ping FRUID %02x \n", attempt, device.id);
     if (ReadAreaOffset(device, AreaKindOf(device.id), buffer)) return true;
   }
   return false;
-}
-
-// A field that could not be read: the next try may bring it, the last one
-// reports.
-TryResult FailField(FieldResult result, std::uint8_t completion_code, bool last) {
-  if (result == FieldResult::kWrongLength || !last) return TryResult::kNextTry;
-  if (result == FieldResult::kCompletionCode) {
-    report::ReportError(ErrorCode::kFruReadFailed, "Completion code error %02x.\n", completion_code);
-  } else {
-    report::ReportError(ErrorCode::kFruReadFailed, "IPMI read FRU error.\n");
-  }
-  return TryResult::kFailed;
 }
 
 TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
@@ -56,7 +36,7 @@ TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
   for (const BoardField& field : kBoardFields) {
     FruText& text = texts.*field.text;
     const FieldResult result = ReadFruField(walk, field.field, field.rule, text);
-    if (result != FieldResult::kRead) return FailField(result, walk.buffer->completion_code, last);
+    if (result != FieldResult::kRead) return FailField(result, walk.buffer->completion_code, last, Mode::kTest);
     const char16_t* const shown = text.data();
     report::DebugPrint(kDebugProgress, field.shown, name, shown);
   }
@@ -91,16 +71,10 @@ bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
   }
 
   FruTexts texts;
-  TryResult result = TryResult::kNextTry;
-  for (std::uint32_t attempt = 0; attempt < kTries && result == TryResult::kNextTry; ++attempt) {
-    result = ReadOnce(device, attempt, buffer, texts);
-  }
+  const TryResult result =
+      TryThreeTimes([&](std::uint32_t attempt) { return ReadOnce(device, attempt, buffer, texts); });
   if (result == TryResult::kFailed) return false;
-  // Kept: the product name is shown but not published.
-  const char16_t* const name = FruDeviceName(id);
-  PublishFruRecord(name, u" Manufacture", texts.manufacturer);
-  PublishFruRecord(name, u" Serial Number", texts.serial_number);
-  PublishFruRecord(name, u" Part Number", texts.part_number);
+  PublishFruIdentity(FruDeviceName(id), texts);
   return true;
 }
 

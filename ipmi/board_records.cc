@@ -34,8 +34,6 @@ constexpr ShownField kProductFields[] = {
     {kPartNumberField, "%s Serial Number: %s\n\n", &FruTexts::serial_number},
 };
 
-constexpr bool IsBackplane(std::uint8_t id) { return id >= 5 && id <= 7; }
-
 void ShowFields(FieldWalk walk, FruAreaKind kind, FruTexts& texts) {
   const char16_t* const name = FruDeviceName(walk.device.id);
   const std::span<const ShownField> fields =
@@ -62,10 +60,7 @@ void ReadDevice(std::uint8_t id, FruBuffer* buffer) {
 
   FruTexts texts;
   ShowFields({device, OnReadFailure::kGoOn, buffer, offset}, kind, texts);
-  const char16_t* const name = FruDeviceName(id);
-  PublishFruRecord(name, u" Manufacture", texts.manufacturer);
-  PublishFruRecord(name, u" Serial Number", texts.serial_number);
-  PublishFruRecord(name, u" Part Number", texts.part_number);
+  PublishFruIdentity(FruDeviceName(id), texts);
 }
 
 }  // namespace

@@ -50,14 +50,6 @@ std::uint8_t Checksum(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint8_t>(-sum);
 }
 
-// Kept: the sequence runs to 64, which the field's 6 bits show as 0, and goes
-// on with 2.
-std::uint8_t NextSequence() {
-  const bool at_end = ipmi_session.sequence > 63;
-  ipmi_session.sequence = at_end ? std::uint8_t{2} : static_cast<std::uint8_t>(ipmi_session.sequence + 1);
-  return ipmi_session.sequence;
-}
-
 IpmbRequest BuildRequest(IpmiCommand command, std::uint8_t responder, std::uint8_t responder_lun,
                          std::span<const std::uint8_t> data) {
   IpmbRequest request;
@@ -67,7 +59,7 @@ IpmbRequest BuildRequest(IpmiCommand command, std::uint8_t responder, std::uint8
   bytes[2] = static_cast<std::uint8_t>(command.net_function << 2 | responder_lun);
   bytes[3] = Checksum(std::span(bytes).subspan(1, 2));
   bytes[4] = kBmcAddress;
-  bytes[5] = static_cast<std::uint8_t>((NextSequence() << 2 & 0xFC) | kRequesterLun);
+  bytes[5] = static_cast<std::uint8_t>((NextIpmbSequence() << 2 & 0xFC) | kRequesterLun);
   bytes[6] = command.command;
   const std::size_t data_length = std::min(data.size(), kRequestCapacity - kRequestHeader - 1);
   std::copy_n(data.data(), data_length, &bytes[kRequestHeader]);

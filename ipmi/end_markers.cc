@@ -72,12 +72,13 @@ const char16_t* MarkerText(bool found) { return found ? u"Program" : u"Missing";
 
 }  // namespace
 
-bool VerifyFruEndMarkers(bool probe) {
+bool VerifyFruEndMarkers(Mode mode) {
   // The station's log expects the query; its answer changes nothing here.
   GetBmcOemCode();
-  if (!RequireIpmi(false)) return false;
+  // Kept: a probe without a transport is reported as well.
+  if (!RequireIpmi(Mode::kTest)) return false;
   FruBuffer buffer;
-  if (probe && !AllAreasPresent(&buffer)) return false;
+  if (mode == Mode::kProbe && !AllAreasPresent(&buffer)) return false;
 
   AreaWalk walk{.cursor = 0, .buffer = &buffer};
   const bool chassis = walk.FindInChassisArea();

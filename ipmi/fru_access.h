@@ -34,18 +34,22 @@ struct FruDevice {
 
 // One buffer a test: a failed read leaves the bytes of the read before.
 struct FruBuffer {
-  // The response: the count byte, then the data; without the count byte after
-  // ReadFruBytesNoCount.
+  // The bytes of the last successful read, in one of two layouts: with the count
+  // byte in front, or after ReadFruBytesNoCount without it. What reads the one
+  // takes what it finds of the other where a read has failed.
   std::array<std::uint8_t, kIpmiResponseCapacity> bytes{};
   // Data bytes of the last successful read.
   std::uint32_t length = 0;
   // Written by reads along the route to the controller itself.
   std::uint8_t completion_code = 0;
 
-  // The first four bytes as a little-endian number, and without the count byte.
+  // With the count byte: the first four bytes as a little-endian number, the
+  // three behind the count, and the one.
   std::uint32_t Word() const;
   std::uint32_t Value() const { return Word() >> 8; }
   std::uint8_t Byte() const { return bytes[1]; }
+  // Without it: what follows a field's type/length byte.
+  std::span<const std::uint8_t> FieldText(std::size_t count) const { return std::span(bytes).subspan(1, count); }
 };
 
 struct FruRange {

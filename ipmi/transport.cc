@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ipmi/completion_codes.h"
+#include "ipmi/device_names.h"
 #include "platform/handles.h"
 #include "platform/ipmi_transport.h"
 #include "report/last_error.h"
@@ -10,9 +11,14 @@
 
 namespace mfgtest {
 
-constinit IpmiSession ipmi_session;
-
 namespace {
+
+// What the exchanges of one run share.
+struct IpmiSession {
+  IpmiTransport* transport = nullptr;  // kept from the first successful lookup
+  std::uint8_t sequence = 0;           // of the last bridged request
+};
+constinit IpmiSession ipmi_session;
 
 constexpr std::size_t kHandleCapacity = 20;
 constexpr std::uint32_t kSingleWait = 100;
@@ -90,17 +96,25 @@ void TakeResponse(const Exchange& exchange, IpmiResponse* response) {
   report::DebugPrint(kDebugProgress, "\n");
 }
 
-bool AddressesSlowDevice(std::span<const std::uint8_t> request) {
-  return !request.empty() && request[0] >= 5 && request[0] <= 7;
-}
+bool AddressesSlowDevice(std::span<const std::uint8_t> request) { return !request.empty() && IsBackplane(request[0]); }
 
 }  // namespace
 
+void ForgetIpmiSession() { ipmi_session = {}; }
+
+// Kept: the sequence runs to 64, which the field's 6 bits show as 0, and goes
+// on with 2.
+std::uint8_t NextIpmbSequence() {
+  const bool at_end = ipmi_session.sequence > 63;
+  ipmi_session.sequence = at_end ? std::uint8_t{2} : static_cast<std::uint8_t>(ipmi_session.sequence + 1);
+  return ipmi_session.sequence;
+}
+
 bool IsIpmiAvailable() { return ipmi_session.transport != nullptr || GetIpmiInterface(&ipmi_session.transport); }
 
-bool RequireIpmi(bool probe) {
+bool RequireIpmi(Mode mode) {
   if (IsIpmiAvailable()) return true;
-  if (probe) {
+  if (mode == Mode::kProbe) {
     SetLastError("Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
   } else {
     report::ReportError(ErrorCode::kIpmiUnavailable, "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");

@@ -8,18 +8,11 @@
 #include <cstdint>
 #include <span>
 
-#include "platform/protocols/ipmi_transport.h"
+#include "report/mode.h"
 
 namespace mfgtest {
 
 inline constexpr std::uint32_t kIpmiResponseCapacity = 100;
-
-// What the exchanges of one run share.
-struct IpmiSession {
-  IpmiTransport* transport = nullptr;  // filled by the first successful lookup
-  std::uint8_t sequence = 0;           // of the last bridged request
-};
-extern constinit IpmiSession ipmi_session;
 
 // The data of a response, without its header and completion code. A successful
 // exchange overwrites as many bytes as it returned; a failed one leaves all as
@@ -34,12 +27,19 @@ struct IpmiCommand {
   std::uint8_t command;
 };
 
+// Forgets the transport and the sequence of bridged requests: every image
+// starts without them.
+void ForgetIpmiSession();
+
+// The sequence number of the next bridged request.
+std::uint8_t NextIpmbSequence();
+
 // Whether there is a transport. The first success is kept for good.
 bool IsIpmiAvailable();
 
-// The same for a test: without a transport a normal run reports that with code
-// 23, a probe leaves it in the last-error text.
-bool RequireIpmi(bool probe);
+// The same for a test: without a transport a test reports that with code 23, a
+// probe leaves it in the last-error text.
+bool RequireIpmi(Mode mode);
 
 // One attempt, with 100 ms between request and response.
 bool SendIpmiCommand(IpmiCommand command, std::span<const std::uint8_t> request, IpmiResponse* response);

@@ -9,7 +9,7 @@ namespace mfgtest {
 struct CatalogueEntry {
   std::uint32_t number;
   void (*routine)(std::uint32_t argument);
-  // The field index, or 0 for the normal run of a test that can also probe.
+  // The field index of an identity test, else 0.
   std::uint32_t argument;
 };
 

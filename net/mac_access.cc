@@ -6,6 +6,7 @@
 #include "platform/simple_network.h"
 #include "platform/variables.h"
 #include "report/last_error.h"
+#include "report/parameters.h"
 #include "report/report.h"
 
 namespace mfgtest {
@@ -26,7 +27,8 @@ std::uint64_t ExchangeLowBytes(std::uint64_t value) {
   return (value & ~std::uint64_t{0xFFFF}) | (value & 0xFF) << 8 | (value >> 8 & 0xFF);
 }
 
-// Folds an address into a number by which a controller without one is told.
+// Kept: an address is folded, overlapping pieces added, into a number; 0 and
+// 0xFF stand for a controller without one.
 std::uint64_t CheckValue(const MacAddress& mac) {
   std::uint64_t bytes = 0;
   for (std::size_t i = mac.size(); i > 0; --i) bytes = bytes << 8 | mac[i - 1];
@@ -76,7 +78,7 @@ bool DisplayController(std::uint32_t position, EFI_HANDLE handle) {
 
 std::uint32_t SelectedController() {
   std::uint32_t index = 0;
-  if (TestLib->GetParamNumber(u"NIC_Index", &index) != kTestLibrarySuccess) return 0;
+  if (!ReadNumber(u"NIC_Index", &index)) return 0;
   report::DebugPrint(kDebugProgress, "NIC_Index: %d\n", index);
   return index;
 }
@@ -114,7 +116,8 @@ bool GetMacAddr(MacAddress* mac) {
 
 bool ReadNicMacVariable(MacAddress* mac) {
   std::uint32_t parameter = 0;
-  TestLib->GetParamNumber(u"NicMacAddress", &parameter);
+  // Without the parameter it is the first variable.
+  (void)ReadNumber(u"NicMacAddress", &parameter);
   const auto index = static_cast<std::uint8_t>(parameter);
   if (index >= std::size(kMacVariables)) return false;
 

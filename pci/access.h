@@ -4,20 +4,14 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
-
-#include "platform/pci_root_bridge.h"
 
 namespace mfgtest {
 
-// What the accesses of one run share.
-struct PciSession {
-  std::span<EFI_HANDLE> handles{};
-  platform::PciRootBridge* bridge = nullptr;
-  EFI_STATUS last_status = EFI_SUCCESS;
-  std::uint32_t initialised = 0;
-};
-extern constinit PciSession pci_session;
+// Forgets the root bridges: every image starts without them.
+void ForgetPciSession();
+
+// Whether the list of root bridges, a block of the pool, is kept.
+bool HoldsRootBridges();
 
 // Looks the root bridges up. The argument is not used. A failure is logged and
 // leaves the session uninitialised, so that the next access tries again.

@@ -2,11 +2,49 @@
 
 #include "platform/collation.h"
 #include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 
-ReferencePrefix::ReferencePrefix(const char16_t* value) { CopyChars(text.data(), value, kReferencePrefixCharacters); }
+ParameterResult ReadText(const char16_t* name, char16_t* value, std::size_t bytes) {
+  switch (TestLib->GetParamString(name, value, bytes)) {
+    case kTestLibrarySuccess:
+      return ParameterResult::kRead;
+    case kTestLibraryBufferTooSmall:
+      return ParameterResult::kTooLong;
+    default:
+      return ParameterResult::kAbsent;
+  }
+}
 
-bool ReferencePrefix::NamesVariable() const { return platform::EqualIgnoringCase(text.data(), u"env="); }
+bool ReadNumber(const char16_t* name, std::uint32_t* value) {
+  return TestLib->GetParamNumber(name, value) == kTestLibrarySuccess;
+}
+
+bool FailOnParameter(const char16_t* name, Mode mode, MissingParameter message) {
+  SetLastError("Failed to get param: %s", name);
+  if (mode == Mode::kTest) report::ReportError(ErrorCode::kParameterUnreadable, message, name);
+  return false;
+}
+
+bool RequireNumber(const char16_t* name, std::uint32_t* value, Mode mode, MissingParameter message) {
+  return ReadNumber(name, value) || FailOnParameter(name, mode, message);
+}
+
+ValueReference::ValueReference(const char16_t* value) : whole(value) {
+  CopyChars(prefix.data(), value, kPrefixCharacters);
+}
+
+bool ValueReference::NamesVariable() const { return platform::EqualIgnoringCase(prefix.data(), u"env="); }
+
+bool ReadNamedVariable(const char16_t* name, CheckedFormat<const char16_t*> missing, EnvironmentValue& value) {
+  if (!FindEnvVariable(name, value)) {
+    report::ReportError(ErrorCode::kEnvironmentVariableMissing, missing, name);
+    return false;
+  }
+  report::DebugPrint(kDebugProgress, "\n%s=%s", name, value.data());
+  return true;
+}
 
 }  // namespace mfgtest

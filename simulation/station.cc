@@ -34,8 +34,8 @@ void ForgetEarlierRun() {
   mfgtest::TestLib = nullptr;
   mfgtest::descriptor = {};
   mfgtest::last_error = {};
-  mfgtest::ipmi_session = {};
-  mfgtest::pci_session = {};
+  mfgtest::ForgetIpmiSession();
+  mfgtest::ForgetPciSession();
 }
 
 Station::Station() {
@@ -74,7 +74,7 @@ void Station::RunUnread(std::uint32_t test) {
   machine.UnloadImage(image);
 
   // The list of root bridges is the module's for good.
-  const std::size_t kept = mfgtest::pci_session.handles.data() == nullptr ? 0 : 1;
+  const std::size_t kept = mfgtest::HoldsRootBridges() ? 1 : 0;
   const std::size_t left = machine.memory.Outstanding() - allocated;
   if (left < kept || left > kept + kept_blocks) Fault("memory was not given back");
   if (!library) return;

@@ -22,6 +22,18 @@ const std::uint8_t* NextStructure(const std::uint8_t* structure) {
   return reinterpret_cast<const std::uint8_t*>(cursor + 1);
 }
 
+// Steps over the structure at an offset; false when it does not end in the table.
+bool StepOver(const std::uint8_t* table, std::uint32_t end, std::uint32_t* offset) {
+  if (*offset + 2 > end) return false;
+  *offset += SmbiosStructure{table + *offset}.Length();
+  for (; *offset + 2 <= end; ++*offset) {
+    if (table[*offset] != 0 || table[*offset + 1] != 0) continue;
+    *offset += 2;
+    return true;
+  }
+  return false;
+}
+
 // The strings of a structure one after another, up to the empty one that ends
 // the string-set.
 struct StringCursor {
@@ -85,6 +97,21 @@ bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* 
     }
   }
   SetLastError("No Structure Type %d, Index %d, found.\n", type, index);
+  return false;
+}
+
+bool FindStructureInLength(const SmbiosEntryPoint& entry, std::uint8_t type, SmbiosStructure* found) {
+  const std::uint8_t* const table = platform::PhysicalMemory(entry.table_address);
+  const std::uint32_t end = entry.table_length;
+  std::uint32_t offset = 0;
+  while (table != nullptr && offset < end) {
+    const SmbiosStructure structure{table + offset};
+    if (structure.Type() == type) {
+      *found = structure;
+      return true;
+    }
+    if (!StepOver(table, end, &offset)) return false;
+  }
   return false;
 }
 

@@ -33,7 +33,7 @@ std::string Probe(Station& station) {
   station.library->calls.clear();
   const std::size_t allocated = station.machine.memory.Outstanding();
   mfgtest::SetLastError("");
-  const bool applies = mfgtest::VerifyGuid(true);
+  const bool applies = mfgtest::VerifyGuid(mfgtest::Mode::kProbe);
   EXPECT_EQ(Errors(station.Transcript()), Lines{});
   EXPECT_EQ(station.machine.memory.Outstanding(), allocated + station.kept_blocks);
   return applies ? "applies" : simulation::Readable(mfgtest::LastError());

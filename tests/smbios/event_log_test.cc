@@ -292,7 +292,7 @@ TEST(EventLog, AProbeOnlyLooksForTheStructure) {
     Station station;
     if (present) station.smbios.Add(15, 1, LogFields(kLogAddress, 0));
     station.Bind();
-    EXPECT_EQ(mfgtest::VerifyEventLog(true), present);
+    EXPECT_EQ(mfgtest::VerifyEventLog(mfgtest::Mode::kProbe), present);
     EXPECT_EQ(station.Transcript(), Lines{});
   }
 }
