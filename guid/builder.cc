@@ -1,6 +1,7 @@
 #include "guid/builder.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "guid/random.h"
 #include "net/mac_access.h"
@@ -79,8 +80,7 @@ bool BuildGuid(RawGuid* raw) {
   if (!SetClockSequence(&guid)) return false;
   MacAddress mac{};
   if (!FindNode(&mac)) return false;
-  static_assert(sizeof guid == sizeof *raw);
-  __builtin_memcpy(raw->data(), &guid, sizeof guid);
+  *raw = std::bit_cast<RawGuid>(guid);
   std::ranges::copy(mac, raw->begin() + kNode);
   RawToEfiOrder(*raw);
   const EFI_GUID swapped = AsEfiGuid(*raw);

@@ -14,13 +14,13 @@ inline constexpr std::size_t kFlashBlockBytes = 0x10000;
 // The manufacturing interface, or null when no handle gives one.
 ManufacturingInterface* FindManufacturingInterface();
 
-// Reads the stored GUID. On failure gives false and leaves the reason in the
+// Reads the stored GUID. On failure returns false and leaves the reason in the
 // last-error text; a missing parameter is reported to the library as well,
 // unless the read is for a probe.
-bool ReadGuidFromFlash(RawGuid* guid, Mode mode);
+[[nodiscard]] bool ReadGuidFromFlash(RawGuid* guid, Mode mode);
 
 // Requests to the flash service; 0 means success.
-std::uint64_t SmiEraseBlock(std::uint32_t address);
-std::uint64_t SmiWriteBlock(std::uint32_t address, const void* source, std::uint64_t length);
+[[nodiscard]] std::uint64_t SmiEraseBlock(std::uint32_t address);
+[[nodiscard]] std::uint64_t SmiWriteBlock(std::uint32_t address, const void* source, std::uint64_t length);
 
 }  // namespace mfgtest

@@ -54,7 +54,7 @@ void CopyGuidToEnvironment() {
   std::array<char16_t, kEnvironmentNameBytes + 1> name{};
   if (ReadText(u"GUID_ENV_VARIABLE", name.data(), kEnvironmentNameBytes) != ParameterResult::kRead) {
     report::LogMessage("\nNo GUID_ENV_VARIABLE was specified. Using 'GUID'.\n");
-    CopyChars(name.data(), u"GUID", kEnvironmentNameBytes);
+    platform::CopyChars(name.data(), u"GUID", kEnvironmentNameBytes);
   }
   if (!SetShellEnvVariable(name.data(), text.data())) {
     report::ReportError(ErrorCode::kVariableNotSet, "\nFailed to Set Env Variable.\n%s", LastError());

@@ -1,7 +1,7 @@
 #include "guid/guid_writing.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 
 #include "guid/builder.h"
 #include "guid/flash.h"
@@ -46,7 +46,7 @@ bool TakeSpecifiedGuid(RawGuid* guid) {
                         LastError());
     return false;
   }
-  std::memcpy(guid->data(), &parsed, sizeof parsed);
+  *guid = std::bit_cast<RawGuid>(parsed);
   return true;
 }
 
@@ -57,7 +57,7 @@ bool BuildNewGuid(RawGuid* guid) {
   return false;
 }
 
-// Gives false when the write failed. Kept: the test counts a successful one as
+// Returns false when the write failed. Kept: the test counts a successful one as
 // failed all the same.
 bool WriteThroughInterface(ManufacturingInterface* interface, RawGuid& guid) {
   report::DebugPrint(kDebugProgress, "MfgInterface Protocol detected.\r\n");

@@ -43,7 +43,7 @@ bool RequireName(const NameParameter& parameter, VariableName& value) {
 }
 
 bool ProbeName(const NameParameter& parameter, VariableName& value) {
-  for (char16_t& c : value) c = ToUpperAscii(c);
+  for (char16_t& c : value) c = platform::ToUpperAscii(c);
   if (platform::EqualIgnoringCase(value.data(), u"NO")) return false;
   return platform::EqualIgnoringCase(value.data(), parameter.required);
 }

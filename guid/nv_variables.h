@@ -32,7 +32,7 @@ struct NameParameter {
 
 // Stores the variable and shows what was stored. A failure is reported with
 // code 20.
-bool StoreNvVariable(const char16_t* name, std::span<const std::uint8_t> data);
+[[nodiscard]] bool StoreNvVariable(const char16_t* name, std::span<const std::uint8_t> data);
 
 // Debug messages of bytes in hexadecimal.
 void ShowBytes(std::uint32_t mask, std::span<const std::uint8_t> bytes);

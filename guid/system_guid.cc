@@ -161,7 +161,7 @@ bool FailNode(const GuidTest& test, const MacAddress& received, bool full_mac) {
   // The comparison has left a reason with more detail.
   if (test.mode == Mode::kProbe) return false;
   std::array<char16_t, 2 * 6 + 2> digits;
-  const char16_t* const expected = CopyChars(digits.data(), test.Text() + kNodeDigits, full_mac ? 12 : 6);
+  const char16_t* const expected = platform::CopyChars(digits.data(), test.Text() + kNodeDigits, full_mac ? 12 : 6);
   std::uint64_t value = 0;
   for (const std::uint8_t byte : received) value = value << 8 | byte;
   if (full_mac) {
@@ -219,13 +219,12 @@ bool CompareWithList(const std::uint8_t* node, MacAddress* received) {
   for (std::uint32_t n = 0;; ++n) {
     std::array<char16_t, 20> name;
     FormatText(name, "MACADDR%02d", n);
-    const char16_t* const shown = name.data();
     std::uint32_t oui = 0;
-    if (!ReadNumber(shown, &oui)) {
+    if (!ReadNumber(name.data(), &oui)) {
       SetLastError("The GUID's OUI is none of the %d in the list.", n);
       return false;
     }
-    report::DebugPrint(kDebugProgress, "%s - %06.6x\r\n", shown, oui);
+    report::DebugPrint(kDebugProgress, "%s - %06.6x\r\n", name.data(), oui);
     for (std::size_t i = 0; i < kOuiBytes; ++i) (*received)[i] = static_cast<std::uint8_t>(oui >> (16 - 8 * i));
     if (std::equal(node, node + kOuiBytes, received->begin())) return true;
   }

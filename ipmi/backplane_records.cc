@@ -37,8 +37,7 @@ TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
     FruText& text = texts.*field.text;
     const FieldResult result = ReadFruField(walk, field.field, field.rule, text);
     if (result != FieldResult::kRead) return FailField(result, walk.buffer->completion_code, last, Mode::kTest);
-    const char16_t* const shown = text.data();
-    report::DebugPrint(kDebugProgress, field.shown, name, shown);
+    report::DebugPrint(kDebugProgress, field.shown, name, text.data());
   }
   return TryResult::kComplete;
 }
@@ -58,7 +57,7 @@ TryResult ReadOnce(const FruDevice& device, std::uint32_t attempt, FruBuffer* bu
   return ReadFields({device, OnReadFailure::kStop, buffer, offset}, last, texts);
 }
 
-// Gives false when the test ends here.
+// Returns false when the test ends here.
 bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
   const FruDevice device{.id = id, .route = FruRoute::kBmc, .report = FruReport::kToLastError};
   report::DisplayPrint(".");
@@ -82,7 +81,7 @@ bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
 
 bool ReadBackplaneFruRecords() {
   // Without a transport the first ping fails and says so.
-  IsIpmiAvailable();
+  (void)IsIpmiAvailable();
   FruBuffer buffer;
   for (std::uint8_t id = kFirstBackplane; id <= kLastBackplane; ++id) {
     if (!ReadBackplane(id, &buffer)) return false;

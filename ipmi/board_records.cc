@@ -40,9 +40,9 @@ void ShowFields(FieldWalk walk, FruAreaKind kind, FruTexts& texts) {
       kind.is_product ? std::span<const ShownField>(kProductFields) : kBoardFields;
   for (const ShownField& field : fields) {
     FruText& text = texts.*field.text;
-    ReadFruField(walk, field.field, kAnyLength, text);
-    const char16_t* const shown = text.data();
-    report::DebugPrint(kDebugProgress, field.shown, name, shown);
+    // A walk that goes on after failed reads has always read.
+    (void)ReadFruField(walk, field.field, kAnyLength, text);
+    report::DebugPrint(kDebugProgress, field.shown, name, text.data());
   }
 }
 
@@ -67,7 +67,7 @@ void ReadDevice(std::uint8_t id, FruBuffer* buffer) {
 
 bool ReadFruBoardRecords() {
   // Without a transport every device is skipped.
-  IsIpmiAvailable();
+  (void)IsIpmiAvailable();
   FruBuffer buffer;
   for (std::uint8_t id = kFirstDevice; id <= kLastDevice; ++id) {
     report::DisplayPrint(".");

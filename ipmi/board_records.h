@@ -1,3 +1,4 @@
+// Test 41: what the controller's FRUs hold, shown.
 #pragma once
 
 namespace mfgtest {

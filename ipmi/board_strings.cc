@@ -181,22 +181,21 @@ bool CompareWithVariable(const ExpectedString& row, const char16_t* name, const 
   EnvironmentValue value{};
   if (!ReadNamedVariable(name, "\nEnviroment Variable %s not found.\n", value)) return false;
   const char16_t* const expected = value.data();
-  return SameText(expected, received) || Mismatch(row, expected, received);
+  return platform::SameText(expected, received) || Mismatch(row, expected, received);
 }
 
 bool CompareString(const ExpectedString& row, const char16_t* expected, const char16_t* received) {
-  if (row.comparison != Comparison::kNamedOnly && SameText(expected, received)) return true;
+  if (row.comparison != Comparison::kNamedOnly && platform::SameText(expected, received)) return true;
   if (row.comparison == Comparison::kPlainOnly) return Mismatch(row, expected, received);
   const ValueReference reference(expected);
-  const char16_t* const first_characters = reference.prefix.data();
-  report::DebugPrint(kDebugTrace, row.trace, expected, first_characters);
+  report::DebugPrint(kDebugTrace, row.trace, expected, reference.prefix.data());
   if (reference.NamesVariable()) return CompareWithVariable(row, reference.VariableName(), received);
   return row.comparison == Comparison::kNamedOnly || Mismatch(row, expected, received);
 }
 
 bool VerifyExpected(const ExpectedString& row, BoardTest& test) {
   FruText& text = test.texts.*row.text;
-  TrimTrailingSpaces(text.data());
+  platform::TrimTrailingSpaces(text.data());
   FruText expected{};
   const ParameterResult result = ReadText(row.parameter, expected.data(), kExpectedBytes);
   if (result == ParameterResult::kRead) return CompareString(row, expected.data(), text.data());

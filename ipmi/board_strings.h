@@ -1,3 +1,4 @@
+// Test 39: a FRU's identity strings, judged.
 #pragma once
 
 #include "report/mode.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ipmi/completion_codes.h"
+#include "platform/byte_fields.h"
 #include "report/last_error.h"
 #include "report/report.h"
 
@@ -45,9 +46,7 @@ struct IpmbRequest {
 };
 
 std::uint8_t Checksum(std::span<const std::uint8_t> bytes) {
-  std::uint8_t sum = 0;
-  for (const std::uint8_t byte : bytes) sum = static_cast<std::uint8_t>(sum + byte);
-  return static_cast<std::uint8_t>(-sum);
+  return static_cast<std::uint8_t>(-platform::ByteSum(bytes));
 }
 
 IpmbRequest BuildRequest(IpmiCommand command, std::uint8_t responder, std::uint8_t responder_lun,
@@ -86,7 +85,8 @@ bool WaitForMessage() {
   IpmiResponse flags;
   int polls = kPolls;
   while (polls > 0) {
-    SendIpmiCommand(kGetMessageFlags, {}, &flags);
+    // A query that fails leaves the flags of the one before.
+    (void)SendIpmiCommand(kGetMessageFlags, {}, &flags);
     TestLib->Delay(kPollWait);
     --polls;
     if ((flags.data[0] & kReceiveMessageAvailable) != 0) break;

@@ -1,3 +1,4 @@
+// Completion codes in words, for messages.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// What the FRU devices of a platform are called.
 #pragma once
 
 #include <cstdint>

@@ -15,7 +15,7 @@ constexpr FruDevice kDevice{.id = 0, .route = FruRoute::kBmc, .report = FruRepor
 
 // Reads one byte; a failed read gives the byte of the read before.
 std::uint8_t ReadByte(std::uint8_t offset_low, std::uint8_t offset_high, FruBuffer* buffer) {
-  ReadFruBytes(kDevice, {offset_low, offset_high, 1}, buffer);
+  (void)ReadFruBytes(kDevice, {offset_low, offset_high, 1}, buffer);
   return buffer->Byte();
 }
 

@@ -1,3 +1,4 @@
+// Test 43: the ends of a FRU's areas, judged.
 #pragma once
 
 #include "report/mode.h"

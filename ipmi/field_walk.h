@@ -75,10 +75,10 @@ constexpr std::uint8_t FirstFieldOffset(std::uint8_t area_offset, FruAreaKind ki
 // Reads one field, writes its text and moves on to the next field. Stops where
 // it was, the text unchanged, when a read fails or the length breaks the rule;
 // a walk that goes on after failed reads takes the bytes that the buffer holds.
-FieldResult ReadFruField(FieldWalk& walk, const FruField& field, LengthRule rule, FruText& text);
+[[nodiscard]] FieldResult ReadFruField(FieldWalk& walk, const FruField& field, LengthRule rule, FruText& text);
 
 // Reads the byte of the common header that leads to the device's area.
-bool ReadAreaOffset(const FruDevice& device, FruAreaKind kind, FruBuffer* buffer);
+[[nodiscard]] bool ReadAreaOffset(const FruDevice& device, FruAreaKind kind, FruBuffer* buffer);
 
 // The outcome of one of the three tries that a device gets.
 enum class TryResult { kComplete, kNextTry, kFailed };

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "ipmi/transport.h"
+#include "platform/byte_fields.h"
 
 namespace mfgtest {
 
@@ -45,7 +46,7 @@ struct FruBuffer {
 
   // With the count byte: the first four bytes as a little-endian number, the
   // three behind the count, and the one.
-  std::uint32_t Word() const;
+  std::uint32_t Word() const { return platform::LittleEndian32(bytes.data()); }
   std::uint32_t Value() const { return Word() >> 8; }
   std::uint8_t Byte() const { return bytes[1]; }
   // Without it: what follows a field's type/length byte.
@@ -60,16 +61,16 @@ struct FruRange {
 
 // Device 0 of the controller, one attempt. A failure is reported to the library
 // with code 23, or goes to the last-error text.
-bool ReadFruData(FruRange range, FruReport report, FruBuffer* buffer);
+[[nodiscard]] bool ReadFruData(FruRange range, FruReport report, FruBuffer* buffer);
 
 // A device along its route. A failure is reported with code 23, except that one
 // of the controller's own devices is not: the retrying transport has shown its
 // attempts.
-bool ReadFruBytes(const FruDevice& device, FruRange range, FruBuffer* buffer);
+[[nodiscard]] bool ReadFruBytes(const FruDevice& device, FruRange range, FruBuffer* buffer);
 
 // The same without the count byte in front, for the controller's own devices
 // only; along another route it fails at once. The byte after the data is 0.
-bool ReadFruBytesNoCount(const FruDevice& device, FruRange range, FruBuffer* buffer);
+[[nodiscard]] bool ReadFruBytesNoCount(const FruDevice& device, FruRange range, FruBuffer* buffer);
 
 // The first byte of the controller's answer to the OEM query, 0 without one.
 std::uint8_t GetBmcOemCode();

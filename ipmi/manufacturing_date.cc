@@ -51,7 +51,7 @@ FruReport ReportFor(Mode mode) { return mode == Mode::kProbe ? FruReport::kToLas
 void LeaveReason(std::u16string_view message) {
   const std::size_t begin = message.find_first_not_of(u"\r\n");
   const std::size_t end = message.find_last_not_of(u"\r\n") + 1;
-  CopyChars(last_error.data(), &message[begin], end - begin);
+  platform::CopyChars(last_error.data(), &message[begin], end - begin);
 }
 
 // A parameter that is missing or bad. It is reported for a probe as well.
@@ -156,7 +156,8 @@ bool VerifyDate(const DateSource& source, const char16_t* expected_text, Mode mo
   // Kept: the offset wraps, so the date is always read below 256.
   const auto date_offset = static_cast<std::uint8_t>(buffer.Byte() * 8 + kDateInBoardArea);
   report::DebugPrint(kDebugIpmi, "MfgOffset: 0x%0x.\n", date_offset);
-  source.Read(date_offset, 3, &buffer);
+  // Kept: a failed read leaves the bytes of the read before, and they are judged.
+  (void)source.Read(date_offset, 3, &buffer);
   const std::uint32_t received = buffer.Value();
   report::DebugPrint(kDebugIpmi, "MfgDateHex: 0x%0x. len: %x\n", received, buffer.length);
   return JudgeDate(expected, received);

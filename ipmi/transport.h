@@ -35,19 +35,19 @@ void ForgetIpmiSession();
 std::uint8_t NextIpmbSequence();
 
 // Whether there is a transport. The first success is kept for good.
-bool IsIpmiAvailable();
+[[nodiscard]] bool IsIpmiAvailable();
 
 // The same for a test: without a transport a test reports that with code 23, a
 // probe leaves it in the last-error text.
-bool RequireIpmi(Mode mode);
+[[nodiscard]] bool RequireIpmi(Mode mode);
 
 // One attempt, with 100 ms between request and response.
-bool SendIpmiCommand(IpmiCommand command, std::span<const std::uint8_t> request, IpmiResponse* response);
+[[nodiscard]] bool SendIpmiCommand(IpmiCommand command, std::span<const std::uint8_t> request, IpmiResponse* response);
 
 // Up to five attempts. The waits between request and response are 300 ms, or
 // 1300 ms when the request begins with 5, 6 or 7: the FRU device IDs of the
 // backplanes, which answer slowly. `completion_code` is written on success.
-bool SendIpmiCommandWithRetry(IpmiCommand command, std::span<const std::uint8_t> request, IpmiResponse* response,
-                              std::uint8_t* completion_code);
+[[nodiscard]] bool SendIpmiCommandWithRetry(IpmiCommand command, std::span<const std::uint8_t> request,
+                                            IpmiResponse* response, std::uint8_t* completion_code);
 
 }  // namespace mfgtest

@@ -1,3 +1,4 @@
+// Test 0: what the line run starts with.
 #pragma once
 
 namespace mfgtest {

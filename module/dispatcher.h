@@ -1,3 +1,4 @@
+// One run, from the introduction to EndTest.
 #pragma once
 
 #include "platform/protocols/test_library.h"

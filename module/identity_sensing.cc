@@ -124,7 +124,7 @@ void FormatDisplayKey(PublishedText& key, const char16_t* label) { FormatText(ke
 // Kept: the shown value goes through the formatter, so a percent sign in an
 // SMBIOS string starts a conversion; without an argument it prints nothing.
 void PublishField(const char16_t* key, const char16_t* label, char16_t* text) {
-  TrimTrailingSpaces(text);
+  platform::TrimTrailingSpaces(text);
   TestLib->SetResultString(key, text);
   PublishedText display_key;
   FormatDisplayKey(display_key, label);

@@ -1,3 +1,4 @@
+// UEFI status codes in words, for messages.
 #pragma once
 
 #include <array>

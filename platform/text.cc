@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace mfgtest {
+namespace platform {
 
 char16_t* CopyChars(char16_t* destination, const char16_t* source, unsigned long count) {
   unsigned long copied = 0;
@@ -33,4 +33,4 @@ void TrimTrailingSpaces(char16_t* text) {
   text[last + 1] = 0;
 }
 
-}  // namespace mfgtest
+}  // namespace platform

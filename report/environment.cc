@@ -47,7 +47,7 @@ bool FindEnvVariable(const char16_t* name, std::span<char16_t> value) {
   report::DebugPrint(kDebugProgress, "=================================== ==================== ========\n");
   platform::VariableCursor cursor;
   for (unsigned seen = 0; seen < kMaximumVariables && platform::NextVariable(cursor); ++seen) {
-    if (StriCmpAscii(cursor.name.data(), name) == 0) return ReadFoundVariable(cursor, value);
+    if (platform::StriCmpAscii(cursor.name.data(), name) == 0) return ReadFoundVariable(cursor, value);
   }
   return false;
 }

@@ -33,7 +33,7 @@ bool RequireNumber(const char16_t* name, std::uint32_t* value, Mode mode, Missin
 }
 
 ValueReference::ValueReference(const char16_t* value) : whole(value) {
-  CopyChars(prefix.data(), value, kPrefixCharacters);
+  platform::CopyChars(prefix.data(), value, kPrefixCharacters);
 }
 
 bool ValueReference::NamesVariable() const { return platform::EqualIgnoringCase(prefix.data(), u"env="); }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
 #include "platform/console.h"
 #include "platform/memory.h"
@@ -25,30 +26,24 @@ constexpr std::uint32_t kTableHeaderBytes = 36;
 // No RSDT comes near this; a larger length is that of a damaged header.
 constexpr std::uint32_t kLargestRsdt = 0x100000;
 
-std::uint32_t ReadDword(const std::uint8_t* bytes) {
-  std::uint32_t value;
-  std::memcpy(&value, bytes, sizeof value);
-  return value;
-}
-
 // Returns null, with a message, when there is no valid RSDT.
 const std::uint8_t* FindRsdt(const std::uint8_t* rsdp) {
   if (rsdp == nullptr) {
     platform::Write(u"Failed because RSDPtr == NULL\r\n");
     return nullptr;
   }
-  if (AcpiChecksum({rsdp, kRsdpBytes}) != 0) {
+  if (platform::ByteSum({rsdp, kRsdpBytes}) != 0) {
     platform::Write(u"Failed ComputeChecksum on RSDPtr.\r\n");
     return nullptr;
   }
   // Kept: only the RSDT is looked at, never the XSDT.
-  const std::uint8_t* const rsdt = platform::PhysicalMemory(ReadDword(rsdp + kRsdtAddress));
+  const std::uint8_t* const rsdt = platform::PhysicalMemory(platform::LittleEndian32(rsdp + kRsdtAddress));
   if (rsdt == nullptr || std::memcmp(rsdt, "RSDT", 4) != 0) {
     platform::Write(u"Failed because RSDPtr->Header.Signature->HexSignature != ACPI_RSDT_SIG\r\n");
     return nullptr;
   }
-  const std::uint32_t length = ReadDword(rsdt + kTableLength);
-  if (length < kTableHeaderBytes || length > kLargestRsdt || AcpiChecksum({rsdt, length}) != 0) {
+  const std::uint32_t length = platform::LittleEndian32(rsdt + kTableLength);
+  if (length < kTableHeaderBytes || length > kLargestRsdt || platform::ByteSum({rsdt, length}) != 0) {
     platform::Write(u"Failed ComputeChecksum on RSDTPtr (table ptr)\r\n");
     return nullptr;
   }
@@ -70,12 +65,6 @@ int FindAcpiOemTableId(OemTableIdText* text) {
   if (rsdt == nullptr) return 0;
   AsciiToUnicode(reinterpret_cast<const char*>(rsdt + kOemTableId), text->data(), kOemTableIdBytes);
   return 1;
-}
-
-std::uint8_t AcpiChecksum(std::span<const std::uint8_t> bytes) {
-  std::uint8_t sum = 0;
-  for (const std::uint8_t byte : bytes) sum = static_cast<std::uint8_t>(sum + byte);
-  return sum;
 }
 
 }  // namespace mfgtest

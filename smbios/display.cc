@@ -34,16 +34,12 @@ void DisplayString(const SmbiosStructure& structure, unsigned offset, CheckedFor
                    Format<> bare) {
   const std::uint8_t number = structure.Byte(offset);
   if (number == 0) return report::DisplayPrint(bare);
-  const SmbiosString text = StructureString(structure, number);
-  const char16_t* const value = text.data();
-  report::DisplayPrint(format, value);
+  report::DisplayPrint(format, StructureString(structure, number).data());
 }
 
 // The BIOS structure's strings are shown in one form, empty or not.
 void DisplayStringAlways(const SmbiosStructure& structure, unsigned offset, CheckedFormat<const char16_t*> format) {
-  const SmbiosString text = StructureString(structure, structure.Byte(offset));
-  const char16_t* const value = text.data();
-  report::DisplayPrint(format, value);
+  report::DisplayPrint(format, StructureString(structure, structure.Byte(offset)).data());
 }
 
 // The UUID as it is stored, and as the EFI GUID of the same bytes.
@@ -56,8 +52,7 @@ void DisplayUuid(const SmbiosStructure& system) {
   const auto guid = std::bit_cast<EFI_GUID>(uuid);
   std::array<char16_t, 40> text;
   FormatText(text, "%g", &guid);
-  const char16_t* const readable = text.data();
-  report::DisplayPrint("\nHuman Readable GUID = %s\n", readable);
+  report::DisplayPrint("\nHuman Readable GUID = %s\n", text.data());
 }
 
 bool OperatorStops() {
@@ -66,7 +61,7 @@ bool OperatorStops() {
   TestLib->Prompt(u"\nPress any key for next structure or S to Stop: ");
   TestLib->ReadInput(answer, kAnswerCharacters, 0);
   answer[kAnswerCharacters] = 0;
-  return StriCmpAscii(answer, u"S") == 0;
+  return platform::StriCmpAscii(answer, u"S") == 0;
 }
 
 }  // namespace

@@ -42,6 +42,6 @@ const SmbiosEntryPoint* SearchSmbiosEntryPoint();
 // the checksums nor the intermediate anchor are looked at. On failure gives
 // false and leaves the reason in the last-error text, which also keeps a
 // remark when only the memory search found it.
-bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry);
+[[nodiscard]] bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry);
 
 }  // namespace mfgtest

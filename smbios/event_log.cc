@@ -1,9 +1,9 @@
 #include "smbios/event_log.h"
 
-#include <cstring>
 #include <span>
 
 #include "pci/access.h"
+#include "platform/byte_fields.h"
 #include "platform/numbers.h"
 #include "report/last_error.h"
 #include "report/parameters.h"
@@ -33,11 +33,7 @@ struct EventLogRecord {
   std::uint8_t rest[2];
 
   // Source to rest as a little-endian number.
-  std::uint64_t LogData() const {
-    std::uint64_t data;
-    std::memcpy(&data, &source, sizeof data);
-    return data;
-  }
+  std::uint64_t LogData() const { return platform::LittleEndian64(&source); }
 };
 static_assert(sizeof(EventLogRecord) == 16);
 static_assert(offsetof(EventLogRecord, source) == 8);
@@ -174,7 +170,7 @@ struct LogReader {
   std::uint32_t base;
   std::uint8_t offset;
 
-  void Peek(std::uint8_t* byte) const { MemReadByte(base, offset, byte); }
+  void Peek(std::uint8_t* byte) const { (void)MemReadByte(base, offset, byte); }
 
   void Read(EventLogRecord* record) {
     auto* const bytes = reinterpret_cast<std::uint8_t*>(record);

@@ -1,3 +1,4 @@
+// Test 37: the system event log, judged.
 #pragma once
 
 #include <cstdint>

@@ -79,12 +79,12 @@ bool VerifyFirmwareId(const FirmwareId& id) {
     report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: OEM_TABLE_ID\r\n");
     return false;
   }
-  if (!SameText(bios.data(), id.bios.data())) {
+  if (!platform::SameText(bios.data(), id.bios.data())) {
     report::ReportError(ErrorCode::kFirmwareIdMismatch, "\r\nBIOS ID check failed. Expected: %s Received: %s\r\n",
                         bios.data(), id.bios.data());
     return false;
   }
-  if (!SameText(oem_table.data(), id.oem_table.data())) {
+  if (!platform::SameText(oem_table.data(), id.oem_table.data())) {
     report::ReportError(ErrorCode::kFirmwareIdMismatch, "\r\nOEM TABLE ID check failed. Expected: %s Received: %s\r\n",
                         oem_table.data(), id.oem_table.data());
     return false;
@@ -128,8 +128,8 @@ void VerifyOemBiosString() {
   std::array<char16_t, kOemStringBytes> parameter{};
   if (!ReadOemParameter(parameter)) return;
   report::DebugPrint(kDebugProgress, "OEM String from param: %s\n", parameter.data());
-  TrimTrailingSpaces(last);
-  if (SameText(found, parameter.data())) return;
+  platform::TrimTrailingSpaces(last);
+  if (platform::SameText(found, parameter.data())) return;
   // Kept: the platform's string is given as the expected one.
   report::ReportError(ErrorCode::kStringMismatch, "\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", u"OEM_BIOS_String",
                       found, parameter.data());
@@ -152,14 +152,14 @@ EFI_STATUS FindBiosId(const SmbiosEntryPoint& entry, BiosIdText* text) {
   // Kept: a version that is not set reads as the first string.
   const unsigned number = std::max<unsigned>(bios.Byte(fields::bios::kVersion), 1);
   const SmbiosString version = StructureString(bios, number);
-  CopyChars(text->data(), version.data(), text->size() - 1);
+  platform::CopyChars(text->data(), version.data(), text->size() - 1);
   return EFI_SUCCESS;
 }
 
 void FilterIdText(char16_t* text) {
   char16_t* kept = text;
   for (; *text != 0; ++text) {
-    const char16_t upper = ToUpperAscii(*text);
+    const char16_t upper = platform::ToUpperAscii(*text);
     const bool is_letter = upper >= u'A' && upper <= u'Z';
     if (*text == u'.' || format_internal::IsDigit(*text) || is_letter) *kept++ = *text;
   }

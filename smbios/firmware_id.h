@@ -22,7 +22,7 @@ bool VerifyBiosId(Mode mode);
 
 // The version string of the first BIOS structure, unfiltered; EFI_NOT_FOUND,
 // with a message, when the table has no such structure.
-EFI_STATUS FindBiosId(const SmbiosEntryPoint& entry, BiosIdText* text);
+[[nodiscard]] EFI_STATUS FindBiosId(const SmbiosEntryPoint& entry, BiosIdText* text);
 
 // Removes all but full stops, digits and ASCII letters.
 void FilterIdText(char16_t* text);

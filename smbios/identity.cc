@@ -35,8 +35,7 @@ void ShowString(const SmbiosStructure& structure, SmbiosStrings& strings, std::u
                 Format<> bare) {
   const std::uint8_t number = structure.Byte(offset);
   if (number == 0) return report::DebugPrint(kDebugProgress, bare);
-  const char16_t* const value = strings.Numbered(number);
-  report::DebugPrint(kDebugProgress, format, value);
+  report::DebugPrint(kDebugProgress, format, strings.Numbered(number));
 }
 
 // The two structures have the same layout up to here.
@@ -140,10 +139,10 @@ void VerifyString(const IdentityKind& kind, const IdentityField& field, Identity
   if (!ReadParameter(kind, field.key, value) || !ResolveReference(kind, value)) return;
 
   char16_t* const trimmed = identity.strings.Numbered(identity.structure.Byte(field.offset));
-  TrimTrailingSpaces(trimmed);
+  platform::TrimTrailingSpaces(trimmed);
   const char16_t* const expected = value.data();
   const char16_t* const received = trimmed;
-  if (!SameText(expected, received)) {
+  if (!platform::SameText(expected, received)) {
     report::ReportError(ErrorCode::kStringMismatch, kind.mismatch, field.key, expected, received);
   }
 }

@@ -117,10 +117,12 @@ bool ReadDevice(std::uint32_t index, MemoryDevice* device) {
   SmbiosStrings strings;
   CollectStructureStrings(structure, &strings);
   device->index = index;
-  CopyChars(device->device_locator.data(), strings.Numbered(structure.Byte(fields::memory_device::kDeviceLocator)),
-            kSmbiosStringCharacters - 1);
-  CopyChars(device->bank_locator.data(), strings.Numbered(structure.Byte(fields::memory_device::kBankLocator)),
-            kSmbiosStringCharacters - 1);
+  platform::CopyChars(device->device_locator.data(),
+                      strings.Numbered(structure.Byte(fields::memory_device::kDeviceLocator)),
+                      kSmbiosStringCharacters - 1);
+  platform::CopyChars(device->bank_locator.data(),
+                      strings.Numbered(structure.Byte(fields::memory_device::kBankLocator)),
+                      kSmbiosStringCharacters - 1);
   device->size = structure.Word(fields::memory_device::kSize);
   device->speed = structure.Word(fields::memory_device::kSpeed);
   report::DebugPrint(kDebugTrace, "Device Locator: %s Bank Locator: %s\n", device->device_locator.data(),
@@ -171,13 +173,13 @@ bool VerifyDevice(const MemoryDevice& device) {
   if (!ReadExpected(device.index, &expected)) return false;
   report::DebugPrint(kDebugTrace, "Verifying Memory Device %d... \n", device.index);
   const char16_t* const locator = expected.device_locator.data();
-  if (!SameText(locator, device.device_locator.data())) {
+  if (!platform::SameText(locator, device.device_locator.data())) {
     report::ReportError(ErrorCode::kMemoryDeviceMismatch,
                         "\r\nMemory device %d device locator mismatch. Expected: %s Received: %s\r\n", device.index,
                         locator, device.device_locator.data());
     return false;
   }
-  if (!SameText(expected.bank_locator.data(), device.bank_locator.data())) {
+  if (!platform::SameText(expected.bank_locator.data(), device.bank_locator.data())) {
     report::ReportError(ErrorCode::kMemoryDeviceMismatch,
                         "\r\nMemory device %d bank locator mismatch. Expected: %s Received: %s\r\n", device.index,
                         expected.bank_locator.data(), device.bank_locator.data());

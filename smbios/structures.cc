@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/byte_fields.h"
 #include "platform/memory.h"
 #include "report/last_error.h"
 #include "report/report.h"
@@ -57,12 +58,12 @@ struct StringCursor {
 
 std::uint16_t SmbiosStructure::Word(unsigned offset) const {
   if (offset + 2 > Length()) return 0;
-  return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
+  return platform::LittleEndian16(bytes + offset);
 }
 
 std::uint32_t SmbiosStructure::Dword(unsigned offset) const {
   if (offset + 4 > Length()) return 0;
-  return Word(offset) | std::uint32_t{Word(offset + 2)} << 16;
+  return platform::LittleEndian32(bytes + offset);
 }
 
 SmbiosWalk::SmbiosWalk(const SmbiosEntryPoint& of_entry)

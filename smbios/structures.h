@@ -43,12 +43,12 @@ struct SmbiosWalk {
 
 // The index-th structure (from 0, in table order) of a type. On failure gives
 // false, leaves `structure` alone and the reason in the last-error text.
-bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* structure);
+[[nodiscard]] bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* structure);
 
 // The first structure of a type that starts in the table, by another walk: the
 // table ends where its length says, whatever the count of structures. Only what
 // lies before the structure has to end in the table.
-bool FindStructureInLength(const SmbiosEntryPoint& entry, std::uint8_t type, SmbiosStructure* found);
+[[nodiscard]] bool FindStructureInLength(const SmbiosEntryPoint& entry, std::uint8_t type, SmbiosStructure* found);
 
 // Prints the header as debug messages of ordinary progress.
 void ShowStructureHeader(const SmbiosStructure& structure);

@@ -73,7 +73,7 @@ TEST(FindPciDevice, CountsDevicesWithTheseIds) {
 
   bus.library->calls.clear();
   std::uint32_t address;
-  mfgtest::FindPciDevice(kVendor, kDevice, 1, &address);
+  (void)mfgtest::FindPciDevice(kVendor, kDevice, 1, &address);
   EXPECT_EQ(
       bus.Transcript(),
       (Lines{
