@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Host programs: the products' own sources over the simulated machine.
 set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench or plain")
 

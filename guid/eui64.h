@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 32 and 33: the EUI-64 of an IEEE 1394 controller, which the factory's
 // tools leave in a shell variable.
 #pragma once

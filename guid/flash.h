@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The system GUID where the firmware keeps it: behind the manufacturing
 // interface protocol, else in a memory-mapped flash block that the system
 // management flash service erases and writes.

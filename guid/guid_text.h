@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A GUID in its three shapes: text, raw bytes in RFC 4122 network order as
 // SMBIOS and flash hold them, and the little-endian EFI_GUID.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 29 to 31: GUIDs between the firmware and the places where the factory's
 // other tools read them.
 #pragma once

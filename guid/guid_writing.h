@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Test 28: a system GUID into the platform.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/nv_variables.h"
 
 #include "platform/collation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The factory's non-volatile variables, each of which a parameter names.
 #pragma once
 

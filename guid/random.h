@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The small seeded generator of a new GUID's clock sequence.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The system GUID that the platform has, judged.
 #pragma once
 

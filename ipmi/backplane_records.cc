@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/backplane_records.h"
 
 #include "ipmi/device_names.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Test 42: what the backplanes' FRUs hold, shown.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Test 39: a FRU's identity strings, judged.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Requests to devices behind the management controller on the primary IPMB,
 // bridged by Send Message, Get Message Flags and Get Message (IPMI 2.0).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Completion codes in words, for messages.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the FRU devices of a platform are called.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Test 43: the ends of a FRU's areas, judged.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The walk over the type/length fields of a FRU's board or product info area
 // (FRU Information Storage Definition, "Board Info Area Format", "Product Info
 // Area Format" and "Type/Length Byte Format").

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // FRU inventory bytes through Read FRU Data (IPMI Platform Management FRU
 // Information Storage Definition v1.0, IPMI 2.0 "FRU Inventory Device
 // Commands").

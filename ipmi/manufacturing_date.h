@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 34 and 38: the board's FRU holds a manufacturing date no earlier than
 // the one that the line expects.
 #pragma once

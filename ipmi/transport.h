@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The module's gateway to the management controller (IPMI 2.0 commands over the
 // platform's transport protocol). Every exchange is logged with the debug mask
 // of IPMI traffic. A failure leaves its reason in the last-error text, in front

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // One run, from the introduction to EndTest.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Start of the image: binds the shell interface and the test library, runs the
 // selected test, returns to the shell.
 #include "module/dispatcher.h"

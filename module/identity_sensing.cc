@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "module/identity_sensing.h"
 
 #include <span>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The part of Autosense that reads what manufacturing programmed into SMBIOS.
 #pragma once
 

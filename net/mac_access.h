@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The platform's MAC addresses: of its network controllers (UEFI Simple Network
 // Protocol), and of four global variables that hold one as text.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PCI devices, their base addresses and memory-mapped registers, through the
 // firmware's root bridges. The root bridge is looked up at the first access
 // and kept; of several, the last one found serves all accesses.

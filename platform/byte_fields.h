@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Numbers and checksums in the bytes of a firmware table, little-endian.
 #pragma once
 

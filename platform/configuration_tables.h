@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The system table's list of configuration tables (SMBIOS, ACPI and others).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // UCS-2 text formatting, shared by the module and the test library.
 //
 // A conversion is %[0][width][.[-]field][l]c:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The handle database: which handles carry a protocol, and its interface.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // One exchange with the management controller through a protocol of the
 // firmware: the older IPMI transport, or the newer one.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The system GUID that some firmware stores and gives itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Commands for the EFI 1.x shell.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Network controllers (UEFI 2, Simple Network Protocol).
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """End-to-end checks of the images on OVMF: one boot a machine."""
 
 import sys

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Runs one test, or the whole line run, on OVMF for a person to watch.
 
 Exit status: 0 for PASS and nothing else, 1 for FAIL, 2 when there is no verdict

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """What the drive of a station holds: the images, the expected values, the scripts."""
 
 import shutil

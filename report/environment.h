@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Shell environment variables, read through the firmware's variables and set
 // through the shell.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "report/parameters.h"
 
 #include "platform/collation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the line gives a test: its parameters, by name.
 #pragma once
 

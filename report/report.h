@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // How the module speaks: one wrapper for each operation of the test library,
 // with formats that are checked against their arguments by the compiler.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The one thing that a test asks of ACPI: which firmware build its tables name.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/entry_point.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS 2.x entry point (DSP0134, "SMBIOS 2.1 (32-bit) Entry Point").
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Test 37: the system event log, judged.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Where the fields lie that the tests read, by the structure types and field
 // names of the SMBIOS standard (DSP0134).
 #pragma once

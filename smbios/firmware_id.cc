@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/firmware_id.h"
 
 #include <algorithm>

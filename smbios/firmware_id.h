@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 35 and 40: which firmware build is flashed.
 #pragma once
 

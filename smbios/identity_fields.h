@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The identity that manufacturing programs into SMBIOS: each field once, for
 // the tests that check it and for Autosense, which publishes it.
 #pragma once

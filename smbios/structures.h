@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Structures of the SMBIOS table and their strings (DSP0134, "Structure
 // standards"). Nothing is cached and nothing is written: the table is read
 // where the firmware left it.

@@ -1,4 +1,5 @@
 @echo -off
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # The whole line run of one machine: Autosense, every test of the list, the
 # summary. Its last line begins with SUMMARY and ends in PASS, FAIL or ERROR.
 #

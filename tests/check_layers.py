@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Products include downward only, and only platform/ names what firmware offers."""
 import pathlib
 import re

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/end_markers.h"
 
 #include "tests/ipmi/server.h"

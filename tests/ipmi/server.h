@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A server whose management controller holds what server.machine says.
 #pragma once
 

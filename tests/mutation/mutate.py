@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Changes the products by one small fault at a time and asks the host tests.
 
     mutate.py BUILD [--sample N] [--seed N] [--only RESULTS] [FOLDER|FILE...]
