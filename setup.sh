@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
 #   setup.sh efi | run | test | coverage | bench | lint | fuzz | all
 set -eu

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Measures the products: bench.py [FIGURE]..., all figures without one. Results go to build/bench/FIGURE.json.
 
 What it measures is built by `make bench`, which takes the figures' names too: make bench FIGURES="identity sizes".

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Instruction counts by valgrind's callgrind: of the products in the host program, and of dmidecode."""
 
 import os

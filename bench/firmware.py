@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The work of each test on OVMF, in instructions of the guest, with the mandated waits counted apart.
 
 QEMU's icount mode lets the guest's clocks, the time stamp counter among them, advance by a fixed time for every

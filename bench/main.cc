@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Runs the module on the reference server for an instruction counter, which
 // counts what happens inside of Measured and gives one part a call. A line of
 // output names each part, in the order of the calls:

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """What the images are made of: sections of the .efi, and the linked symbols by object file."""
 
 import re

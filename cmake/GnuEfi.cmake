@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # gnu-efi from the Debian package of that name.
 find_path(GNU_EFI_INCLUDE efi.h PATHS /usr/include/efi NO_DEFAULT_PATH)
 find_file(GNU_EFI_CRT0 crt0-efi-x86_64.o PATHS /usr/lib /usr/lib/gnuefi NO_DEFAULT_PATH)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Host programs: the products' own sources over the simulated machine.
 set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench or plain")
 
@@ -130,7 +131,7 @@ function(add_host_tests name)
   endif()
 endfunction()
 
-add_host_tests(module_tests simulation platform module smbios scenarios)
+add_host_tests(module_tests simulation platform report module smbios scenarios)
 add_host_tests(guid_tests guid net pci)
 add_host_tests(testlib_tests testlib)
 add_host_tests(ipmi_tests ipmi)
@@ -143,6 +144,9 @@ endforeach()
 foreach(tests fault_tests start_tests)
   target_link_libraries(${tests} PRIVATE host_start)
 endforeach()
+
+add_test(NAME Layers.IncludeDownwardAndOnlyPlatformCallsFirmware
+  COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/check_layers.py)
 
 find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
 add_test(NAME FruImages.AreReadByIpmitool

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # UEFI images: position-independent ELF objects, linked by gnu-efi's start code
 # and converted to PE32+.
 set(IMAGE_COMPILE_OPTIONS

@@ -1,6 +1,8 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # The sources of each product, named once for images and host programs.
 file(GLOB MODULE_SOURCES CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/module/*.cc
+  ${CMAKE_SOURCE_DIR}/report/*.cc
   ${CMAKE_SOURCE_DIR}/smbios/*.cc
   ${CMAKE_SOURCE_DIR}/ipmi/*.cc
   ${CMAKE_SOURCE_DIR}/pci/*.cc

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The ACPI root pointer, the table behind it and their checksums.
 #include <numeric>
 

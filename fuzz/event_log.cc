@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The system event log: the structure that describes it, and its records.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the FRU devices hold, and what their controller answers.
 #include "fuzz/hostile_controller.h"
 #include "fuzz/targets.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Fuzzes the targets one after the other with libFuzzer: fuzz.py [--seconds=N] [TARGET]
 
 New inputs stay in build/fuzz/corpus. An input that fails a run ends everything.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A management controller that tells the truth but for some of its answers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The bytes of one fuzz input, taken from the front. Behind their end there are
 // zeros, so every input is complete.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Frames from the controllers behind the IPMB, and the bridge that brings them.
 #include "fuzz/hostile_controller.h"
 #include "fuzz/targets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The KCS interface of a management controller: status and data bytes, as the
 // driver sees them under the module's IPMI tests.
 #include "fuzz/targets.h"

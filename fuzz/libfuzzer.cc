@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // All targets for libFuzzer. The environment variable TARGET names the one to
 // fuzz.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS table behind a 64-bit entry point and the XSDT, as smbios_entry.efi
 // bridges them, and the module's runs on what it made of them.
 #include "fuzz/targets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the operator gives: parameter files and the command line, taken by the
 // real test library on a modern shell.
 #include "fuzz/targets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PCI configuration space, and memory-mapped space behind the BARs.
 #include "fuzz/targets.h"
 #include "fuzz/whole_run.h"

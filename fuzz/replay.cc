@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The corpus of one target without a fuzzing engine, and then changes of it at
 // random for a while: fuzz_targets TARGET FOLDER [SECONDS]. A file instead of a
 // folder is run alone.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS table and its entry point.
 #include "drivers/ipmi_kcs/discovery.h"
 #include "fuzz/targets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The fuzz targets, one for each source of bytes that nobody vouches for. The
 // first bytes of an input choose the test, its parameters and its ways; the rest
 // is what the source holds.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's variable store: names, sizes, data, and what it answers.
 #include "fuzz/targets.h"
 #include "fuzz/whole_run.h"

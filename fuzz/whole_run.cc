@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "fuzz/whole_run.h"
 
 #include "simulation/fault.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Whole runs of the module on the reference server, and what is judged after
 // each of them, whatever a device held.
 #pragma once

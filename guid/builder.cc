@@ -1,12 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/builder.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "guid/random.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "net/mac_access.h"
 #include "platform/real_time_clock.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -60,6 +62,7 @@ bool SetClockSequence(EFI_GUID* guid) {
   return true;
 }
 
+// Kept: both messages name GetMacAddr.
 bool FindNode(MacAddress* mac) {
   if (ReadNicMacVariable(mac)) return true;
   report::DebugPrint(kDebugProgress, "BuildGuid()::Failed to GetMacAddr()\r\n");
@@ -78,8 +81,7 @@ bool BuildGuid(RawGuid* raw) {
   if (!SetClockSequence(&guid)) return false;
   MacAddress mac{};
   if (!FindNode(&mac)) return false;
-  static_assert(sizeof guid == sizeof *raw);
-  __builtin_memcpy(raw->data(), &guid, sizeof guid);
+  *raw = std::bit_cast<RawGuid>(guid);
   std::ranges::copy(mac, raw->begin() + kNode);
   RawToEfiOrder(*raw);
   const EFI_GUID swapped = AsEfiGuid(*raw);

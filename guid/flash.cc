@@ -1,13 +1,15 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/flash.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "module/last_error.h"
-#include "module/report.h"
 #include "pci/access.h"
 #include "platform/handles.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -29,6 +31,8 @@ struct FlashRequest {
 
   // Hands the request over and gives the status as it then reads.
   std::uint64_t Submit(std::size_t status_offset) const {
+    // Kept: the request is handed over by looking the root bridges up: the flash
+    // service works while firmware searches for them.
     initEfiProtocols(nullptr);
     std::uint64_t status;
     std::memcpy(&status, Bytes() + status_offset, sizeof status);
@@ -48,7 +52,7 @@ bool ReadThroughInterface(EFI_HANDLE handle, RawGuid* guid) {
     return false;
   }
   report::DebugPrint(kDebugProgress, "Mfg Interface retrieved successfully.\r\n");
-  status = interface->ReadGuid(interface, 0, guid->data(), nullptr);
+  status = platform::ReadStoredGuid(interface, *guid);
   if (EFI_ERROR(status)) {
     SetLastError("Error in Reading Sysid. Code: 0x%X", static_cast<std::uint32_t>(status));
     return false;
@@ -59,24 +63,13 @@ bool ReadThroughInterface(EFI_HANDLE handle, RawGuid* guid) {
   return true;
 }
 
-// A parameter of the flash's place, reported under a name that need not be the
-// one it is read by.
-bool ReadPlaceParameter(const char16_t* name, const char16_t* reported_name, bool probe, std::uint32_t* value) {
-  if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
-  SetLastError("Failed to get param: %s", reported_name);
-  if (!probe) {
-    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", reported_name);
-  }
-  return false;
-}
-
-bool ReadFromMemory(RawGuid* guid, bool probe) {
+bool ReadFromMemory(RawGuid* guid, Mode mode) {
   report::DebugPrint(kDebugProgress, "MfgMode not installed - reading FLASH directly\r\n");
   std::uint32_t address = 0;
   std::uint32_t offset = 0;
-  if (!ReadPlaceParameter(u"FlashAddress", u"FlashAddress", probe, &address)) return false;
+  if (!RequireNumber(u"FlashAddress", &address, mode)) return false;
   // Kept: the offset that is read here has another name than the one reported.
-  if (!ReadPlaceParameter(u"GuidOffsetFlash", u"GuidOffsetInFlash", probe, &offset)) return false;
+  if (!ReadNumber(u"GuidOffsetFlash", &offset)) return FailOnParameter(u"GuidOffsetInFlash", mode);
   const std::uint32_t place = address + offset;
   report::DebugPrint(kDebugProgress, "Reading GUID from flash at %08.8x\r\n", place);
   std::copy_n(platform::PhysicalMemory(place), guid->size(), guid->data());
@@ -95,10 +88,10 @@ ManufacturingInterface* FindManufacturingInterface() {
   return EFI_ERROR(opened) ? nullptr : interface;
 }
 
-bool ReadGuidFromFlash(RawGuid* guid, bool probe) {
+bool ReadGuidFromFlash(RawGuid* guid, Mode mode) {
   platform::HandleList providers;
   const EFI_STATUS status = platform::LocateAllHandles(kManufacturingInterfaceProtocolGuid, &providers);
-  if (EFI_ERROR(status)) return ReadFromMemory(guid, probe);
+  if (EFI_ERROR(status)) return ReadFromMemory(guid, mode);
   if (providers.handles.empty()) {
     SetLastError("Error in getting manufacturing mode handles....\n");
     return false;
@@ -120,10 +113,6 @@ std::uint64_t SmiWriteBlock(std::uint32_t address, const void* source, std::uint
   request.Put(kWriteLength, static_cast<std::uint32_t>(length));
   request.Put(kWriteSource, static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(source)));
   return request.Submit(kWriteStatus);
-}
-
-bool RequireFlashParameter(const char16_t* name, std::uint32_t* value) {
-  return ReadPlaceParameter(name, name, false, value);
 }
 
 }  // namespace mfgtest

@@ -1,12 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/guid_text.h"
 
-#include <cstring>
+#include <algorithm>
+#include <bit>
 #include <string_view>
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/numbers.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -18,10 +20,9 @@ using TraceFormat = CheckedFormat<const char16_t*, std::uint64_t>;
 // Converts `digits` characters from a position of the text.
 std::uint64_t ConvertGroup(const char16_t* text, std::size_t digits, std::uint64_t mask, TraceFormat trace) {
   char16_t group[10];
-  CopyChars(group, text, digits);
+  platform::CopyChars(group, text, digits);
   const std::uint64_t value = platform::HexadecimalNumber(group) & mask;
-  const char16_t* const shown = group;
-  report::DebugPrint(kDebugProgress, trace, shown, value);
+  report::DebugPrint(kDebugProgress, trace, group, value);
   return value;
 }
 
@@ -71,13 +72,13 @@ void RawToEfiOrder(std::span<std::uint8_t, kGuidBytes> bytes) {
   SwapBytes32(&guid.Data1);
   SwapBytes16(&guid.Data2);
   SwapBytes16(&guid.Data3);
-  std::memcpy(bytes.data(), &guid, sizeof guid);
+  std::ranges::copy(std::bit_cast<RawGuid>(guid), bytes.begin());
 }
 
 EFI_GUID AsEfiGuid(std::span<const std::uint8_t, kGuidBytes> bytes) {
-  EFI_GUID guid;
-  std::memcpy(&guid, bytes.data(), sizeof guid);
-  return guid;
+  RawGuid raw;
+  std::ranges::copy(bytes, raw.begin());
+  return std::bit_cast<EFI_GUID>(raw);
 }
 
 GuidText RawGuidText(std::span<const std::uint8_t, kGuidBytes> b) {

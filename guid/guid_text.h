@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A GUID in its three shapes: text, raw bytes in RFC 4122 network order as
 // SMBIOS and flash hold them, and the little-endian EFI_GUID.
 #pragma once
@@ -16,9 +17,9 @@ using GuidText = std::array<char16_t, 128>;
 
 // Parses 36 characters, eight, four, four, four and twelve digits apart by one
 // character each. A group ends silently at the first character that is no
-// digit. Gives false, with `guid` as it was and the reason in the last-error
+// digit. Returns false, with `guid` as it was and the reason in the last-error
 // text, for any other length.
-bool StrToGuid(const char16_t* text, EFI_GUID* guid);
+[[nodiscard]] bool StrToGuid(const char16_t* text, EFI_GUID* guid);
 
 // In place.
 void SwapBytes16(std::uint16_t* value);

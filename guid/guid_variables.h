@@ -1,6 +1,9 @@
-// Tests 29 to 33: GUIDs between the firmware and the places where the factory's
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// Tests 29 to 31: GUIDs between the firmware and the places where the factory's
 // other tools read them.
 #pragma once
+
+#include "report/mode.h"
 
 namespace mfgtest {
 
@@ -11,13 +14,6 @@ void CopyGuidToEnvironment();
 bool DumpFlashGuid();
 
 // Test 31: a new system GUID into the NV variable `MfgSystemUuid`.
-bool WriteMfgSystemUuid(bool probe);
-
-// Test 32: the EUI-64 of a shell variable into the NV variable `Mfg1394Uuid`.
-bool WriteMfg1394Uuid(bool probe);
-
-// Test 33: the EUI-64 in a 1394 controller's registers (1394 OHCI, GUID_Hi and
-// GUID_Lo) is the one in the shell variable.
-bool Verify1394Uuid(bool probe);
+bool WriteMfgSystemUuid(Mode mode);
 
 }  // namespace mfgtest

@@ -1,20 +1,22 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/guid_writing.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 
 #include "guid/builder.h"
 #include "guid/flash.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "platform/collation.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr UINTN kChoiceLength = 64;
-constexpr UINTN kGuidTextLength = 128;
+constexpr std::size_t kChoiceBytes = 64;
+constexpr std::size_t kGuidTextBytes = 128;
 
 // One byte more than a block and the worst alignment of the pool take.
 constexpr std::size_t kCopyBytes = kFlashBlockBytes + 16;
@@ -25,16 +27,16 @@ void ShowBytes(const std::uint8_t* bytes) {
 }
 
 bool GuidIsSpecified() {
-  std::array<char16_t, kChoiceLength + 1> choice{};
-  return TestLib->GetParamString(u"SPECIFY_A_GUID", choice.data(), kChoiceLength) == kTestLibrarySuccess &&
+  std::array<char16_t, kChoiceBytes + 1> choice{};
+  return ReadText(u"SPECIFY_A_GUID", choice.data(), kChoiceBytes) == ParameterResult::kRead &&
          platform::EqualIgnoringCase(choice.data(), u"YES");
 }
 
 // Kept: a given GUID is written as an EFI_GUID lies in memory, while a built one
 // is in network order.
 bool TakeSpecifiedGuid(RawGuid* guid) {
-  std::array<char16_t, kGuidTextLength + 1> text{};
-  if (TestLib->GetParamString(u"GUID_TO_WRITE", text.data(), kGuidTextLength) != kTestLibrarySuccess) {
+  std::array<char16_t, kGuidTextBytes + 1> text{};
+  if (ReadText(u"GUID_TO_WRITE", text.data(), kGuidTextBytes) != ParameterResult::kRead) {
     report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: GUID_TO_WRITE\r\n");
     return false;
   }
@@ -45,7 +47,7 @@ bool TakeSpecifiedGuid(RawGuid* guid) {
                         LastError());
     return false;
   }
-  std::memcpy(guid->data(), &parsed, sizeof parsed);
+  *guid = std::bit_cast<RawGuid>(parsed);
   return true;
 }
 
@@ -56,12 +58,12 @@ bool BuildNewGuid(RawGuid* guid) {
   return false;
 }
 
-// Gives false when the write failed. Kept: the test counts a successful one as
+// Returns false when the write failed. Kept: the test counts a successful one as
 // failed all the same.
 bool WriteThroughInterface(ManufacturingInterface* interface, RawGuid& guid) {
   report::DebugPrint(kDebugProgress, "MfgInterface Protocol detected.\r\n");
   report::DisplayPrint("Writing GUID. Please wait...\r\n");
-  const EFI_STATUS status = interface->WriteGuid(interface, 0, guid.data(), nullptr);
+  const EFI_STATUS status = platform::WriteStoredGuid(interface, guid);
   if (!EFI_ERROR(status)) return true;
   report::ReportError(ErrorCode::kGuidWriteFailed, "\r\nError in Writing efiGuid.Status=%d\r\n",
                       static_cast<std::uint32_t>(status));
@@ -77,8 +79,8 @@ struct FlashPlace {
 };
 
 bool FindPlace(FlashPlace* place) {
-  if (!RequireFlashParameter(u"FlashAddress", &place->block)) return false;
-  if (!RequireFlashParameter(u"GuidOffsetInFlash", &place->offset)) return false;
+  if (!RequireNumber(u"FlashAddress", &place->block)) return false;
+  if (!RequireNumber(u"GuidOffsetInFlash", &place->offset)) return false;
   if (place->offset <= kFlashBlockBytes - kGuidBytes) return true;
   report::ReportError(ErrorCode::kParameterUnreadable, "\r\nGuidOffsetInFlash 0x%x is outside of the flash block.\r\n",
                       place->offset);

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/random.h"
 
-#include "module/report.h"
 #include "platform/real_time_clock.h"
+#include "report/parameters.h"
 
 namespace mfgtest {
 namespace {
@@ -19,7 +20,7 @@ std::uint32_t NextHalf() {
 
 EFI_STATUS RandomSeed() {
   std::uint32_t value = 0;
-  if (TestLib->GetParamNumber(u"RandomSeed", &value) == kTestLibrarySuccess) {
+  if (ReadNumber(u"RandomSeed", &value)) {
     SetSeed(value);
     return EFI_SUCCESS;
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The small seeded generator of a new GUID's clock sequence.
 #pragma once
 
@@ -7,7 +8,7 @@ namespace mfgtest {
 
 // Seeds the generator from the parameter `RandomSeed`, else from the clock; fails
 // when that cannot be read.
-EFI_STATUS RandomSeed();
+[[nodiscard]] EFI_STATUS RandomSeed();
 
 void SetSeed(std::uint32_t value);
 std::uint32_t Random32();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/system_guid.h"
 
 #include <algorithm>
@@ -6,18 +7,19 @@
 
 #include "guid/flash.h"
 #include "guid/guid_text.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/collation.h"
 #include "platform/memory.h"
-#include "smbios/structures.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
+#include "smbios/fields.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr UINTN kMethodLength = 64;
-using Method = std::array<char16_t, kMethodLength + 1>;
+constexpr std::size_t kMethodBytes = 64;
+using Method = std::array<char16_t, kMethodBytes + 1>;
 
 constexpr std::uint32_t kRequiredVersion = 1;
 // Of the high field of the time stamp: 1997-07-19 to 2018-12-15.
@@ -26,7 +28,6 @@ constexpr std::uint32_t kTimeHighMost = 0x1E8;
 constexpr std::uint8_t kVariantMask = 0xC0;
 constexpr std::uint8_t kRequiredVariant = 0x80;
 
-constexpr unsigned kUuid = 0x08;
 constexpr std::size_t kVariantByte = 8;
 constexpr std::size_t kNode = 10;
 constexpr std::size_t kOuiBytes = 3;
@@ -37,7 +38,7 @@ using GuidSpan = std::span<std::uint8_t, kGuidBytes>;
 
 // What the checks share. Only a normal run reports failures.
 struct GuidTest {
-  bool autosense;
+  Mode mode;
   Method method{};
   GuidText text{};
 
@@ -48,7 +49,7 @@ struct GuidTest {
 // A failed check. For Autosense the message becomes the reason that it quotes.
 template <class... Args>
 bool Fail(const GuidTest& test, ErrorCode code, Format<Args...> format, const Args&... arguments) {
-  if (test.autosense) {
+  if (test.mode == Mode::kProbe) {
     SetLastError(format, arguments...);
   } else {
     report::ReportError(code, format, arguments...);
@@ -58,15 +59,15 @@ bool Fail(const GuidTest& test, ErrorCode code, Format<Args...> format, const Ar
 
 // A failed read, whose reason is in the last-error text already.
 bool FailRead(const GuidTest& test, ErrorCode code, CheckedFormat<const char16_t*> format) {
-  if (!test.autosense) report::ReportError(code, format, LastError());
+  if (test.mode == Mode::kTest) report::ReportError(code, format, LastError());
   return false;
 }
 
 bool ReadMethod(GuidTest& test) {
-  if (TestLib->GetParamString(u"READ_GUID_METHOD", test.method.data(), kMethodLength) != kTestLibrarySuccess) {
+  if (ReadText(u"READ_GUID_METHOD", test.method.data(), kMethodBytes) != ParameterResult::kRead) {
     return Fail(test, ErrorCode::kParameterUnreadable, "Failed to get param:READ_GUID_METHOD\r\n");
   }
-  if (test.autosense) {
+  if (test.mode == Mode::kProbe) {
     report::LogMessage("Autosense():: Verifying GUID from %s\r\n", test.MethodName());
   } else {
     report::DisplayPrint("Verifying GUID from %s\r\n", test.MethodName());
@@ -77,17 +78,17 @@ bool ReadMethod(GuidTest& test) {
 bool ReadGuid(const GuidTest& test, GuidSpan guid) {
   if (platform::EqualIgnoringCase(test.MethodName(), u"FLASH")) {
     RawGuid stored{};
-    if (!ReadGuidFromFlash(&stored, test.autosense)) {
+    if (!ReadGuidFromFlash(&stored, test.mode)) {
       return FailRead(test, ErrorCode::kFlashReadFailed, "Failed to read GUID from the Flash.\r\n%s\r\n");
     }
     std::ranges::copy(stored, guid.begin());
     return true;
   }
   SmbiosStructure system;
-  if (!GetSmbiosStructure(1, 0, &system)) {
+  if (!GetSmbiosStructure(fields::system::kType, 0, &system)) {
     return FailRead(test, ErrorCode::kSmbiosStructureMissing, "Failed to get SMBIOS System Structure.\r\n%s\r\n");
   }
-  for (unsigned i = 0; i < kGuidBytes; ++i) guid[i] = system.Byte(kUuid + i);
+  std::ranges::copy(SystemUuid(system), guid.begin());
   return true;
 }
 
@@ -159,9 +160,9 @@ bool IsAcceptedPlace(const std::uint8_t* node) {
 
 bool FailNode(const GuidTest& test, const MacAddress& received, bool full_mac) {
   // The comparison has left a reason with more detail.
-  if (test.autosense) return false;
+  if (test.mode == Mode::kProbe) return false;
   std::array<char16_t, 2 * 6 + 2> digits;
-  const char16_t* const expected = CopyChars(digits.data(), test.Text() + kNodeDigits, full_mac ? 12 : 6);
+  const char16_t* const expected = platform::CopyChars(digits.data(), test.Text() + kNodeDigits, full_mac ? 12 : 6);
   std::uint64_t value = 0;
   for (const std::uint8_t byte : received) value = value << 8 | byte;
   if (full_mac) {
@@ -219,13 +220,12 @@ bool CompareWithList(const std::uint8_t* node, MacAddress* received) {
   for (std::uint32_t n = 0;; ++n) {
     std::array<char16_t, 20> name;
     FormatText(name, "MACADDR%02d", n);
-    const char16_t* const shown = name.data();
     std::uint32_t oui = 0;
-    if (TestLib->GetParamNumber(shown, &oui) != kTestLibrarySuccess) {
+    if (!ReadNumber(name.data(), &oui)) {
       SetLastError("The GUID's OUI is none of the %d in the list.", n);
       return false;
     }
-    report::DebugPrint(kDebugProgress, "%s - %06.6x\r\n", shown, oui);
+    report::DebugPrint(kDebugProgress, "%s - %06.6x\r\n", name.data(), oui);
     for (std::size_t i = 0; i < kOuiBytes; ++i) (*received)[i] = static_cast<std::uint8_t>(oui >> (16 - 8 * i));
     if (std::equal(node, node + kOuiBytes, received->begin())) return true;
   }
@@ -240,8 +240,8 @@ bool HasPlausibleOui(const std::uint8_t* node) {
 
 }  // namespace
 
-bool VerifyGuid(bool autosense) {
-  GuidTest test{.autosense = autosense};
+bool VerifyGuid(Mode mode) {
+  GuidTest test{.mode = mode};
   platform::PoolBuffer buffer = platform::AllocatePool(kGuidBytes);
   if (buffer.data == nullptr) {
     return Fail(test, ErrorCode::kOutOfMemory, "Failed to allocate memory for the GUID\r\n");
@@ -258,7 +258,7 @@ bool VerifyGuid(bool autosense) {
 
 bool VerifyTarvoMacAddr(const std::uint8_t* node, MacAddress* received, std::uint8_t* full_mac) {
   Method method{};
-  if (TestLib->GetParamString(u"VERIFY_MACADDR_AGAINST", method.data(), kMethodLength) != kTestLibrarySuccess) {
+  if (ReadText(u"VERIFY_MACADDR_AGAINST", method.data(), kMethodBytes) != ParameterResult::kRead) {
     SetLastError("Failed to get param:VERIFY_MACADDR_AGAINST\r\n");
     return false;
   }

@@ -1,16 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/backplane_records.h"
 
 #include "ipmi/device_names.h"
 #include "ipmi/field_walk.h"
-#include "module/last_error.h"
-#include "module/report.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
-
-constexpr std::uint8_t kFirstBackplane = 5;
-constexpr std::uint8_t kLastBackplane = 7;
-constexpr std::uint32_t kTries = 3;
 
 struct BoardField {
   FruField field;
@@ -26,29 +23,13 @@ constexpr BoardField kBoardFields[] = {
     {kPartNumberField, {10, 10}, "%s Part Number: %s\n", &FruTexts::part_number},
 };
 
-enum class TryResult { kComplete, kNextTry, kFailed };
-
-constexpr bool IsLastTry(std::uint32_t attempt) { return attempt == kTries - 1; }
-
 // Whether the backplane answers at all.
 bool Ping(const FruDevice& device, FruBuffer* buffer) {
-  for (std::uint32_t attempt = 0; attempt < kTries; ++attempt) {
+  for (std::uint32_t attempt = 0; attempt < kFruTries; ++attempt) {
     report::DebugPrint(kDebugProgress, " retry %d to ping FRUID %02x \n", attempt, device.id);
     if (ReadAreaOffset(device, AreaKindOf(device.id), buffer)) return true;
   }
   return false;
-}
-
-// A field that could not be read: the next try may bring it, the last one
-// reports.
-TryResult FailField(FieldResult result, std::uint8_t completion_code, bool last) {
-  if (result == FieldResult::kWrongLength || !last) return TryResult::kNextTry;
-  if (result == FieldResult::kCompletionCode) {
-    report::ReportError(ErrorCode::kFruReadFailed, "Completion code error %02x.\n", completion_code);
-  } else {
-    report::ReportError(ErrorCode::kFruReadFailed, "IPMI read FRU error.\n");
-  }
-  return TryResult::kFailed;
 }
 
 TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
@@ -56,9 +37,8 @@ TryResult ReadFields(FieldWalk walk, bool last, FruTexts& texts) {
   for (const BoardField& field : kBoardFields) {
     FruText& text = texts.*field.text;
     const FieldResult result = ReadFruField(walk, field.field, field.rule, text);
-    if (result != FieldResult::kRead) return FailField(result, walk.buffer->completion_code, last);
-    const char16_t* const shown = text.data();
-    report::DebugPrint(kDebugProgress, field.shown, name, shown);
+    if (result != FieldResult::kRead) return FailField(result, walk.buffer->completion_code, last, Mode::kTest);
+    report::DebugPrint(kDebugProgress, field.shown, name, text.data());
   }
   return TryResult::kComplete;
 }
@@ -78,7 +58,7 @@ TryResult ReadOnce(const FruDevice& device, std::uint32_t attempt, FruBuffer* bu
   return ReadFields({device, OnReadFailure::kStop, buffer, offset}, last, texts);
 }
 
-// Gives false when the test ends here.
+// Returns false when the test ends here.
 bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
   const FruDevice device{.id = id, .route = FruRoute::kBmc, .report = FruReport::kToLastError};
   report::DisplayPrint(".");
@@ -91,16 +71,10 @@ bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
   }
 
   FruTexts texts;
-  TryResult result = TryResult::kNextTry;
-  for (std::uint32_t attempt = 0; attempt < kTries && result == TryResult::kNextTry; ++attempt) {
-    result = ReadOnce(device, attempt, buffer, texts);
-  }
+  const TryResult result =
+      TryThreeTimes([&](std::uint32_t attempt) { return ReadOnce(device, attempt, buffer, texts); });
   if (result == TryResult::kFailed) return false;
-  // Kept: the product name is shown but not published.
-  const char16_t* const name = FruDeviceName(id);
-  PublishFruRecord(name, u" Manufacture", texts.manufacturer);
-  PublishFruRecord(name, u" Serial Number", texts.serial_number);
-  PublishFruRecord(name, u" Part Number", texts.part_number);
+  PublishFruIdentity(FruDeviceName(id), texts);
   return true;
 }
 
@@ -108,7 +82,7 @@ bool ReadBackplane(std::uint8_t id, FruBuffer* buffer) {
 
 bool ReadBackplaneFruRecords() {
   // Without a transport the first ping fails and says so.
-  IsIpmiAvailable();
+  (void)IsIpmiAvailable();
   FruBuffer buffer;
   for (std::uint8_t id = kFirstBackplane; id <= kLastBackplane; ++id) {
     if (!ReadBackplane(id, &buffer)) return false;

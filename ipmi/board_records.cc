@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/board_records.h"
 
 #include <span>
 
 #include "ipmi/device_names.h"
 #include "ipmi/field_walk.h"
-#include "module/report.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -34,17 +35,15 @@ constexpr ShownField kProductFields[] = {
     {kPartNumberField, "%s Serial Number: %s\n\n", &FruTexts::serial_number},
 };
 
-constexpr bool IsBackplane(std::uint8_t id) { return id >= 5 && id <= 7; }
-
 void ShowFields(FieldWalk walk, FruAreaKind kind, FruTexts& texts) {
   const char16_t* const name = FruDeviceName(walk.device.id);
   const std::span<const ShownField> fields =
       kind.is_product ? std::span<const ShownField>(kProductFields) : kBoardFields;
   for (const ShownField& field : fields) {
     FruText& text = texts.*field.text;
-    ReadFruField(walk, field.field, kAnyLength, text);
-    const char16_t* const shown = text.data();
-    report::DebugPrint(kDebugProgress, field.shown, name, shown);
+    // A walk that goes on after failed reads has always read.
+    (void)ReadFruField(walk, field.field, kAnyLength, text);
+    report::DebugPrint(kDebugProgress, field.shown, name, text.data());
   }
 }
 
@@ -62,17 +61,14 @@ void ReadDevice(std::uint8_t id, FruBuffer* buffer) {
 
   FruTexts texts;
   ShowFields({device, OnReadFailure::kGoOn, buffer, offset}, kind, texts);
-  const char16_t* const name = FruDeviceName(id);
-  PublishFruRecord(name, u" Manufacture", texts.manufacturer);
-  PublishFruRecord(name, u" Serial Number", texts.serial_number);
-  PublishFruRecord(name, u" Part Number", texts.part_number);
+  PublishFruIdentity(FruDeviceName(id), texts);
 }
 
 }  // namespace
 
 bool ReadFruBoardRecords() {
   // Without a transport every device is skipped.
-  IsIpmiAvailable();
+  (void)IsIpmiAvailable();
   FruBuffer buffer;
   for (std::uint8_t id = kFirstDevice; id <= kLastDevice; ++id) {
     report::DisplayPrint(".");

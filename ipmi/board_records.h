@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// Test 41: what the controller's FRUs hold, shown.
 #pragma once
 
 namespace mfgtest {

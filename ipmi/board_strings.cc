@@ -1,21 +1,20 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/board_strings.h"
 
 #include <span>
 
 #include "ipmi/device_names.h"
 #include "ipmi/field_walk.h"
-#include "module/environment.h"
-#include "module/last_error.h"
-#include "module/parameters.h"
-#include "module/report.h"
-#include "module/text.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr std::uint32_t kTries = 3;
 // What the library is told of the buffer of an expected string.
-constexpr UINTN kExpectedLength = 70;
+constexpr std::size_t kExpectedBytes = 70;
 
 // How a field is shown once it is read.
 enum class Showing {
@@ -63,33 +62,27 @@ constexpr StringField kProductFields[] = {
 
 // Everything of one run of the test.
 struct BoardTest {
-  bool probe;
+  Mode mode;
   FruNames names = FruNames::kStandard;
   FruDevice device{};
   FruBuffer buffer{};
   FruTexts texts{};
 
-  FruReport Report() const { return probe ? FruReport::kToLastError : FruReport::kToLibrary; }
+  FruReport Report() const { return mode == Mode::kProbe ? FruReport::kToLastError : FruReport::kToLibrary; }
 };
 
-bool RequireNumber(bool probe, const char16_t* name, std::uint32_t* value) {
-  if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
-  if (probe) {
-    SetLastError("Failed to get param: %s", name);
-  } else {
-    report::ReportError(ErrorCode::kParameterUnreadable, "Failed to get param: %s\r\n", name);
-  }
-  return false;
+bool RequireDeviceNumber(Mode mode, const char16_t* name, std::uint32_t* value) {
+  return RequireNumber(name, value, mode, "Failed to get param: %s\r\n");
 }
 
 bool ChooseDevice(BoardTest& test) {
   std::uint32_t id = 0;
   std::uint32_t route = 0;
-  if (!RequireNumber(test.probe, u"SYS_BD_FRU_ID", &id)) return false;
-  if (!RequireNumber(test.probe, u"HSBP", &route)) return false;
-  // Read as the line gives it, but the device's kind decides.
+  if (!RequireDeviceNumber(test.mode, u"SYS_BD_FRU_ID", &id)) return false;
+  if (!RequireDeviceNumber(test.mode, u"HSBP", &route)) return false;
+  // Kept: read as the line gives it, but the device's kind decides.
   std::uint32_t board_area_offset = 0;
-  TestLib->GetParamNumber(u"BOARD_AREA_OFFSET", &board_area_offset);
+  (void)ReadNumber(u"BOARD_AREA_OFFSET", &board_area_offset);
   test.device = {.id = route == 0 ? static_cast<std::uint8_t>(id) : std::uint8_t{0},
                  .route = FruRouteOf(route),
                  .report = test.Report()};
@@ -102,30 +95,12 @@ void ShowField(const BoardTest& test, const StringField& field) {
   const char16_t* const text = (test.texts.*field.text).data();
   if (field.showing != Showing::kShown) report::DebugPrint(kDebugProgress, field.line, name, text);
   if (field.showing == Showing::kTracedOnly) return;
-  if (!test.probe) return report::DisplayPrint(field.line, name, text);
+  if (test.mode == Mode::kTest) return report::DisplayPrint(field.line, name, text);
   report::LogMessage(test.names == FruNames::kSecondTable ? field.second_table_probe_line : field.line, name, text);
 }
 
-enum class TryResult { kComplete, kNextTry, kFailed };
-
-TryResult FailField(const BoardTest& test, FieldResult result, bool last) {
-  if (!last) return TryResult::kNextTry;
-  const std::uint8_t code = test.buffer.completion_code;
-  if (result == FieldResult::kCompletionCode) {
-    if (test.probe) {
-      SetLastError("Completion code error %02x", code);
-    } else {
-      report::ReportError(ErrorCode::kFruReadFailed, "Completion code error %02x.\n", code);
-    }
-  } else if (!test.probe) {
-    // The read itself has left a probe's reason.
-    report::ReportError(ErrorCode::kFruReadFailed, "IPMI read FRU error.\n");
-  }
-  return TryResult::kFailed;
-}
-
 TryResult FailOnUnprogrammedArea(const BoardTest& test) {
-  if (test.probe) {
+  if (test.mode == Mode::kProbe) {
     SetLastError("Board area information is not programmed in FRU");
   } else {
     report::ReportError(ErrorCode::kBoardAreaNotProgrammed, "Board area information is not programmed in FRU.\n");
@@ -134,11 +109,11 @@ TryResult FailOnUnprogrammedArea(const BoardTest& test) {
 }
 
 TryResult ReadOnce(BoardTest& test, std::uint32_t attempt) {
-  const bool last = attempt == kTries - 1;
+  const bool last = IsLastTry(attempt);
   const FruAreaKind kind = AreaKindOf(test.device.id);
   report::DebugPrint(kDebugProgress, " retry %d \n", attempt);
   // Kept: a normal run goes on after a failed read of the area's offset.
-  if (!ReadAreaOffset(test.device, kind, &test.buffer) && test.probe) {
+  if (!ReadAreaOffset(test.device, kind, &test.buffer) && test.mode == Mode::kProbe) {
     return last ? TryResult::kFailed : TryResult::kNextTry;
   }
   const std::uint8_t area = test.buffer.Byte();
@@ -152,18 +127,14 @@ TryResult ReadOnce(BoardTest& test, std::uint32_t attempt) {
       kind.is_product ? std::span<const StringField>(kProductFields) : kBoardFields;
   for (const StringField& field : fields) {
     const FieldResult result = ReadFruField(walk, field.field, kAnyLength, test.texts.*field.text);
-    if (result != FieldResult::kRead) return FailField(test, result, last);
+    if (result != FieldResult::kRead) return FailField(result, test.buffer.completion_code, last, test.mode);
     ShowField(test, field);
   }
   return TryResult::kComplete;
 }
 
 bool ReadStrings(BoardTest& test) {
-  TryResult result = TryResult::kNextTry;
-  for (std::uint32_t attempt = 0; attempt < kTries && result == TryResult::kNextTry; ++attempt) {
-    result = ReadOnce(test, attempt);
-  }
-  return result == TryResult::kComplete;
+  return TryThreeTimes([&](std::uint32_t attempt) { return ReadOnce(test, attempt); }) == TryResult::kComplete;
 }
 
 void PublishStrings(const FruTexts& texts) {
@@ -209,45 +180,39 @@ bool Mismatch(const ExpectedString& row, const char16_t* expected, const char16_
 
 bool CompareWithVariable(const ExpectedString& row, const char16_t* name, const char16_t* received) {
   EnvironmentValue value{};
-  if (!FindEnvVariable(name, value)) {
-    report::ReportError(ErrorCode::kEnvironmentVariableMissing, "\nEnviroment Variable %s not found.\n", name);
-    return false;
-  }
+  if (!ReadNamedVariable(name, "\nEnviroment Variable %s not found.\n", value)) return false;
   const char16_t* const expected = value.data();
-  report::DebugPrint(kDebugProgress, "\n%s=%s", name, expected);
-  return SameText(expected, received) || Mismatch(row, expected, received);
+  return platform::SameText(expected, received) || Mismatch(row, expected, received);
 }
 
 bool CompareString(const ExpectedString& row, const char16_t* expected, const char16_t* received) {
-  if (row.comparison != Comparison::kNamedOnly && SameText(expected, received)) return true;
+  if (row.comparison != Comparison::kNamedOnly && platform::SameText(expected, received)) return true;
   if (row.comparison == Comparison::kPlainOnly) return Mismatch(row, expected, received);
-  const ReferencePrefix prefix(expected);
-  const char16_t* const first_characters = prefix.text.data();
-  report::DebugPrint(kDebugTrace, row.trace, expected, first_characters);
-  if (prefix.NamesVariable()) return CompareWithVariable(row, expected + kReferencePrefixCharacters, received);
+  const ValueReference reference(expected);
+  report::DebugPrint(kDebugTrace, row.trace, expected, reference.prefix.data());
+  if (reference.NamesVariable()) return CompareWithVariable(row, reference.VariableName(), received);
   return row.comparison == Comparison::kNamedOnly || Mismatch(row, expected, received);
 }
 
 bool VerifyExpected(const ExpectedString& row, BoardTest& test) {
   FruText& text = test.texts.*row.text;
-  TrimTrailingSpaces(text.data());
+  platform::TrimTrailingSpaces(text.data());
   FruText expected{};
-  const TestLibraryStatus status = TestLib->GetParamString(row.parameter, expected.data(), kExpectedLength);
-  if (status == kTestLibrarySuccess) return CompareString(row, expected.data(), text.data());
+  const ParameterResult result = ReadText(row.parameter, expected.data(), kExpectedBytes);
+  if (result == ParameterResult::kRead) return CompareString(row, expected.data(), text.data());
   // A text that is too long is there all the same.
-  const bool is_absent = status != kTestLibraryBufferTooSmall;
-  if (is_absent && !row.always_required && !IsBoardOfLine(test.device.id)) return true;
+  if (result == ParameterResult::kAbsent && !row.always_required && !IsBoardOfLine(test.device.id)) return true;
   report::ReportError(ErrorCode::kParameterUnreadable, "\nFailed to get param:%s\n", row.parameter);
   return false;
 }
 
 }  // namespace
 
-bool VerifyFruBoardStrings(bool probe) {
-  BoardTest test{.probe = probe};
+bool VerifyFruBoardStrings(Mode mode) {
+  BoardTest test{.mode = mode};
   if (GetBmcOemCode() == kSecondTableOemCode) test.names = FruNames::kSecondTable;
-  if (!RequireIpmi(probe) || !ChooseDevice(test) || !ReadStrings(test)) return false;
-  if (probe) {
+  if (!RequireIpmi(mode) || !ChooseDevice(test) || !ReadStrings(test)) return false;
+  if (mode == Mode::kProbe) {
     PublishStrings(test.texts);
     return true;
   }

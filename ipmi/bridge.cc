@@ -1,10 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/bridge.h"
 
 #include <algorithm>
 
 #include "ipmi/completion_codes.h"
-#include "module/last_error.h"
-#include "module/report.h"
+#include "platform/byte_fields.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -45,17 +47,7 @@ struct IpmbRequest {
 };
 
 std::uint8_t Checksum(std::span<const std::uint8_t> bytes) {
-  std::uint8_t sum = 0;
-  for (const std::uint8_t byte : bytes) sum = static_cast<std::uint8_t>(sum + byte);
-  return static_cast<std::uint8_t>(-sum);
-}
-
-// Kept: the sequence runs to 64, which the field's 6 bits show as 0, and goes
-// on with 2.
-std::uint8_t NextSequence() {
-  const bool at_end = ipmi_session.sequence > 63;
-  ipmi_session.sequence = at_end ? std::uint8_t{2} : static_cast<std::uint8_t>(ipmi_session.sequence + 1);
-  return ipmi_session.sequence;
+  return static_cast<std::uint8_t>(-platform::ByteSum(bytes));
 }
 
 IpmbRequest BuildRequest(IpmiCommand command, std::uint8_t responder, std::uint8_t responder_lun,
@@ -67,7 +59,7 @@ IpmbRequest BuildRequest(IpmiCommand command, std::uint8_t responder, std::uint8
   bytes[2] = static_cast<std::uint8_t>(command.net_function << 2 | responder_lun);
   bytes[3] = Checksum(std::span(bytes).subspan(1, 2));
   bytes[4] = kBmcAddress;
-  bytes[5] = static_cast<std::uint8_t>((NextSequence() << 2 & 0xFC) | kRequesterLun);
+  bytes[5] = static_cast<std::uint8_t>((NextIpmbSequence() << 2 & 0xFC) | kRequesterLun);
   bytes[6] = command.command;
   const std::size_t data_length = std::min(data.size(), kRequestCapacity - kRequestHeader - 1);
   std::copy_n(data.data(), data_length, &bytes[kRequestHeader]);
@@ -94,7 +86,8 @@ bool WaitForMessage() {
   IpmiResponse flags;
   int polls = kPolls;
   while (polls > 0) {
-    SendIpmiCommand(kGetMessageFlags, {}, &flags);
+    // A query that fails leaves the flags of the one before.
+    (void)SendIpmiCommand(kGetMessageFlags, {}, &flags);
     TestLib->Delay(kPollWait);
     --polls;
     if ((flags.data[0] & kReceiveMessageAvailable) != 0) break;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// Completion codes in words, for messages.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/end_markers.h"
 
 #include "ipmi/field_walk.h"
-#include "module/report.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -15,7 +16,7 @@ constexpr FruDevice kDevice{.id = 0, .route = FruRoute::kBmc, .report = FruRepor
 
 // Reads one byte; a failed read gives the byte of the read before.
 std::uint8_t ReadByte(std::uint8_t offset_low, std::uint8_t offset_high, FruBuffer* buffer) {
-  ReadFruBytes(kDevice, {offset_low, offset_high, 1}, buffer);
+  (void)ReadFruBytes(kDevice, {offset_low, offset_high, 1}, buffer);
   return buffer->Byte();
 }
 
@@ -72,12 +73,13 @@ const char16_t* MarkerText(bool found) { return found ? u"Program" : u"Missing";
 
 }  // namespace
 
-bool VerifyFruEndMarkers(bool probe) {
+bool VerifyFruEndMarkers(Mode mode) {
   // The station's log expects the query; its answer changes nothing here.
   GetBmcOemCode();
-  if (!RequireIpmi(false)) return false;
+  // Kept: a probe without a transport is reported as well.
+  if (!RequireIpmi(Mode::kTest)) return false;
   FruBuffer buffer;
-  if (probe && !AllAreasPresent(&buffer)) return false;
+  if (mode == Mode::kProbe && !AllAreasPresent(&buffer)) return false;
 
   AreaWalk walk{.cursor = 0, .buffer = &buffer};
   const bool chassis = walk.FindInChassisArea();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The walk over the type/length fields of a FRU's board or product info area
 // (FRU Information Storage Definition, "Board Info Area Format", "Product Info
 // Area Format" and "Type/Length Byte Format").
@@ -75,13 +76,33 @@ constexpr std::uint8_t FirstFieldOffset(std::uint8_t area_offset, FruAreaKind ki
 // Reads one field, writes its text and moves on to the next field. Stops where
 // it was, the text unchanged, when a read fails or the length breaks the rule;
 // a walk that goes on after failed reads takes the bytes that the buffer holds.
-FieldResult ReadFruField(FieldWalk& walk, const FruField& field, LengthRule rule, FruText& text);
+[[nodiscard]] FieldResult ReadFruField(FieldWalk& walk, const FruField& field, LengthRule rule, FruText& text);
 
 // Reads the byte of the common header that leads to the device's area.
-bool ReadAreaOffset(const FruDevice& device, FruAreaKind kind, FruBuffer* buffer);
+[[nodiscard]] bool ReadAreaOffset(const FruDevice& device, FruAreaKind kind, FruBuffer* buffer);
 
-// Hands a record to the station under "display.cfg:", the device's name and a
-// suffix.
-void PublishFruRecord(const char16_t* device_name, const char16_t* suffix, const FruText& text);
+// The outcome of one of the three tries that a device gets.
+enum class TryResult { kComplete, kNextTry, kFailed };
+inline constexpr std::uint32_t kFruTries = 3;
+constexpr bool IsLastTry(std::uint32_t attempt) { return attempt == kFruTries - 1; }
+
+// Tries until one is complete or has failed; kNextTry when none was either.
+template <class Once>
+TryResult TryThreeTimes(Once once) {
+  TryResult result = TryResult::kNextTry;
+  for (std::uint32_t attempt = 0; attempt < kFruTries && result == TryResult::kNextTry; ++attempt) {
+    result = once(attempt);
+  }
+  return result;
+}
+
+// A field that could not be read: the next try may bring it, the last one says
+// so. A length against the rule is never said.
+TryResult FailField(FieldResult result, std::uint8_t completion_code, bool last, Mode mode);
+
+// Hands manufacturer, serial number and part number to the station under
+// "display.cfg:" and the device's name. Kept: the product name is not
+// published.
+void PublishFruIdentity(const char16_t* device_name, const FruTexts& texts);
 
 }  // namespace mfgtest

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/fru_access.h"
 
 #include <algorithm>
 
 #include "ipmi/bridge.h"
-#include "module/last_error.h"
-#include "module/report.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -49,10 +50,6 @@ bool ReadBehindBackplane(std::uint8_t address, const FruDevice& device, FruRange
 
 }  // namespace
 
-std::uint32_t FruBuffer::Word() const {
-  return static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8 | bytes[2] << 16) | std::uint32_t{bytes[3]} << 24;
-}
-
 bool ReadFruData(FruRange range, FruReport report, FruBuffer* buffer) {
   IpmiResponse response;
   if (!SendIpmiCommand(kReadFruData, Request(0, range), &response)) return Fail(report);
@@ -96,7 +93,8 @@ bool ReadFruBytesNoCount(const FruDevice& device, FruRange range, FruBuffer* buf
 std::uint8_t GetBmcOemCode() {
   IpmiResponse response;
   std::uint8_t completion_code = 0;
-  SendIpmiCommandWithRetry(kOemQuery, {}, &response, &completion_code);
+  // Without an answer the byte stays 0.
+  (void)SendIpmiCommandWithRetry(kOemQuery, {}, &response, &completion_code);
   return response.data[0];
 }
 

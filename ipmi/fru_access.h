@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // FRU inventory bytes through Read FRU Data (IPMI Platform Management FRU
 // Information Storage Definition v1.0, IPMI 2.0 "FRU Inventory Device
 // Commands").
 #pragma once
 
 #include "ipmi/transport.h"
+#include "platform/byte_fields.h"
 
 namespace mfgtest {
 
@@ -34,18 +36,22 @@ struct FruDevice {
 
 // One buffer a test: a failed read leaves the bytes of the read before.
 struct FruBuffer {
-  // The response: the count byte, then the data; without the count byte after
-  // ReadFruBytesNoCount.
+  // The bytes of the last successful read, in one of two layouts: with the count
+  // byte in front, or after ReadFruBytesNoCount without it. What reads the one
+  // takes what it finds of the other where a read has failed.
   std::array<std::uint8_t, kIpmiResponseCapacity> bytes{};
   // Data bytes of the last successful read.
   std::uint32_t length = 0;
   // Written by reads along the route to the controller itself.
   std::uint8_t completion_code = 0;
 
-  // The first four bytes as a little-endian number, and without the count byte.
-  std::uint32_t Word() const;
+  // With the count byte: the first four bytes as a little-endian number, the
+  // three behind the count, and the one.
+  std::uint32_t Word() const { return platform::LittleEndian32(bytes.data()); }
   std::uint32_t Value() const { return Word() >> 8; }
   std::uint8_t Byte() const { return bytes[1]; }
+  // Without it: what follows a field's type/length byte.
+  std::span<const std::uint8_t> FieldText(std::size_t count) const { return std::span(bytes).subspan(1, count); }
 };
 
 struct FruRange {
@@ -56,16 +62,16 @@ struct FruRange {
 
 // Device 0 of the controller, one attempt. A failure is reported to the library
 // with code 23, or goes to the last-error text.
-bool ReadFruData(FruRange range, FruReport report, FruBuffer* buffer);
+[[nodiscard]] bool ReadFruData(FruRange range, FruReport report, FruBuffer* buffer);
 
 // A device along its route. A failure is reported with code 23, except that one
 // of the controller's own devices is not: the retrying transport has shown its
 // attempts.
-bool ReadFruBytes(const FruDevice& device, FruRange range, FruBuffer* buffer);
+[[nodiscard]] bool ReadFruBytes(const FruDevice& device, FruRange range, FruBuffer* buffer);
 
 // The same without the count byte in front, for the controller's own devices
 // only; along another route it fails at once. The byte after the data is 0.
-bool ReadFruBytesNoCount(const FruDevice& device, FruRange range, FruBuffer* buffer);
+[[nodiscard]] bool ReadFruBytesNoCount(const FruDevice& device, FruRange range, FruBuffer* buffer);
 
 // The first byte of the controller's answer to the OEM query, 0 without one.
 std::uint8_t GetBmcOemCode();

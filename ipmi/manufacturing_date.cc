@@ -1,19 +1,22 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/manufacturing_date.h"
 
 #include <array>
 #include <string_view>
 
 #include "ipmi/fru_access.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/numbers.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr UINTN kDateLength = 50;
-using DateText = std::array<char16_t, kDateLength + 1>;
+// What the library is told of a date's buffer, which holds as many characters.
+constexpr std::size_t kDateBytes = 50;
+using DateText = std::array<char16_t, kDateBytes + 1>;
 
 constexpr std::uint32_t kFirstYear = 1996;
 constexpr std::uint32_t kLastYear = 9999;
@@ -43,18 +46,18 @@ struct DateSource {
   }
 };
 
-FruReport ReportFor(bool probe) { return probe ? FruReport::kToLastError : FruReport::kToLibrary; }
+FruReport ReportFor(Mode mode) { return mode == Mode::kProbe ? FruReport::kToLastError : FruReport::kToLibrary; }
 
 // Leaves a message as the reason that Autosense quotes in a sentence of its own.
 void LeaveReason(std::u16string_view message) {
   const std::size_t begin = message.find_first_not_of(u"\r\n");
   const std::size_t end = message.find_last_not_of(u"\r\n") + 1;
-  CopyChars(last_error.data(), &message[begin], end - begin);
+  platform::CopyChars(last_error.data(), &message[begin], end - begin);
 }
 
 // A parameter that is missing or bad. It is reported for a probe as well.
 template <class... Args>
-bool FailOnParameter(ErrorCode code, Format<Args...> format, const Args&... arguments) {
+bool FailOnDate(ErrorCode code, Format<Args...> format, const Args&... arguments) {
   report::ReportError(code, format, arguments...);
   std::array<char16_t, kLastErrorCharacters> message;
   FormatText(message, format, arguments...);
@@ -74,7 +77,7 @@ Date ParseDate(const char16_t* text) {
       length = 0;
       if (*++text == 0) break;
     }
-    if (length < kDateLength) fields[field][length++] = *text;
+    if (length < kDateBytes) fields[field][length++] = *text;
   }
   const auto number = [&](std::size_t i) {
     return static_cast<std::uint32_t>(platform::DecimalNumber(fields[i].data()));
@@ -88,22 +91,22 @@ bool ValidateDate(const Date& date) {
   const auto [year, month, day] = date;
   constexpr ErrorCode kCode = ErrorCode::kInvalidDate;
   if (year < kFirstYear || year > kLastYear) {
-    return FailOnParameter(kCode, "\r\nInvalid date format. Year: 1996 < year < 9999\r\n");
+    return FailOnDate(kCode, "\r\nInvalid date format. Year: 1996 < year < 9999\r\n");
   }
   if (month < 1 || month > 12) {
-    return FailOnParameter(kCode, "\r\nInvalid date format. Month: 1 =< month <= 12\r\n");
+    return FailOnDate(kCode, "\r\nInvalid date format. Month: 1 =< month <= 12\r\n");
   }
   if (day < 1 || day > 31) {
     const std::uint32_t last = month == 2 ? 28 : 31;
-    return FailOnParameter(kCode, "\r\nInvalid date format. Day: 1 =< day <= %d\r\n", last);
+    return FailOnDate(kCode, "\r\nInvalid date format. Day: 1 =< day <= %d\r\n", last);
   }
   const std::uint32_t february = IsLeapYear(year) ? 29 : 28;
   if (month == 2 && day > february) {
-    return FailOnParameter(kCode, "\r\nInvalid date format. Day cannot > %d for Month: %d in Year: %d\r\n", february,
-                           month, year);
+    return FailOnDate(kCode, "\r\nInvalid date format. Day cannot > %d for Month: %d in Year: %d\r\n", february, month,
+                      year);
   }
   if ((month == 4 || month == 6 || month == 9 || month == 11) && day == 31) {
-    return FailOnParameter(kCode, "\r\nInvalid date format. Day cannot > 30 for Month: %d\r\n", month);
+    return FailOnDate(kCode, "\r\nInvalid date format. Day cannot > 30 for Month: %d\r\n", month);
   }
   return true;
 }
@@ -120,12 +123,12 @@ bool ExpectedMinutes(const char16_t* text, std::uint32_t* minutes) {
 
 enum class AreaOffset { kFailed, kAnswered, kRead };
 
-// Reads the board area's offset twice. A probe ends here, when the FRU answers
+// Kept: the board area's offset is read twice. A probe ends here, when the FRU answers
 // both times or does not answer the first time; a normal run goes on with
 // whatever the buffer holds.
-AreaOffset ReadAreaOffset(const DateSource& source, bool probe, FruBuffer* buffer) {
-  if (!source.Read(source.header_offset, 1, buffer) && probe) return AreaOffset::kFailed;
-  if (source.Read(source.header_offset, 1, buffer) && probe) return AreaOffset::kAnswered;
+AreaOffset ReadAreaOffset(const DateSource& source, Mode mode, FruBuffer* buffer) {
+  if (!source.Read(source.header_offset, 1, buffer) && mode == Mode::kProbe) return AreaOffset::kFailed;
+  if (source.Read(source.header_offset, 1, buffer) && mode == Mode::kProbe) return AreaOffset::kAnswered;
   return AreaOffset::kRead;
 }
 
@@ -142,66 +145,62 @@ bool JudgeDate(std::uint32_t expected, std::uint32_t received) {
   return false;
 }
 
-bool VerifyDate(const DateSource& source, const char16_t* expected_text, bool probe) {
+bool VerifyDate(const DateSource& source, const char16_t* expected_text, Mode mode) {
   std::uint32_t expected = 0;
   if (!ExpectedMinutes(expected_text, &expected)) return false;
 
   FruBuffer buffer;
-  const AreaOffset area = ReadAreaOffset(source, probe, &buffer);
+  const AreaOffset area = ReadAreaOffset(source, mode, &buffer);
   if (area != AreaOffset::kRead) return area == AreaOffset::kAnswered;
 
   report::DebugPrint(kDebugIpmi, "MfgDateOffset: 0x%0x.\n", buffer.Value());
   // Kept: the offset wraps, so the date is always read below 256.
   const auto date_offset = static_cast<std::uint8_t>(buffer.Byte() * 8 + kDateInBoardArea);
   report::DebugPrint(kDebugIpmi, "MfgOffset: 0x%0x.\n", date_offset);
-  source.Read(date_offset, 3, &buffer);
+  // Kept: a failed read leaves the bytes of the read before, and they are judged.
+  (void)source.Read(date_offset, 3, &buffer);
   const std::uint32_t received = buffer.Value();
   report::DebugPrint(kDebugIpmi, "MfgDateHex: 0x%0x. len: %x\n", received, buffer.length);
   return JudgeDate(expected, received);
 }
 
-bool RequireNumber(const char16_t* name, std::uint32_t* value) {
-  if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
-  return FailOnParameter(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", name);
-}
-
 }  // namespace
 
-bool VerifyMfgDate(bool probe) {
-  if (!RequireIpmi(probe)) return false;
+bool VerifyMfgDate(Mode mode) {
+  if (!RequireIpmi(mode)) return false;
   DateText expected{};
-  if (TestLib->GetParamString(u"MFG_DATE", expected.data(), kDateLength) != kTestLibrarySuccess) {
-    return FailOnParameter(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: MFG_DATE\r\n");
+  if (ReadText(u"MFG_DATE", expected.data(), kDateBytes) != ParameterResult::kRead) {
+    return FailOnDate(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: MFG_DATE\r\n");
   }
   const DateSource source{
-      .device = {.id = 0, .route = FruRoute::kBmc, .report = ReportFor(probe)},
+      .device = {.id = 0, .route = FruRoute::kBmc, .report = ReportFor(mode)},
       .single_attempt = true,
       .header_offset = kBoardAreaHeaderByte,
   };
-  return VerifyDate(source, expected.data(), probe);
+  return VerifyDate(source, expected.data(), mode);
 }
 
-bool VerifySysBoardMfgDate(bool probe) {
-  if (!RequireIpmi(probe)) return false;
+bool VerifySysBoardMfgDate(Mode mode) {
+  if (!RequireIpmi(mode)) return false;
   DateText expected{};
-  if (TestLib->GetParamString(u"SYS_BD_MFG_DATE", expected.data(), kDateLength) != kTestLibrarySuccess) {
-    return FailOnParameter(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: SYS_BD_MFG_DATE\r\n");
+  if (ReadText(u"SYS_BD_MFG_DATE", expected.data(), kDateBytes) != ParameterResult::kRead) {
+    return FailOnDate(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: SYS_BD_MFG_DATE\r\n");
   }
   std::uint32_t id = 0;
   std::uint32_t route = 0;
   if (!RequireNumber(u"SYS_BD_FRU_ID", &id) || !RequireNumber(u"HSBP", &route)) return false;
   std::uint32_t header_offset = 0;
-  if (TestLib->GetParamNumber(u"BOARD_AREA_OFFSET", &header_offset) != kTestLibrarySuccess) {
+  if (!ReadNumber(u"BOARD_AREA_OFFSET", &header_offset)) {
     header_offset = kBoardAreaHeaderByte;
   }
   const DateSource source{
       .device = {.id = route != 0 ? std::uint8_t{0} : static_cast<std::uint8_t>(id),
                  .route = FruRouteOf(route),
-                 .report = ReportFor(probe)},
+                 .report = ReportFor(mode)},
       .single_attempt = false,
       .header_offset = static_cast<std::uint16_t>(header_offset),
   };
-  return VerifyDate(source, expected.data(), probe);
+  return VerifyDate(source, expected.data(), mode);
 }
 
 std::uint32_t DateToFruMinutes(std::uint32_t year, std::uint32_t month, std::uint32_t day) {

@@ -1,17 +1,20 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 34 and 38: the board's FRU holds a manufacturing date no earlier than
 // the one that the line expects.
 #pragma once
 
 #include <cstdint>
 
+#include "report/mode.h"
+
 namespace mfgtest {
 
 // Test 34: FRU device 0 of the controller against `MFG_DATE`. As a probe it
 // gives whether the FRU answers.
-bool VerifyMfgDate(bool probe);
+bool VerifyMfgDate(Mode mode);
 
 // Test 38: the FRU device that the parameters choose against `SYS_BD_MFG_DATE`.
-bool VerifySysBoardMfgDate(bool probe);
+bool VerifySysBoardMfgDate(Mode mode);
 
 // Minutes since 1996-01-01 00:00, the date's unit in a FRU's board area. Years
 // from 1996 on; every fourth is a leap year.

@@ -1,17 +1,25 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/transport.h"
 
 #include <algorithm>
 
 #include "ipmi/completion_codes.h"
-#include "module/last_error.h"
-#include "module/report.h"
+#include "ipmi/device_names.h"
 #include "platform/handles.h"
+#include "platform/ipmi_transport.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 
-constinit IpmiSession ipmi_session;
-
 namespace {
+
+// What the exchanges of one run share.
+struct IpmiSession {
+  IpmiTransport* transport = nullptr;  // kept from the first successful lookup
+  std::uint8_t sequence = 0;           // of the last bridged request
+};
+constinit IpmiSession ipmi_session;
 
 constexpr std::size_t kHandleCapacity = 20;
 constexpr std::uint32_t kSingleWait = 100;
@@ -55,8 +63,7 @@ bool Send(IpmiCommand command, std::span<const std::uint8_t> request) {
                      command.command);
   for (const std::uint8_t byte : request) report::DebugPrint(kDebugIpmi, "%02x ", byte);
   const EFI_STATUS status =
-      ipmi_session.transport->SendIpmiRequest(ipmi_session.transport, command.net_function, 0, command.command,
-                                              request.data(), static_cast<std::uint32_t>(request.size()));
+      platform::SendIpmiRequest(ipmi_session.transport, command.net_function, command.command, request);
   if (!EFI_ERROR(status)) return true;
   const EarlierLastError earlier;
   SetLastError("\nFailed to send message to BMC through IMB bus. %s", earlier.Text());
@@ -64,14 +71,9 @@ bool Send(IpmiCommand command, std::span<const std::uint8_t> request) {
 }
 
 EFI_STATUS Receive(Exchange* exchange) {
-  std::uint64_t net_function = 0;
-  std::uint64_t lun = 0;
-  std::uint64_t command = 0;
   exchange->length = std::min(exchange->length, kIpmiResponseCapacity);
-  const EFI_STATUS status =
-      ipmi_session.transport->ReceiveIpmiResponse(ipmi_session.transport, &net_function, &lun, &command,
-                                                  &exchange->completion_code, exchange->data.data(), &exchange->length);
-  return status;
+  return platform::ReceiveIpmiResponse(ipmi_session.transport, &exchange->completion_code, exchange->data.data(),
+                                       &exchange->length);
 }
 
 void FailToReceive() {
@@ -95,17 +97,25 @@ void TakeResponse(const Exchange& exchange, IpmiResponse* response) {
   report::DebugPrint(kDebugProgress, "\n");
 }
 
-bool AddressesSlowDevice(std::span<const std::uint8_t> request) {
-  return !request.empty() && request[0] >= 5 && request[0] <= 7;
-}
+bool AddressesSlowDevice(std::span<const std::uint8_t> request) { return !request.empty() && IsBackplane(request[0]); }
 
 }  // namespace
 
+void ForgetIpmiSession() { ipmi_session = {}; }
+
+// Kept: the sequence runs to 64, which the field's 6 bits show as 0, and goes
+// on with 2.
+std::uint8_t NextIpmbSequence() {
+  const bool at_end = ipmi_session.sequence > 63;
+  ipmi_session.sequence = at_end ? std::uint8_t{2} : static_cast<std::uint8_t>(ipmi_session.sequence + 1);
+  return ipmi_session.sequence;
+}
+
 bool IsIpmiAvailable() { return ipmi_session.transport != nullptr || GetIpmiInterface(&ipmi_session.transport); }
 
-bool RequireIpmi(bool probe) {
+bool RequireIpmi(Mode mode) {
   if (IsIpmiAvailable()) return true;
-  if (probe) {
+  if (mode == Mode::kProbe) {
     SetLastError("Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
   } else {
     report::ReportError(ErrorCode::kIpmiUnavailable, "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");

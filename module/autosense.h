@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// Test 0: what the line run starts with.
 #pragma once
 
 namespace mfgtest {

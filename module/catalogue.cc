@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "module/catalogue.h"
 
 #include <algorithm>
 
+#include "guid/eui64.h"
 #include "guid/guid_variables.h"
 #include "guid/guid_writing.h"
 #include "guid/system_guid.h"
@@ -26,9 +28,9 @@ void RunNothing(std::uint32_t) {}
 
 // Routines that give a result: it is for Autosense, the test library has heard
 // what counts.
-template <bool (*Routine)(bool probe)>
-void Run(std::uint32_t argument) {
-  Routine(argument != 0);
+template <bool (*Routine)(Mode mode)>
+void Run(std::uint32_t) {
+  Routine(Mode::kTest);
 }
 template <auto(*Routine)()>
 void Run(std::uint32_t) {

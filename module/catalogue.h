@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Which routine each test number runs.
 #pragma once
 
@@ -9,7 +10,7 @@ namespace mfgtest {
 struct CatalogueEntry {
   std::uint32_t number;
   void (*routine)(std::uint32_t argument);
-  // The field index, or 0 for the normal run of a test that can also probe.
+  // The field index of an identity test, else 0.
   std::uint32_t argument;
 };
 

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "module/dispatcher.h"
 
 #include "module/catalogue.h"
-#include "module/report.h"
+#include "report/report.h"
 
 // The version stands in the image twice: for the library, and as a marker by
 // which a tool finds it in the file.

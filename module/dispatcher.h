@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// One run, from the introduction to EndTest.
 #pragma once
 
 #include "platform/protocols/test_library.h"

@@ -1,15 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Start of the image: binds the shell interface and the test library, runs the
 // selected test, returns to the shell.
 #include "module/dispatcher.h"
-#include "module/report.h"
 #include "platform/handles.h"
 #include "platform/image.h"
 #include "platform/protocols/shell_interface.h"
+#include "report/report.h"
 
 namespace mfgtest {
-
-constinit TestLibrary* TestLib = nullptr;
-
 namespace {
 
 using InitializeOperation = decltype(TestLibrary::Initialize);

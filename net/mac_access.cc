@@ -1,20 +1,18 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "net/mac_access.h"
 
 #include <algorithm>
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "platform/handles.h"
 #include "platform/numbers.h"
+#include "platform/simple_network.h"
 #include "platform/variables.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
 
-using SimpleNetwork = EFI_SIMPLE_NETWORK;
-
-constexpr EFI_GUID kSimpleNetworkProtocolGuid = {
-    0xA19832B9, 0xAC25, 0x11D3, {0x9A, 0x2D, 0x00, 0x90, 0x27, 0x3F, 0xC1, 0x4D}};
 constexpr EFI_GUID kGlobalVariableGuid = {0x8BE4DF61, 0x93CA, 0x11D2, {0xAA, 0x0D, 0x00, 0xE0, 0x98, 0x03, 0x2B, 0x8C}};
 
 constexpr const char16_t* kMacVariables[] = {u"Nic1MacAddress", u"Nic2MacAddress", u"Nic3MacAddress",
@@ -25,31 +23,13 @@ constexpr std::size_t kMacDigits = 12;
 // A status as the 32-bit number that the messages show.
 std::uint32_t Shown(EFI_STATUS status) { return static_cast<std::uint32_t>(status); }
 
-// The controller on a handle. Without a mode table it would have no address.
-EFI_STATUS Open(EFI_HANDLE handle, SimpleNetwork** network) {
-  const EFI_STATUS status = platform::HandleInterface(handle, kSimpleNetworkProtocolGuid, network);
-  if (EFI_ERROR(status)) return status;
-  return (*network)->Mode == nullptr ? EFI_UNSUPPORTED : EFI_SUCCESS;
-}
-
-// A controller that was started before is used as it is.
-EFI_STATUS Start(SimpleNetwork* network) {
-  const EFI_STATUS status = network->Start(network);
-  return status == EFI_ALREADY_STARTED ? EFI_SUCCESS : status;
-}
-
-MacAddress StationAddress(const SimpleNetwork& network) {
-  MacAddress mac;
-  std::copy_n(network.Mode->CurrentAddress.Addr, mac.size(), mac.data());
-  return mac;
-}
-
 // The value with its lowest two bytes exchanged.
 std::uint64_t ExchangeLowBytes(std::uint64_t value) {
   return (value & ~std::uint64_t{0xFFFF}) | (value & 0xFF) << 8 | (value >> 8 & 0xFF);
 }
 
-// Folds an address into a number by which a controller without one is told.
+// Kept: an address is folded, overlapping pieces added, into a number; 0 and
+// 0xFF stand for a controller without one.
 std::uint64_t CheckValue(const MacAddress& mac) {
   std::uint64_t bytes = 0;
   for (std::size_t i = mac.size(); i > 0; --i) bytes = bytes << 8 | mac[i - 1];
@@ -58,19 +38,19 @@ std::uint64_t CheckValue(const MacAddress& mac) {
 
 bool ReadController(std::uint32_t position, EFI_HANDLE handle, MacAddress* mac) {
   report::DebugPrint(kDebugProgress, "Trying SNP Protocol %d....\n", position);
-  SimpleNetwork* network = nullptr;
-  EFI_STATUS status = Open(handle, &network);
+  platform::NetworkController* network = nullptr;
+  EFI_STATUS status = platform::OpenNetworkController(handle, &network);
   if (EFI_ERROR(status)) {
     SetLastError("\nFailed to get SNP Interface. Status=0x%x", Shown(status));
     return false;
   }
   report::DebugPrint(kDebugProgress, "Found\n");
-  status = Start(network);
+  status = platform::StartNetworkController(network);
   if (EFI_ERROR(status)) {
     SetLastError("\nFailed to start SNP driver. Status=0x%x", Shown(status));
     return false;
   }
-  *mac = StationAddress(*network);
+  *mac = platform::StationAddress(*network);
   report::DebugPrint(kDebugProgress, "MAC Address: ");
   for (const std::uint8_t byte : *mac) report::DebugPrint(kDebugProgress, "0x%02x ", byte);
   report::DebugPrint(kDebugProgress, "\n");
@@ -79,27 +59,27 @@ bool ReadController(std::uint32_t position, EFI_HANDLE handle, MacAddress* mac) 
 
 bool DisplayController(std::uint32_t position, EFI_HANDLE handle) {
   report::DebugPrint(kDebugProgress, "\nTrying SNP Protocol %d...", position);
-  SimpleNetwork* network = nullptr;
-  EFI_STATUS status = Open(handle, &network);
+  platform::NetworkController* network = nullptr;
+  EFI_STATUS status = platform::OpenNetworkController(handle, &network);
   if (EFI_ERROR(status)) {
     report::ReportError(ErrorCode::kNetworkControllers, "\nNo SNP Interface. Status=0x%x\n", Shown(status));
     return false;
   }
   report::DebugPrint(kDebugProgress, "\nFound");
-  status = Start(network);
+  status = platform::StartNetworkController(network);
   if (EFI_ERROR(status)) {
     SetLastError("\nFailed to start SNP driver. Status=0x%x", Shown(status));
     report::ReportError(ErrorCode::kNetworkControllers, "%s\n", LastError());
     return false;
   }
   report::DisplayPrint("\nMAC Address %d: 0x", position);
-  for (const std::uint8_t byte : StationAddress(*network)) report::DisplayPrint("%02x", byte);
+  for (const std::uint8_t byte : platform::StationAddress(*network)) report::DisplayPrint("%02x", byte);
   return true;
 }
 
 std::uint32_t SelectedController() {
   std::uint32_t index = 0;
-  if (TestLib->GetParamNumber(u"NIC_Index", &index) != kTestLibrarySuccess) return 0;
+  if (!ReadNumber(u"NIC_Index", &index)) return 0;
   report::DebugPrint(kDebugProgress, "NIC_Index: %d\n", index);
   return index;
 }
@@ -108,7 +88,7 @@ std::uint32_t SelectedController() {
 
 bool GetMacAddr(MacAddress* mac) {
   platform::HandleList controllers;
-  const EFI_STATUS status = platform::LocateAllHandles(kSimpleNetworkProtocolGuid, &controllers);
+  const EFI_STATUS status = platform::LocateNetworkControllers(&controllers);
   if (EFI_ERROR(status)) {
     SetLastError("\nFailed to locate SNP protocol.  Status=0x%x", Shown(status));
     return false;
@@ -137,7 +117,8 @@ bool GetMacAddr(MacAddress* mac) {
 
 bool ReadNicMacVariable(MacAddress* mac) {
   std::uint32_t parameter = 0;
-  TestLib->GetParamNumber(u"NicMacAddress", &parameter);
+  // Without the parameter it is the first variable.
+  (void)ReadNumber(u"NicMacAddress", &parameter);
   const auto index = static_cast<std::uint8_t>(parameter);
   if (index >= std::size(kMacVariables)) return false;
 
@@ -161,7 +142,7 @@ bool ReadNicMacVariable(MacAddress* mac) {
 bool DisplayAllMac() {
   report::DebugPrint(kDebugProgress, "\nDisplay All MAC ...\n");
   platform::HandleList controllers;
-  const EFI_STATUS status = platform::LocateAllHandles(kSimpleNetworkProtocolGuid, &controllers);
+  const EFI_STATUS status = platform::LocateNetworkControllers(&controllers);
   if (EFI_ERROR(status)) {
     SetLastError("\nFailed to locate SNP protocol. Status=0x%x", Shown(status));
     report::ReportError(ErrorCode::kNetworkControllers, "%s\n", LastError());

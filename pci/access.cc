@@ -1,15 +1,25 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "pci/access.h"
 
 #include <array>
+#include <span>
 
-#include "module/report.h"
+#include "platform/pci_root_bridge.h"
 #include "platform/status_text.h"
+#include "report/report.h"
 
 namespace mfgtest {
 
-constinit PciSession pci_session;
-
 namespace {
+
+// What the accesses of one run share.
+struct PciSession {
+  std::span<EFI_HANDLE> handles{};
+  platform::PciRootBridge* bridge = nullptr;
+  EFI_STATUS last_status = EFI_SUCCESS;
+  std::uint32_t initialised = 0;
+};
+constinit PciSession pci_session;
 
 // Bus 255 and device 31 are never visited.
 constexpr std::uint32_t kBuses = 255;
@@ -18,6 +28,7 @@ constexpr std::uint32_t kDevices = 31;
 constexpr std::size_t kHeaderWords = 16;
 constexpr std::size_t kFirstBarWord = 4;
 
+// Kept: the search speaks with a mask of its own, of three bits.
 constexpr std::uint32_t kDebugPciSearch = 7;
 
 void EnsureInitialised() {
@@ -48,6 +59,10 @@ struct DeviceSearch {
 };
 
 }  // namespace
+
+void ForgetPciSession() { pci_session = {}; }
+
+bool HoldsRootBridges() { return pci_session.handles.data() != nullptr; }
 
 void initEfiProtocols(const void*) {
   PciSession& session = pci_session;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Bridges that are on the record (platform/protocols/bridge_note.h).
 #pragma once
 

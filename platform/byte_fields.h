@@ -1,10 +1,31 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Numbers and checksums in the bytes of a firmware table, little-endian.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace platform {
+
+// At any address.
+inline std::uint16_t LittleEndian16(const std::uint8_t* bytes) {
+  std::uint16_t value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+inline std::uint32_t LittleEndian32(const std::uint8_t* bytes) {
+  std::uint32_t value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+inline std::uint64_t LittleEndian64(const std::uint8_t* bytes) {
+  std::uint64_t value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
 
 // 0 where the bytes end before the number does.
 inline std::uint64_t NumberAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::size_t size) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Time: waiting, and how long something took.
 #pragma once
 

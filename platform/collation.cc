@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/collation.h"
 
 #include "platform/handles.h"
 #include "platform/protocols/unicode_collation.h"
+#include "platform/text.h"
 
 namespace platform {
 namespace {
@@ -11,15 +13,13 @@ UnicodeCollation* FindCollation() {
   return collation != nullptr ? collation : FirstInterface<UnicodeCollation>(kUnicodeCollationProtocolGuid);
 }
 
-char16_t FoldAscii(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c; }
-
 }  // namespace
 
 bool EqualIgnoringCase(const char16_t* a, const char16_t* b) {
   UnicodeCollation* const collation = FindCollation();
   if (collation != nullptr) return collation->StriColl(collation, a, b) == 0;
-  while (*a != 0 && FoldAscii(*a) == FoldAscii(*b)) ++a, ++b;
-  return FoldAscii(*a) == FoldAscii(*b);
+  while (*a != 0 && ToUpperAscii(*a) == ToUpperAscii(*b)) ++a, ++b;
+  return ToUpperAscii(*a) == ToUpperAscii(*b);
 }
 
 }  // namespace platform

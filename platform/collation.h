@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Comparison of text without regard to case.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The system table's list of configuration tables (SMBIOS, ACPI and others).
 #pragma once
 
@@ -6,7 +7,7 @@
 namespace platform {
 
 // The table of the first entry with that GUID; an entry may hold a null
-// pointer. Gives false when there is no entry.
+// pointer. Returns false when there is no entry.
 bool FindConfigurationTable(const EFI_GUID& guid, const void** table);
 
 // Lists a table under that GUID, in place of the one that is listed; null takes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The operator's console: text out, keys in.
 #pragma once
 

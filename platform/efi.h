@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The one place that includes gnu-efi. Everything else gets its EFI types and
 // text conversions from here; firmware services are reached through the other
 // headers of this folder.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // UCS-2 text formatting, shared by the module and the test library.
 //
 // A conversion is %[0][width][.[-]field][l]c:
@@ -128,6 +129,13 @@ struct CheckedFormat {
                                                       format_internal::ArgumentClass::kOther};
     format_internal::Check(format, std::span(classes).first(sizeof...(Args)));
   }
+  // A format that was checked for arguments of the same classes: what it asks of
+  // const text it asks of other text.
+  template <class... Others>
+  requires(sizeof...(Others) == sizeof...(Args) &&
+           ((format_internal::ClassOf<Others>() == format_internal::ClassOf<Args>()) &&
+            ...)) constexpr CheckedFormat(CheckedFormat<Others...> other)
+      : text(other.text) {}
   const char* text;
 };
 template <class... Args>
@@ -140,7 +148,7 @@ struct WideFormat {
 };
 
 // Writes the formatted text and its terminator into `out`, cut to what fits.
-// Gives the number of characters before the terminator. A conversion for which
+// Returns the number of characters before the terminator. A conversion for which
 // there is no argument, or one of another kind, prints nothing, so a format
 // that comes from outside cannot read memory.
 std::size_t FormatArguments(std::span<char16_t> out, const char16_t* format, std::span<const FormatArgument> arguments);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The C library routines to which compilers turn loops and comparisons, for
 // images only. Compiled without the recognition of such loops, or they would
 // call themselves.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The handle database: which handles carry a protocol, and its interface.
 #pragma once
 
@@ -9,7 +10,7 @@ namespace platform {
 
 // The interface of a protocol on a handle (boot service HandleProtocol). A
 // protocol that was installed without one gives EFI_UNSUPPORTED.
-EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface);
+[[nodiscard]] EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface);
 
 template <class Interface>
 EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, Interface** interface) {
@@ -18,11 +19,11 @@ EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, Interfac
 
 // The handle that carries the protocol, when it is the only one: the search
 // has room for one handle, so two of them give EFI_BUFFER_TOO_SMALL.
-EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle);
+[[nodiscard]] EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle);
 
 // All handles that carry the protocol. More of them than `handles` has room
 // for give EFI_BUFFER_TOO_SMALL.
-EFI_STATUS LocateHandles(const EFI_GUID& protocol, std::span<EFI_HANDLE> handles);
+[[nodiscard]] EFI_STATUS LocateHandles(const EFI_GUID& protocol, std::span<EFI_HANDLE> handles);
 
 // Handles in a block of the pool, which is released when the list goes out of
 // scope.
@@ -37,7 +38,7 @@ struct HandleList {
 
 // All handles that carry the protocol, however many. The list is empty on
 // failure.
-EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list);
+[[nodiscard]] EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list);
 
 // Has every driver start on every device, as a shell's `connect -r` does, and
 // gives how many handles there were before and are then. Devices that nobody

@@ -1,5 +1,5 @@
-// Images: the running one, its start and its early end; and others that it
-// loads.
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// Images: the running one, its start and its early end; and others that it loads.
 #pragma once
 
 #include "platform/efi.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Memory that the firmware owns: pool blocks and physical addresses.
 #pragma once
 

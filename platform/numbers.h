@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Text to number, as gnu-efi's library converts it: leading blanks are skipped
 // and the first character that is no digit ends the number.
 #pragma once

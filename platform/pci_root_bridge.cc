@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/pci_root_bridge.h"
 
 #include "platform/image.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PCI root bridges (UEFI 2, PCI Root Bridge I/O Protocol). An address in
 // configuration space has the bus in bits 31..24, the device in bits 23..16,
 // the function in bits 15..8 and the register in bits 7..0.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The processor's I/O ports. A host program may not touch them: there the
 // simulated machine answers instead.
 #pragma once

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// The platform's date and time.
 #pragma once
 
 #include "platform/efi.h"
 
 namespace platform {
 
-// The platform's date and time.
-inline EFI_STATUS ReadRealTimeClock(EFI_TIME* time) { return RT->GetTime(time, nullptr); }
+[[nodiscard]] inline EFI_STATUS ReadRealTimeClock(EFI_TIME* time) { return RT->GetTime(time, nullptr); }
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Moves the image to where the firmware loaded it, in place of gnu-efi's own
 // routine: that one needs 24 bytes an address, the table here two bits.
 #include <cstdint>

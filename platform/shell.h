@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The command-line shell, modern or EFI 1.x: its variables.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+// UEFI status codes in words, for messages.
 #pragma once
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // UEFI variables (runtime services).
 #pragma once
 
@@ -24,11 +25,11 @@ bool NextVariable(VariableCursor& cursor);
 
 // Reads a variable's data into `data`; `size` is what was read. Fails with
 // EFI_BUFFER_TOO_SMALL when there is more of it.
-EFI_STATUS ReadVariableInto(const char16_t* name, const EFI_GUID& vendor, std::span<std::uint8_t> data,
-                            std::size_t* size);
+[[nodiscard]] EFI_STATUS ReadVariableInto(const char16_t* name, const EFI_GUID& vendor, std::span<std::uint8_t> data,
+                                          std::size_t* size);
 
-EFI_STATUS WriteVariable(const char16_t* name, const EFI_GUID& vendor, std::uint32_t attributes,
-                         std::span<const std::uint8_t> data);
+[[nodiscard]] EFI_STATUS WriteVariable(const char16_t* name, const EFI_GUID& vendor, std::uint32_t attributes,
+                                       std::span<const std::uint8_t> data);
 
 // A copy of a variable's data; empty when it cannot be read.
 PoolBuffer ReadVariable(const char16_t* name, const EFI_GUID& vendor);

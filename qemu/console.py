@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Serial text of the firmware as plain lines."""
 
 import codecs

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """A management controller for the machine: build/host/bmc behind QEMU's KCS port."""
 
 import subprocess

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The demonstration server, whole and with faults, and its line run from the stick."""
 
 import subprocess

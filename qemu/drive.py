@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """FAT drives for the simulated machine and for USB sticks.
 
 A drive is an image file made by mtools, so the firmware meets the very file

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """End-to-end checks of the images on OVMF, one boot a machine: end_to_end.py [PART]..., all parts without one."""
 
 import sys

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """FRU tests over a real KCS port: our management controller behind it, and QEMU's own."""
 
 import tempfile

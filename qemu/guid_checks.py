@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """GUIDs, MAC addresses, flash and PCI registers on firmware's real services."""
 
 import re

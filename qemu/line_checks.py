@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The whole line run of the demonstration servers: every verdict, removal and result."""
 
 import re

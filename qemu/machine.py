@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Boots a QEMU machine with OVMF firmware and gives its serial text."""
 
 import os

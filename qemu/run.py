@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Runs one test, or the whole line run, on OVMF for a person to watch.
 
 Exit status: 0 for PASS, and for --help, --list, --show and --summary, which run no

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The shared scenarios of tests/scenarios as checks on OVMF.
 
 The host tests run the same files over the simulated machine: what the module

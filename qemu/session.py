@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """One boot that runs many checks: each one's commands, output and verdict."""
 
 import re

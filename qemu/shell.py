@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Scripts for the UEFI shell."""
 
 # The shell acts on these even inside double quotes; its escape is the caret.

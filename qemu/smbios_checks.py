@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Displays, memory devices, event log and firmware identity on one machine, whose table the shell shows too."""
 
 import struct

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """SMBIOS structures that QEMU has no options for, as bytes."""
 
 import struct

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """What the drive of a station holds: station.py FOLDER [KEY CERTIFICATE]
 
 Writes the stick's files into a new folder, and a FAT image of them beside it;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The machine's ACPI root: the RSDP that firmware lists and the RSDT behind it
 // (ACPI, "Root System Description Pointer" and "System Description Table
 // Header").

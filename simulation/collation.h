@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's Unicode collation, for English as firmware commonly has it.
 #pragma once
 

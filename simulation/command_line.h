@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The words of a command line as a shell hands them to a program.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The operator's console: what was written on it, and the keys to come.
 #pragma once
 

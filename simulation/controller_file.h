@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A management controller as a text that a person writes and reads: what its
 // FRU devices hold, and what it does wrong. tests/ipmi/README.md tells the
 // format.

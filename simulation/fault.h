@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Faults of a simulated run: something the code under test did that real
 // firmware would punish or that nobody provided.
 #pragma once

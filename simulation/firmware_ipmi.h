@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Newer firmware's own IPMI protocol over a management controller.
 #pragma once
 

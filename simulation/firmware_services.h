@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The tables of boot and runtime services of the current machine. What is not
 // provided refuses loudly.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A memory-mapped block of flash below 4 GiB, and the system management service
 // that erases and writes it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // FRU inventory images (IPMI Platform Management FRU Information Storage
 // Definition v1.0) from a description that a person can read.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's handles, the protocols on them, and events.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Failures on purpose. Every call of the platform that may fail asks here
 // first, so that a run can be repeated with any one of its calls failing.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Devices behind the processor's I/O ports. A port behind which there is none
 // reads as 0xFF.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's IPMI transport protocol over a management controller.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "simulation/kcs_interface.h"
 
 #include <limits>

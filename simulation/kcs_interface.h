@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The controller's side of a KCS interface (IPMI 2.0), with faults by script.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A simulated machine: firmware services behind an EFI system table, on which
 // the products' own sources run as an ordinary program. Devices are separate
 // structures that plug themselves into a machine: a protocol on a handle, a

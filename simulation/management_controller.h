@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A management controller (IPMI 2.0) with FRU devices, of its own and behind
 // the primary IPMB, that misbehaves by script. It knows nothing of the
 // interface over which it is asked.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Firmware that stores the system GUID behind the manufacturing interface
 // protocol.
 #pragma once

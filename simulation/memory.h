@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Memory of the machine: pool blocks, pages, and memory at chosen addresses.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The UEFI shell 2.x: its protocol, its parameters on the handle of every
 // program it starts, files, and variables that are firmware variables.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A network controller that firmware offers through the UEFI Simple Network
 // Protocol.
 #pragma once

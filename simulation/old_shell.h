@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The EFI 1.x shell: its interface on the handle of every program it starts,
 // and one environment through which programs run commands.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A PCI root bridge (UEFI 2, PCI Root Bridge I/O Protocol): configuration space
 // and memory-mapped space, for reading.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A test library that records what the module does with it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The standard server: one on which every test finds what it looks for, with
 // the parameters of the station file, and the runs that do real work on it.
 // What is to hold for every test alike is tried on them.

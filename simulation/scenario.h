@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A scenario: a machine, what the operator types, and the transcript that must
 // come of it. The same file is run here and on firmware in QEMU.
 #pragma once

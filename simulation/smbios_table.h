@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The machine's SMBIOS table (DSP0134) and its 32-bit entry point.
 #pragma once
 

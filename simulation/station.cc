@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "simulation/station.h"
 
 #include <algorithm>
 
 #include "ipmi/transport.h"
 #include "module/dispatcher.h"
-#include "module/last_error.h"
-#include "module/report.h"
 #include "pci/access.h"
 #include "platform/image.h"
+#include "report/last_error.h"
+#include "report/report.h"
 #include "simulation/fault.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -34,8 +35,8 @@ void ForgetEarlierRun() {
   mfgtest::TestLib = nullptr;
   mfgtest::descriptor = {};
   mfgtest::last_error = {};
-  mfgtest::ipmi_session = {};
-  mfgtest::pci_session = {};
+  mfgtest::ForgetIpmiSession();
+  mfgtest::ForgetPciSession();
 }
 
 Station::Station() {
@@ -74,7 +75,7 @@ void Station::RunUnread(std::uint32_t test) {
   machine.UnloadImage(image);
 
   // The list of root bridges is the module's for good.
-  const std::size_t kept = mfgtest::pci_session.handles.data() == nullptr ? 0 : 1;
+  const std::size_t kept = mfgtest::HoldsRootBridges() ? 1 : 0;
   const std::size_t left = machine.memory.Outstanding() - allocated;
   if (left < kept || left > kept + kept_blocks) Fault("memory was not given back");
   if (!library) return;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A station with a machine under test on it: the devices that every run of the
 // module needs, and the run itself.
 #pragma once

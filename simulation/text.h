@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Text of the firmware (UCS-2) and of the host (8 bits).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A volume with files on it, as the driver of a file system offers it.
 #pragma once
 

@@ -1,16 +1,17 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/display.h"
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
-#include "smbios/structures.h"
+#include <bit>
+
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/report.h"
+#include "smbios/fields.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr unsigned kUuid = 0x08;
-constexpr unsigned kUuidBytes = 16;
-constexpr UINTN kAnswerCharacters = 4;
+constexpr std::size_t kAnswerCharacters = 4;
 
 bool FindEntryPoint(const SmbiosEntryPoint** entry) {
   if (GetSmbiosEntryPoint(entry)) return true;
@@ -34,33 +35,25 @@ void DisplayString(const SmbiosStructure& structure, unsigned offset, CheckedFor
                    Format<> bare) {
   const std::uint8_t number = structure.Byte(offset);
   if (number == 0) return report::DisplayPrint(bare);
-  const SmbiosString text = StructureString(structure, number);
-  const char16_t* const value = text.data();
-  report::DisplayPrint(format, value);
+  report::DisplayPrint(format, StructureString(structure, number).data());
 }
 
 // The BIOS structure's strings are shown in one form, empty or not.
 void DisplayStringAlways(const SmbiosStructure& structure, unsigned offset, CheckedFormat<const char16_t*> format) {
-  const SmbiosString text = StructureString(structure, structure.Byte(offset));
-  const char16_t* const value = text.data();
-  report::DisplayPrint(format, value);
+  report::DisplayPrint(format, StructureString(structure, structure.Byte(offset)).data());
 }
 
 // The UUID as it is stored, and as the EFI GUID of the same bytes.
 void DisplayUuid(const SmbiosStructure& system) {
-  std::uint8_t uuid[kUuidBytes];
-  for (unsigned i = 0; i < kUuidBytes; ++i) uuid[i] = system.Byte(kUuid + i);
+  const SystemUuidBytes uuid = SystemUuid(system);
   report::DisplayPrint("\nRaw/Flash GUID = ");
   for (const std::uint8_t byte : uuid) report::DisplayPrint("%02x ", byte);
   report::DisplayPrint("\n");
 
-  EFI_GUID guid;
-  static_assert(sizeof guid == sizeof uuid);
-  __builtin_memcpy(&guid, uuid, sizeof guid);
+  const auto guid = std::bit_cast<EFI_GUID>(uuid);
   std::array<char16_t, 40> text;
   FormatText(text, "%g", &guid);
-  const char16_t* const readable = text.data();
-  report::DisplayPrint("\nHuman Readable GUID = %s\n", readable);
+  report::DisplayPrint("\nHuman Readable GUID = %s\n", text.data());
 }
 
 bool OperatorStops() {
@@ -69,7 +62,7 @@ bool OperatorStops() {
   TestLib->Prompt(u"\nPress any key for next structure or S to Stop: ");
   TestLib->ReadInput(answer, kAnswerCharacters, 0);
   answer[kAnswerCharacters] = 0;
-  return StriCmpAscii(answer, u"S") == 0;
+  return platform::StriCmpAscii(answer, u"S") == 0;
 }
 
 }  // namespace
@@ -100,16 +93,16 @@ void DisplaySmbiosEntryPoint() {
 
 void DisplaySystemInformation() {
   SmbiosStructure system;
-  if (!FindStructure(1, &system)) return;
+  if (!FindStructure(fields::system::kType, &system)) return;
   report::DisplayPrint("\nStructure Header:");
   report::DisplayPrint("\nType: 0x%x   ", system.Type());
   report::DisplayPrint("Len: 0x%x   ", system.Length());
   report::DisplayPrint("Handle: 0x%x", system.Handle());
   ShowStringCount(system);
-  DisplayString(system, 0x04, "\nManufacturer:%s", "\nManufacturer:");
-  DisplayString(system, 0x05, "\nProduct Name:%s", "\nProduct Name:");
-  DisplayString(system, 0x07, "\nSerial Number:%s", "\nSerial Number:");
-  DisplayString(system, 0x06, "\nVersion:%s", "\nVersion:");
+  DisplayString(system, fields::system::kManufacturer, "\nManufacturer:%s", "\nManufacturer:");
+  DisplayString(system, fields::system::kProductName, "\nProduct Name:%s", "\nProduct Name:");
+  DisplayString(system, fields::system::kSerialNumber, "\nSerial Number:%s", "\nSerial Number:");
+  DisplayString(system, fields::system::kVersion, "\nVersion:%s", "\nVersion:");
   DisplayUuid(system);
 }
 
@@ -132,37 +125,38 @@ void BrowseSmbiosStructures() {
 
 void DisplayBaseBoardInformation() {
   SmbiosStructure board;
-  if (!FindStructure(2, &board)) return;
+  if (!FindStructure(fields::baseboard::kType, &board)) return;
   ShowStructureHeader(board);
   ShowStringCount(board);
-  DisplayString(board, 0x04, "\nManufacturer:%s", "\nManufacturer:");
-  DisplayString(board, 0x05, "\nProduct Name:%s", "\nProduct Name:");
-  DisplayString(board, 0x07, "\nSerial Number:%s", "\nSerial Number:");
-  DisplayString(board, 0x06, "\nVersion:%s\n", "\nVersion:\n");
+  DisplayString(board, fields::baseboard::kManufacturer, "\nManufacturer:%s", "\nManufacturer:");
+  DisplayString(board, fields::baseboard::kProduct, "\nProduct Name:%s", "\nProduct Name:");
+  DisplayString(board, fields::baseboard::kSerialNumber, "\nSerial Number:%s", "\nSerial Number:");
+  DisplayString(board, fields::baseboard::kVersion, "\nVersion:%s\n", "\nVersion:\n");
 }
 
 void DisplayBiosInformation() {
   SmbiosStructure bios;
-  if (!FindStructure(0, &bios)) return;
+  if (!FindStructure(fields::bios::kType, &bios)) return;
   ShowStructureHeader(bios);
-  report::DebugPrint(kDebugProgress, "\nVendor Index:%d  Version Index:%d  Date Index:%d", bios.Byte(0x04),
-                     bios.Byte(0x05), bios.Byte(0x08));
+  report::DebugPrint(kDebugProgress, "\nVendor Index:%d  Version Index:%d  Date Index:%d",
+                     bios.Byte(fields::bios::kVendor), bios.Byte(fields::bios::kVersion),
+                     bios.Byte(fields::bios::kReleaseDate));
   ShowStringCount(bios);
-  DisplayStringAlways(bios, 0x04, "\nVendor:%s");
-  DisplayStringAlways(bios, 0x05, "\nVersion:%s");
-  DisplayStringAlways(bios, 0x08, "\nRelease Date:%s\n");
+  DisplayStringAlways(bios, fields::bios::kVendor, "\nVendor:%s");
+  DisplayStringAlways(bios, fields::bios::kVersion, "\nVersion:%s");
+  DisplayStringAlways(bios, fields::bios::kReleaseDate, "\nRelease Date:%s\n");
 }
 
 void DisplayChassisInformation() {
   SmbiosStructure chassis;
-  if (!FindStructure(3, &chassis)) return;
+  if (!FindStructure(fields::chassis::kType, &chassis)) return;
   ShowStructureHeader(chassis);
   ShowStringCount(chassis);
-  DisplayString(chassis, 0x04, "\nManufacturer:%s", "\nManufacturer:");
-  report::DisplayPrint("\nType:%x", chassis.Byte(0x05));
-  DisplayString(chassis, 0x07, "\nSerial Number:%s", "\nSerial Number:");
-  DisplayString(chassis, 0x06, "\nVersion:%s", "\nVersion:");
-  DisplayString(chassis, 0x08, "\nAsset Tag Number:%s\n", "\nAsset Tag Number:\n");
+  DisplayString(chassis, fields::chassis::kManufacturer, "\nManufacturer:%s", "\nManufacturer:");
+  report::DisplayPrint("\nType:%x", chassis.Byte(fields::chassis::kChassisType));
+  DisplayString(chassis, fields::chassis::kSerialNumber, "\nSerial Number:%s", "\nSerial Number:");
+  DisplayString(chassis, fields::chassis::kVersion, "\nVersion:%s", "\nVersion:");
+  DisplayString(chassis, fields::chassis::kAssetTagNumber, "\nAsset Tag Number:%s\n", "\nAsset Tag Number:\n");
 }
 
 }  // namespace mfgtest

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 20 to 25: what the SMBIOS table holds, shown to the operator. Nothing
 // is compared; a test fails only when its data cannot be found.
 #pragma once

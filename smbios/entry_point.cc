@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/entry_point.h"
 
 #include <cstring>
 
-#include "module/last_error.h"
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
 
 namespace mfgtest {
 namespace {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS 2.x entry point (DSP0134, "SMBIOS 2.1 (32-bit) Entry Point").
 #pragma once
 
@@ -42,6 +43,6 @@ const SmbiosEntryPoint* SearchSmbiosEntryPoint();
 // the checksums nor the intermediate anchor are looked at. On failure gives
 // false and leaves the reason in the last-error text, which also keeps a
 // remark when only the memory search found it.
-bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry);
+[[nodiscard]] bool GetSmbiosEntryPoint(const SmbiosEntryPoint** entry);
 
 }  // namespace mfgtest

@@ -1,20 +1,23 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/event_log.h"
 
 #include <span>
 
-#include "module/last_error.h"
-#include "module/report.h"
 #include "pci/access.h"
+#include "platform/byte_fields.h"
 #include "platform/numbers.h"
-#include "smbios/structures.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
+#include "smbios/fields.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr std::uint8_t kEventLogType = 15;
 constexpr std::uint8_t kEndOfLog = 0xFF;
 constexpr std::uint32_t kMaskCount = 50;
-constexpr UINTN kMaskLength = 80;
+constexpr std::size_t kMaskBytes = 80;
+// Kept: a match is 0 and none is 2, as the routine is declared.
 constexpr int kMatches = 0;
 constexpr int kMatchesNone = 2;
 
@@ -31,11 +34,7 @@ struct EventLogRecord {
   std::uint8_t rest[2];
 
   // Source to rest as a little-endian number.
-  std::uint64_t LogData() const {
-    std::uint64_t data;
-    __builtin_memcpy(&data, &source, sizeof data);
-    return data;
-  }
+  std::uint64_t LogData() const { return platform::LittleEndian64(&source); }
 };
 static_assert(sizeof(EventLogRecord) == 16);
 static_assert(offsetof(EventLogRecord, source) == 8);
@@ -172,7 +171,7 @@ struct LogReader {
   std::uint32_t base;
   std::uint8_t offset;
 
-  void Peek(std::uint8_t* byte) const { MemReadByte(base, offset, byte); }
+  void Peek(std::uint8_t* byte) const { (void)MemReadByte(base, offset, byte); }
 
   void Read(EventLogRecord* record) {
     auto* const bytes = reinterpret_cast<std::uint8_t*>(record);
@@ -186,12 +185,13 @@ struct LogReader {
 void ShowStructure(const SmbiosStructure& log) {
   report::DebugPrint(kDebugProgress, "\nStructure Header:");
   report::DebugPrint(kDebugProgress, "\nType: 0x%x   ", log.Type());
-  report::DebugPrint(kDebugProgress, "\nAccessMethod: 0x%x", log.Byte(0x0A));
-  report::DebugPrint(kDebugProgress, "\nAccessMethodAddress: 0x%x", log.Dword(0x10));
-  report::DebugPrint(kDebugProgress, "\nLogDataStartOffset: 0x%x\n", log.Word(0x08));
-  const unsigned descriptors = log.Byte(0x15);
+  report::DebugPrint(kDebugProgress, "\nAccessMethod: 0x%x", log.Byte(fields::event_log::kAccessMethod));
+  report::DebugPrint(kDebugProgress, "\nAccessMethodAddress: 0x%x", log.Dword(fields::event_log::kAccessMethodAddress));
+  report::DebugPrint(kDebugProgress, "\nLogDataStartOffset: 0x%x\n", log.Word(fields::event_log::kLogDataStartOffset));
+  const unsigned descriptors = log.Byte(fields::event_log::kDescriptorCount);
   for (unsigned i = 0; i < descriptors; ++i) {
-    report::DebugPrint(kDebugProgress, "EventLogType Supported: 0x%x\n", log.Byte(0x17 + 2 * i));
+    report::DebugPrint(kDebugProgress, "EventLogType Supported: 0x%x\n",
+                       log.Byte(fields::event_log::kDescriptors + 2 * i));
   }
 }
 
@@ -225,17 +225,18 @@ bool VerifyRecords(LogReader reader) {
 
 }  // namespace
 
-bool VerifyEventLog(bool probe) {
+bool VerifyEventLog(Mode mode) {
   SmbiosStructure log;
-  const bool found = GetSmbiosStructure(kEventLogType, 0, &log);
-  if (probe) return found;
+  const bool found = GetSmbiosStructure(fields::event_log::kType, 0, &log);
+  if (mode == Mode::kProbe) return found;
   if (!found) {
     report::ReportError(ErrorCode::kSmbiosStructureMissing, "\nFailed to get SMBIOS System Structure.\n%s\n",
                         LastError());
     return false;
   }
   ShowStructure(log);
-  return VerifyRecords({.base = log.Dword(0x10), .offset = static_cast<std::uint8_t>(log.Word(0x08))});
+  return VerifyRecords({.base = log.Dword(fields::event_log::kAccessMethodAddress),
+                        .offset = static_cast<std::uint8_t>(log.Word(fields::event_log::kLogDataStartOffset))});
 }
 
 int MatchEventMask(std::uint64_t log_data) {
@@ -243,9 +244,9 @@ int MatchEventMask(std::uint64_t log_data) {
   std::uint32_t count = 0;
   for (; count < kMaskCount; ++count) {
     std::array<char16_t, 16> name;
-    std::array<char16_t, kMaskLength> text{};
+    std::array<char16_t, kMaskBytes + 1> text{};
     FormatText(name, "Event_Mask_%02d", count);
-    if (TestLib->GetParamString(name.data(), text.data(), kMaskLength) != kTestLibrarySuccess) break;
+    if (ReadText(name.data(), text.data(), kMaskBytes) != ParameterResult::kRead) break;
     masks[count] = platform::HexadecimalNumber(text.data());
     report::DebugPrint(kDebugProgress, "Event_Mask_%02d: %lx\n", count, masks[count]);
   }

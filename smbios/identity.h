@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 1 to 13: the identity that manufacturing programmed into SMBIOS
 // against the values that the line expects.
 #pragma once

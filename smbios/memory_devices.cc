@@ -1,21 +1,21 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/memory_devices.h"
 
 #include <algorithm>
 
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
-#include "smbios/structures.h"
+#include "platform/text.h"
+#include "report/last_error.h"
+#include "report/parameters.h"
+#include "report/report.h"
+#include "smbios/fields.h"
 
 namespace mfgtest {
 namespace {
 
-constexpr std::uint8_t kMemoryArrayType = 16;
-constexpr std::uint8_t kMemoryDeviceType = 17;
 // A structure's index has 8 bits; a table has no more of a type.
 constexpr std::uint32_t kIndexEnd = 256;
 
-constexpr UINTN kLocatorLength = 128;
+constexpr std::size_t kLocatorBytes = 128;
 constexpr std::size_t kReplacedCharacters = 15;
 using Text = std::array<char16_t, 256>;
 
@@ -90,9 +90,10 @@ std::uint32_t CountDevices() {
   std::uint32_t total = 0;
   std::uint32_t index = 0;
   SmbiosStructure array;
-  for (; index < kIndexEnd && GetSmbiosStructure(kMemoryArrayType, static_cast<std::uint8_t>(index), &array); ++index) {
+  for (; index < kIndexEnd && GetSmbiosStructure(fields::memory_array::kType, static_cast<std::uint8_t>(index), &array);
+       ++index) {
     ShowHeader(array);
-    total += array.Word(0x0D);
+    total += array.Word(fields::memory_array::kDeviceCount);
   }
   report::DebugPrint(kDebugProgress, "SMBIOS Physical Memory Array Structure Type 16, Index %d not found\n", index);
   report::DebugPrint(kDebugTrace, "TotalMemDev: %d  \n", total);
@@ -100,8 +101,9 @@ std::uint32_t CountDevices() {
 }
 
 bool FindDevice(std::uint32_t index, SmbiosStructure* structure) {
-  if (index < kIndexEnd) return GetSmbiosStructure(kMemoryDeviceType, static_cast<std::uint8_t>(index), structure);
-  SetLastError("No Structure Type %d, Index %d, found.\n", kMemoryDeviceType, index);
+  if (index < kIndexEnd)
+    return GetSmbiosStructure(fields::memory_device::kType, static_cast<std::uint8_t>(index), structure);
+  SetLastError("No Structure Type %d, Index %d, found.\n", fields::memory_device::kType, index);
   return false;
 }
 
@@ -116,45 +118,43 @@ bool ReadDevice(std::uint32_t index, MemoryDevice* device) {
   SmbiosStrings strings;
   CollectStructureStrings(structure, &strings);
   device->index = index;
-  CopyChars(device->device_locator.data(), strings.Numbered(structure.Byte(0x10)), kSmbiosStringCharacters - 1);
-  CopyChars(device->bank_locator.data(), strings.Numbered(structure.Byte(0x11)), kSmbiosStringCharacters - 1);
-  device->size = structure.Word(0x0C);
-  device->speed = structure.Word(0x15);
+  platform::CopyChars(device->device_locator.data(),
+                      strings.Numbered(structure.Byte(fields::memory_device::kDeviceLocator)),
+                      kSmbiosStringCharacters - 1);
+  platform::CopyChars(device->bank_locator.data(),
+                      strings.Numbered(structure.Byte(fields::memory_device::kBankLocator)),
+                      kSmbiosStringCharacters - 1);
+  device->size = structure.Word(fields::memory_device::kSize);
+  device->speed = structure.Word(fields::memory_device::kSpeed);
   report::DebugPrint(kDebugTrace, "Device Locator: %s Bank Locator: %s\n", device->device_locator.data(),
                      device->bank_locator.data());
   report::DebugPrint(kDebugTrace, "Memory Speed: %d MHz Memory Size: %d MB\n", device->speed, device->size);
   return true;
 }
 
-bool FailOnParameter(const SlotKey& key) {
-  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", key.Text());
-  return false;
-}
-
-bool ReadText(const SlotKey& key, Text& value) {
-  return TestLib->GetParamString(key.Text(), value.data(), kLocatorLength) == kTestLibrarySuccess ||
-         FailOnParameter(key);
+bool RequireText(const SlotKey& key, Text& value) {
+  return ReadText(key.Text(), value.data(), kLocatorBytes) == ParameterResult::kRead || FailOnParameter(key.Text());
 }
 
 // Speeds and sizes have 16 bits; the rest of a parameter is ignored.
-bool ReadNumber(const SlotKey& key, std::uint16_t* value) {
+bool RequireNumber16(const SlotKey& key, std::uint16_t* value) {
   std::uint32_t number = 0;
-  if (TestLib->GetParamNumber(key.Text(), &number) != kTestLibrarySuccess) return FailOnParameter(key);
+  if (!RequireNumber(key.Text(), &number)) return false;
   *value = static_cast<std::uint16_t>(number);
   return true;
 }
 
 bool ReadExpected(std::uint32_t index, ExpectedDevice* expected) {
   const SlotKeys keys(index);
-  return ReadText(keys.device_locator, expected->device_locator) &&
-         ReadText(keys.bank_locator, expected->bank_locator) && ReadNumber(keys.speed, &expected->speed) &&
-         ReadNumber(keys.size, &expected->size);
+  return RequireText(keys.device_locator, expected->device_locator) &&
+         RequireText(keys.bank_locator, expected->bank_locator) && RequireNumber16(keys.speed, &expected->speed) &&
+         RequireNumber16(keys.size, &expected->size);
 }
 
 bool VerifySpeed(const MemoryDevice& device, const ExpectedDevice& expected) {
   Text reason;
   std::uint32_t tolerance = 0;
-  if (TestLib->GetParamNumber(u"Memory_Speed_Tolerance", &tolerance) != kTestLibrarySuccess) {
+  if (!ReadNumber(u"Memory_Speed_Tolerance", &tolerance)) {
     if (device.speed == expected.speed) return true;
     FormatText(reason, "Expected: %d MHz Received: %d MHz", expected.speed, device.speed);
   } else {
@@ -174,13 +174,13 @@ bool VerifyDevice(const MemoryDevice& device) {
   if (!ReadExpected(device.index, &expected)) return false;
   report::DebugPrint(kDebugTrace, "Verifying Memory Device %d... \n", device.index);
   const char16_t* const locator = expected.device_locator.data();
-  if (!SameText(locator, device.device_locator.data())) {
+  if (!platform::SameText(locator, device.device_locator.data())) {
     report::ReportError(ErrorCode::kMemoryDeviceMismatch,
                         "\r\nMemory device %d device locator mismatch. Expected: %s Received: %s\r\n", device.index,
                         locator, device.device_locator.data());
     return false;
   }
-  if (!SameText(expected.bank_locator.data(), device.bank_locator.data())) {
+  if (!platform::SameText(expected.bank_locator.data(), device.bank_locator.data())) {
     report::ReportError(ErrorCode::kMemoryDeviceMismatch,
                         "\r\nMemory device %d bank locator mismatch. Expected: %s Received: %s\r\n", device.index,
                         expected.bank_locator.data(), device.bank_locator.data());
@@ -214,12 +214,12 @@ void PublishDevice(const MemoryDevice& device) {
 
 }  // namespace
 
-bool VerifyMemoryDevices(bool publish) {
+bool VerifyMemoryDevices(Mode mode) {
   const std::uint32_t total = CountDevices();
   for (std::uint32_t index = 0; index < total; ++index) {
     MemoryDevice device{};
     if (!ReadDevice(index, &device)) return false;
-    if (publish) {
+    if (mode == Mode::kProbe) {
       PublishDevice(device);
     } else if (!VerifyDevice(device)) {
       return false;

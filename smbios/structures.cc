@@ -1,11 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/structures.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "module/last_error.h"
-#include "module/report.h"
+#include "platform/byte_fields.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -20,6 +22,18 @@ const std::uint8_t* NextStructure(const std::uint8_t* structure) {
     length = std::strlen(cursor);
   } while (length != 0);
   return reinterpret_cast<const std::uint8_t*>(cursor + 1);
+}
+
+// Steps over the structure at an offset; false when it does not end in the table.
+bool StepOver(const std::uint8_t* table, std::uint32_t end, std::uint32_t* offset) {
+  if (*offset + 2 > end) return false;
+  *offset += SmbiosStructure{table + *offset}.Length();
+  for (; *offset + 2 <= end; ++*offset) {
+    if (table[*offset] != 0 || table[*offset + 1] != 0) continue;
+    *offset += 2;
+    return true;
+  }
+  return false;
 }
 
 // The strings of a structure one after another, up to the empty one that ends
@@ -45,12 +59,12 @@ struct StringCursor {
 
 std::uint16_t SmbiosStructure::Word(unsigned offset) const {
   if (offset + 2 > Length()) return 0;
-  return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
+  return platform::LittleEndian16(bytes + offset);
 }
 
 std::uint32_t SmbiosStructure::Dword(unsigned offset) const {
   if (offset + 4 > Length()) return 0;
-  return Word(offset) | std::uint32_t{Word(offset + 2)} << 16;
+  return platform::LittleEndian32(bytes + offset);
 }
 
 SmbiosWalk::SmbiosWalk(const SmbiosEntryPoint& of_entry)
@@ -85,6 +99,21 @@ bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* 
     }
   }
   SetLastError("No Structure Type %d, Index %d, found.\n", type, index);
+  return false;
+}
+
+bool FindStructureInLength(const SmbiosEntryPoint& entry, std::uint8_t type, SmbiosStructure* found) {
+  const std::uint8_t* const table = platform::PhysicalMemory(entry.table_address);
+  const std::uint32_t end = entry.table_length;
+  std::uint32_t offset = 0;
+  while (table != nullptr && offset < end) {
+    const SmbiosStructure structure{table + offset};
+    if (structure.Type() == type) {
+      *found = structure;
+      return true;
+    }
+    if (!StepOver(table, end, &offset)) return false;
+  }
   return false;
 }
 

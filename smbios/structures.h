@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Structures of the SMBIOS table and their strings (DSP0134, "Structure
 // standards"). Nothing is cached and nothing is written: the table is read
 // where the firmware left it.
@@ -43,7 +44,12 @@ struct SmbiosWalk {
 
 // The index-th structure (from 0, in table order) of a type. On failure gives
 // false, leaves `structure` alone and the reason in the last-error text.
-bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* structure);
+[[nodiscard]] bool GetSmbiosStructure(std::uint8_t type, std::uint8_t index, SmbiosStructure* structure);
+
+// The first structure of a type that starts in the table, by another walk: the
+// table ends where its length says, whatever the count of structures. Only what
+// lies before the structure has to end in the table.
+[[nodiscard]] bool FindStructureInLength(const SmbiosEntryPoint& entry, std::uint8_t type, SmbiosStructure* found);
 
 // Prints the header as debug messages of ordinary progress.
 void ShowStructureHeader(const SmbiosStructure& structure);

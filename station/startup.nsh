@@ -1,4 +1,5 @@
 @echo -off
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # The shell starts this script from the root of the drive that holds it: the
 # whole line run, without anybody typing. Escape in the countdown before it
 # leads to the shell's prompt instead.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/command_line.h"
 
 #include "platform/format.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The command line of a run: what to do, and with which parameters.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Start and end of the driver: one test library for the system, resident until
 // it is unloaded.
 #include "platform/clock.h"

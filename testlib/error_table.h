@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the module's error codes mean for the line: whose failure it is and what
 // to do about it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Keeps a wrong address from costing a board: the processor starts at the top
 // of the flash, and a board whose block there was rewritten starts no more.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/parameter_file.h"
 
 #include "platform/format.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Parameter files: lines of NAME = VALUE.
 //
 //   # a comment, on its own line or after a blank

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The parameters that tests and library know: one row a name. A name that is in
 // no row would be read by nobody, and the value meant for it would never be
 // compared.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The parameters of a run and where each came from.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The results that a line has to publish. A test that finds nothing to read may
 // pass without a word; what it should have read is named here.
 #pragma once

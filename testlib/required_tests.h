@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The tests that have to apply to every machine of an order. Without them, a
 // part that was never programmed takes its own test out of the line run.
 #pragma once

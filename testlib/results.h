@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the library knows about this boot: the runs and their verdicts, the
 // results that tests published, the tests that do not apply to this machine.
 #pragma once

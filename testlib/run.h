@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // One run from its command line to its verdict.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The two EFI 1.x shell protocols on a modern shell, which no longer has them:
 // the shell interface on every application it starts, and the one shell
 // environment through which an application sets variables.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Recognises the commands of the EFI 1.x shell that set a variable.
 #pragma once
 

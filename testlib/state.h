@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Everything that the resident library keeps, in one block of the pool.
 #pragma once
 

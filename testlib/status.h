@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the operations answer when they do not succeed. Success and the buffer
 // that is too small are fixed by the protocol; tests treat every other value
 // alike, so the rest is for whoever reads a transcript.

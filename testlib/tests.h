@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the library knows of each test of the module: one row a test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Parts of a text, cut to what is there. The standard library's substr throws,
 // and an image has nothing to throw with.
 #pragma once

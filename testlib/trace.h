@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Shows the operations of a run as transcript lines, when that was asked for.
 #pragma once
 

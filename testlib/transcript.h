@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A run as text for a machine to compare: one line for each operation of the
 // library, in the order of the calls.
 #pragma once

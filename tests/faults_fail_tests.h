@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A fault of the simulated machine fails the test in which it happens.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Where SMBIOS says that the management controller is (DSP0134, type 38, "IPMI
 // Device Information").
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Start and end of the driver: it stays resident once a controller answered.
 #include <algorithm>
 

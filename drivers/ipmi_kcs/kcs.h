@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Message transfer over a KCS interface (IPMI 2.0, "KCS Flow Diagrams"). The
 // controller's call for attention (SMS_ATN) is nobody's business here: it only
 // says that a message or an event is queued.

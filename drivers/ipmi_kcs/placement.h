@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Whether registers may lie where somebody says that they are. A table that is
 // wrong must not make the driver write into memory or into ports of the board.
 #pragma once

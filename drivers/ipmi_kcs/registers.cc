@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "drivers/ipmi_kcs/registers.h"
 
 #include "platform/memory.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The two registers of a KCS interface (IPMI 2.0, "KCS Interface Registers"):
 // data, and one that reads as status and takes commands.
 #pragma once

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "drivers/ipmi_kcs/transport.h"
 
 #include <algorithm>
 #include <span>
 
 #include "drivers/ipmi_kcs/kcs.h"
+#include "platform/ipmi_transport.h"
 
 namespace ipmi_kcs {
 namespace {
@@ -72,9 +74,9 @@ EFI_STATUS ExchangeOverFirmware(std::uint8_t network_function) {
   Message& response = connection.response;
   const std::uint8_t command = request.bytes[1];
   std::uint32_t length = kFirmwareCapacity;
-  const EFI_STATUS status = connection.firmware->SubmitCommand(
-      connection.firmware, network_function, command, &request.bytes[kRequestHeader],
-      static_cast<std::uint32_t>(request.length - kRequestHeader), &response.bytes[kResponseHeader - 1], &length);
+  const std::span data(&request.bytes[kRequestHeader], request.length - kRequestHeader);
+  const EFI_STATUS status = platform::SubmitIpmiCommand(connection.firmware, network_function, command, data,
+                                                        &response.bytes[kResponseHeader - 1], &length);
   if (EFI_ERROR(status)) return status;
   response.bytes[0] = static_cast<std::uint8_t>((network_function | 1) << 2);
   response.bytes[1] = command;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The IPMI transport protocol over a KCS interface, or over the firmware's own
 // IPMI protocol.
 #pragma once

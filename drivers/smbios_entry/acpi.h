@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The bridge from the XSDT, of 64-bit addresses, to the RSDT of ACPI 1.0.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Start and end of the driver: it stays resident when it bridges something.
 #include "drivers/smbios_entry/acpi.h"
 #include "drivers/smbios_entry/say.h"

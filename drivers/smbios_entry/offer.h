@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A table of ours in the list of configuration tables, in memory below 4 GiB
 // that an operating system started later leaves alone, too.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The bridge from the 64-bit SMBIOS entry point, whose table may lie anywhere
 // and be of any length, to the 32-bit one (DSP0134).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What stands on a handle of its own as long as one of our drivers offers
 // something in another form than firmware does: a bridge. A value that was read
 // through one is the firmware's newer one, so reports name it.

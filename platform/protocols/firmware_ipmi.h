@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The IPMI protocol of newer firmware (edk2, "IpmiProtocol"): one command and
 // its response in one call. There is no LUN, and the response begins with the
 // completion code.

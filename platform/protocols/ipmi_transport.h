@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The platform firmware's IPMI transport protocol: one request to the
 // management controller, one response from it. ipmi_kcs.efi offers it on
 // machines whose firmware does not.

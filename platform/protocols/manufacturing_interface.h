@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The manufacturing interface protocol, by which some firmware stores and gives
 // the system GUID itself.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The shell protocol and the shell parameters protocol (UEFI Shell
 // Specification 2.2, sections 2.2 and 2.3): what a modern shell offers instead
 // of the EFI 1.x interfaces. The structures are gnu-efi's.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The EFI 1.x shell's environment: one instance in the system, through which a
 // program runs shell commands.
 #pragma once

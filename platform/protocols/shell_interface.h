@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The EFI 1.x shell's interface, which that shell installs on the image handle
 // of every application it starts.
 #pragma once

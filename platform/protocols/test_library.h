@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The test-library protocol: the table of operations through which a test
 // module reads its parameters, talks to the operator and reports. Installed by
 // a framework driver that is loaded before the module; testlib.efi is ours.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The Unicode collation protocol (UEFI 2, Unicode Collation Protocol). The EFI
 // 1.x protocol of another GUID has the same members.
 #pragma once

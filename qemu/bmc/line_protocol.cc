@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "qemu/bmc/line_protocol.h"
 
 #include <utility>

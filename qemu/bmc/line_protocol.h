@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The serial line protocol between QEMU's ipmi-bmc-extern and a management
 // controller, as the OpenIPMI library defines it for virtual machines: frames
 // that end in a byte of their own, with escapes.

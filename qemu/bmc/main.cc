@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A management controller for a machine in QEMU: serves ipmi-bmc-extern on a
 // TCP port of this host. Writes "ready PORT" when QEMU may connect, and ends
 // when QEMU goes, when its script says so, or at its time limit.

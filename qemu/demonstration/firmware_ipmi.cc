@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Newer firmware's own IPMI protocol, over the KCS interface of QEMU's
 // management controller.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A board's firmware, as far as it keeps the system GUID behind the
 // manufacturing interface. The GUID lives as long as the driver is loaded and
 // reads as erased flash before the first write.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Makes OVMF one of today's firmware: no 32-bit SMBIOS entry point, no ACPI 1.0
 // table and no RSDT. The 64-bit entry point and the XSDT stay.
 #include "platform/byte_fields.h"

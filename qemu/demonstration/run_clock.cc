@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A clock for runs of the module on a machine whose time stamp counter counts
 // instructions: from StartImage to EndTest, with the share of Initialize, in
 // which the library reads files, and the waits that the module asked for.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Lines and branches per product folder, from gcovr's JSON; what is not reached, by its place.
 
     summary.py COVERAGE.json

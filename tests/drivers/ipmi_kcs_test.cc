@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The driver on a simulated machine, from its start to its end, and the
 // transport that it offers.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A driver image on a simulated machine, from its load to its unload.
 #pragma once
 

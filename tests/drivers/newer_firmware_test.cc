@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Firmware of today, bridged by our drivers: the tests of the line find on it
 // what they find on firmware of their own time.
 #include <set>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The drivers, from their load to their end, with each of their calls of the
 // platform failing in turn.
 #include "platform/protocols/bridge_note.h"

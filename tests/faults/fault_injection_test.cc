@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Whole runs of the module, repeated with each of their calls of the platform
 // failing in turn, once and from then on.
 #include <optional>

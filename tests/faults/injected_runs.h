@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // How often a run is repeated with failing calls. With FAULTS=all in the
 // environment every call of it fails in turn, else a sample that is always the
 // same.

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/builder.h"
 
 #include "guid/random.h"
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/text.h"
 #include "tests/faults_fail_tests.h"
 #include "tests/guid/server_guid.h"

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/guid_text.h"
 
 #include <cstring>
 #include <numeric>
 #include <string>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/station.h"
 #include "simulation/text.h"
 #include "tests/faults_fail_tests.h"

@@ -1,10 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/guid_variables.h"
 
 #include <cstring>
 #include <map>
 #include <optional>
 
-#include "module/last_error.h"
+#include "guid/eui64.h"
+#include "report/last_error.h"
 #include "simulation/flash.h"
 #include "simulation/pci_bus.h"
 #include "simulation/text.h"
@@ -313,7 +315,7 @@ using Parameters = std::map<std::u16string, std::u16string>;
 
 struct ProbeCase {
   const char* name;
-  bool (*probe)(bool);
+  bool (*probe)(mfgtest::Mode);
   Parameters parameters;
   bool applies;
   std::string reason{};
@@ -373,7 +375,7 @@ TEST(Autosense, AsksWhetherAVariableIsTheFactorys) {
     station.library->parameters = c.parameters;
     station.Bind();
     mfgtest::SetLastError("");
-    EXPECT_EQ(c.probe(true), c.applies);
+    EXPECT_EQ(c.probe(mfgtest::Mode::kProbe), c.applies);
     EXPECT_EQ(simulation::Readable(mfgtest::LastError()), c.reason);
     EXPECT_EQ(Only({"LogMessage", "ReportError", "SetResult"}, station.Transcript()), c.messages);
     EXPECT_EQ(station.machine.variables.Find(u"MfgSystemUuid", kMfgVendor), nullptr);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/guid_writing.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A server with a system GUID in its SMBIOS table, as the tests of this folder
 // change it.
 #pragma once

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "guid/system_guid.h"
 
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/flash.h"
 #include "simulation/manufacturing_interface.h"
 #include "simulation/text.h"
@@ -33,7 +34,7 @@ std::string Probe(Station& station) {
   station.library->calls.clear();
   const std::size_t allocated = station.machine.memory.Outstanding();
   mfgtest::SetLastError("");
-  const bool applies = mfgtest::VerifyGuid(true);
+  const bool applies = mfgtest::VerifyGuid(mfgtest::Mode::kProbe);
   EXPECT_EQ(Errors(station.Transcript()), Lines{});
   EXPECT_EQ(station.machine.memory.Outstanding(), allocated + station.kept_blocks);
   return applies ? "applies" : simulation::Readable(mfgtest::LastError());

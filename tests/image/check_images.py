@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Checks built UEFI images: check_images.py FOLDER_OF_EFI FOLDER_OF_ELF
 
 Firmware refuses a wrong image, or worse, starts it: each rule here is one that

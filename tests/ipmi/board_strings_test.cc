@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/board_strings.h"
 
 #include "ipmi/device_names.h"
@@ -200,7 +201,7 @@ TEST(BoardStrings, AProbePublishesThem) {
     server.device.reports_length_of_errors = false;
     server.station.library->parameters = c.parameters;
     server.Bind();
-    EXPECT_EQ(mfgtest::VerifyFruBoardStrings(true), c.read);
+    EXPECT_EQ(mfgtest::VerifyFruBoardStrings(mfgtest::Mode::kProbe), c.read);
     const Lines lines = server.station.Transcript();
     EXPECT_EQ(Only({"ReportError", "DisplayPrint"}, lines), Lines{});
     // Without an answer to the OEM query there is a reason from the start.
@@ -224,7 +225,7 @@ TEST(BoardStrings, WithoutATransportThereIsOneReport) {
             Lines{R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")"});
   station.Bind();
   station.library->calls.clear();
-  EXPECT_FALSE(mfgtest::VerifyFruBoardStrings(true));
+  EXPECT_FALSE(mfgtest::VerifyFruBoardStrings(mfgtest::Mode::kProbe));
   EXPECT_EQ(Errors(station.Transcript()), Lines{});
   EXPECT_EQ(LastErrorText(), "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
 }

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Has ipmitool read the FRU devices of a machine file through build/host/bmc.
 
 An independent reader's opinion of the images, of the controller's answers and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/completion_codes.h"
 
 #include <gtest/gtest.h>

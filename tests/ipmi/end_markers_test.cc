@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/end_markers.h"
 
 #include "tests/ipmi/server.h"
@@ -82,17 +83,17 @@ TEST(EndMarkers, AProbeWantsAllAreas) {
       if (header == 0 && byte[1] != 0) continue;
       Server server(header == 0 ? "" : "[fru 0]\nbyte " + std::to_string(header) + " = " + byte);
       server.Bind();
-      EXPECT_EQ(mfgtest::VerifyFruEndMarkers(true), header == 0);
+      EXPECT_EQ(mfgtest::VerifyFruEndMarkers(mfgtest::Mode::kProbe), header == 0);
       EXPECT_EQ(Errors(server.station.Transcript()), Lines{});
     }
   }
 }
 
 TEST(EndMarkers, WithoutATransportEvenAProbeReports) {
-  for (const bool probe : {false, true}) {
+  for (const auto mode : {mfgtest::Mode::kTest, mfgtest::Mode::kProbe}) {
     simulation::Station station;
     station.Bind();
-    EXPECT_FALSE(mfgtest::VerifyFruEndMarkers(probe));
+    EXPECT_FALSE(mfgtest::VerifyFruEndMarkers(mode));
     EXPECT_EQ(Errors(station.Transcript()),
               Lines{R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")"});
   }

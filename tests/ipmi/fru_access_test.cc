@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/fru_access.h"
 
 #include "tests/ipmi/server.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Tests 41 and 42: the records of the chassis' boards and of the backplanes.
 #include "tests/ipmi/server.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Fields as long as a type/length byte can say, in a device full of them.
 #include "tests/ipmi/server.h"
 

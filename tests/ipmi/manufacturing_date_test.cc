@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "ipmi/manufacturing_date.h"
 
 #include "tests/ipmi/server.h"
@@ -176,7 +177,7 @@ TEST(ManufacturingDate, AProbeOnlyAsksWhetherTheFruAnswers) {
     Server server(c.machine);
     server.station.library->parameters = {{u"MFG_DATE", u"2009/06/15"}};
     server.Bind();
-    EXPECT_EQ(mfgtest::VerifyMfgDate(true), c.answers);
+    EXPECT_EQ(mfgtest::VerifyMfgDate(mfgtest::Mode::kProbe), c.answers);
     EXPECT_EQ(Errors(server.station.Transcript()), Lines{});
     EXPECT_EQ(server.Requests().size(), c.requests);
     EXPECT_EQ(LastErrorText(), c.reason);
@@ -187,7 +188,7 @@ TEST(ManufacturingDate, AProbeWithoutATransportReportsNothing) {
   for (const auto verify : {mfgtest::VerifyMfgDate, mfgtest::VerifySysBoardMfgDate}) {
     simulation::Station station;
     station.Bind();
-    EXPECT_FALSE(verify(true));
+    EXPECT_FALSE(verify(mfgtest::Mode::kProbe));
     EXPECT_EQ(Errors(station.Transcript()), Lines{});
     EXPECT_EQ(LastErrorText(), "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The scenarios that are also run over a KCS port in QEMU, against the same
 // controller.
 #include "simulation/scenario.h"

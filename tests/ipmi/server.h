@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A server whose management controller holds what server.machine says.
 #pragma once
 
 #include <algorithm>
 #include <map>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/controller_file.h"
 #include "simulation/reference_server.h"
 #include "simulation/text.h"

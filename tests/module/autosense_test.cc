@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include <optional>
 
 #include "simulation/reference_server.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include <cstring>
 
 #include "module/catalogue.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Changes the products by one small fault at a time and asks the host tests.
 
     mutate.py BUILD [--sample N] [--seed N] [--only RESULTS] [FOLDER|FILE...]
@@ -25,10 +26,10 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 RESULTS = ROOT / "build/mutation/results.json"
-FOLDERS = ["module", "platform", "smbios", "guid", "net", "pci", "ipmi", "testlib", "drivers"]
+FOLDERS = ["module", "report", "platform", "smbios", "guid", "net", "pci", "ipmi", "testlib", "drivers"]
 PROGRAMS = ["testlib_tests", "driver_tests", "guid_tests", "ipmi_tests", "module_tests",
             "fault_tests"]
-OWN_PROGRAM = {"module": "module_tests", "smbios": "module_tests", "guid": "guid_tests", "net": "guid_tests",
+OWN_PROGRAM = {"module": "module_tests", "report": "module_tests", "smbios": "module_tests", "guid": "guid_tests", "net": "guid_tests",
                "pci": "guid_tests", "ipmi": "ipmi_tests", "drivers": "driver_tests"}
 SLOW_SECONDS = 0.4
 

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "net/mac_access.h"
 
 #include <deque>
 #include <functional>
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/network.h"
 #include "simulation/station.h"
 #include "simulation/text.h"

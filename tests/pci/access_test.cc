@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "pci/access.h"
 
 #include "simulation/pci_bus.h"
@@ -73,7 +74,7 @@ TEST(FindPciDevice, CountsDevicesWithTheseIds) {
 
   bus.library->calls.clear();
   std::uint32_t address;
-  mfgtest::FindPciDevice(kVendor, kDevice, 1, &address);
+  (void)mfgtest::FindPciDevice(kVendor, kDevice, 1, &address);
   EXPECT_EQ(
       bus.Transcript(),
       (Lines{

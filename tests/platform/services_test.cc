@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The layer over the firmware, where firmware lacks or refuses something.
 #include "platform/collation.h"
 #include "platform/handles.h"

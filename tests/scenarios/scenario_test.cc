@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The scenarios that are also run on firmware in QEMU: through the recorder,
 // and through the real library's --trace on a modern shell.
 #include "simulation/scenario.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The simulated machine notices what real firmware would not forgive.
 #include "simulation/machine.h"
 

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/station.h"
 #include "simulation/text.h"
 #include "smbios/entry_point.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/event_log.h"
 
 #include <cstdio>
@@ -292,7 +293,7 @@ TEST(EventLog, AProbeOnlyLooksForTheStructure) {
     Station station;
     if (present) station.smbios.Add(15, 1, LogFields(kLogAddress, 0));
     station.Bind();
-    EXPECT_EQ(mfgtest::VerifyEventLog(true), present);
+    EXPECT_EQ(mfgtest::VerifyEventLog(mfgtest::Mode::kProbe), present);
     EXPECT_EQ(station.Transcript(), Lines{});
   }
 }

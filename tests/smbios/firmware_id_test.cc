@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/firmware_id.h"
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/acpi_tables.h"
 #include "simulation/station.h"
 #include "simulation/text.h"
@@ -292,7 +293,7 @@ TEST(FirmwareId, PublishesBothIdsWithoutComparing) {
   station.smbios = BiosTable("R01.00 (x64)");
   const AcpiDevice acpi(station.machine);
   station.Bind();
-  EXPECT_TRUE(mfgtest::VerifyBiosId(true));
+  EXPECT_TRUE(mfgtest::VerifyBiosId(mfgtest::Mode::kProbe));
   EXPECT_EQ(Only({"SetResult", "GetParam", "ReportError"}, station.Transcript()),
             (Lines{R"(SetResultString "BIOS_ID" "R01.00x64")", R"(SetResultString "OEM_TABLE_ID" "SERVER")",
                    R"(SetResultString "display.cfg:BIOS ID" "R01.00x64")"}));
@@ -317,7 +318,7 @@ TEST(FirmwareId, PublishesNothingWhenOneIsMissing) {
     station.smbios = c.table;
     station.smbios_placement.entry = c.entry;
     station.Bind();
-    EXPECT_FALSE(mfgtest::VerifyBiosId(true));
+    EXPECT_FALSE(mfgtest::VerifyBiosId(mfgtest::Mode::kProbe));
     EXPECT_EQ(Only({"SetResult", "ReportError"}, station.Transcript()), c.errors);
     EXPECT_EQ(mfgtest::LastError(), c.reason);
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "smbios/memory_devices.h"
 
 #include <optional>
@@ -208,7 +209,7 @@ TEST(MemoryDevices, FieldsBeyondTheLengthAreZeroOrEmpty) {
 // What is published, and whether the test applies.
 Lines Published(Station& station, bool applies = true) {
   station.Bind();
-  EXPECT_EQ(mfgtest::VerifyMemoryDevices(true), applies);
+  EXPECT_EQ(mfgtest::VerifyMemoryDevices(mfgtest::Mode::kProbe), applies);
   return Only({"SetResult", "ReportError", "GetParam"}, station.Transcript());
 }
 

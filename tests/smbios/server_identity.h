@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS identity of a server, as the tests of this folder change it.
 #pragma once
 

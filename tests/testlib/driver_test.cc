@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The driver on a simulated machine: loaded, used by an application through
 // the shell bridge, unloaded.
 #include <gtest/gtest.h>

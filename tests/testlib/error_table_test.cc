@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/error_table.h"
 
 #include <regex>
@@ -36,7 +37,7 @@ TEST(ErrorTable, TellsUnitFromStation) {
 }
 
 TEST(ErrorTable, HasEveryCodeOfTheModule) {
-  std::ifstream file(TESTS_FOLDER "/../module/error_codes.h");
+  std::ifstream file(TESTS_FOLDER "/../report/error_codes.h");
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   const std::regex number(" = ([0-9]+),");
   unsigned count = 0;

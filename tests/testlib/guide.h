@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The operator guide, whose tables stand in the library as well.
 #pragma once
 

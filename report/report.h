@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // How the module speaks: one wrapper for each operation of the test library,
 // with formats that are checked against their arguments by the compiler.
 #pragma once
 
-#include "module/error_codes.h"
 #include "platform/format.h"
 #include "platform/protocols/test_library.h"
+#include "report/error_codes.h"
 
 namespace mfgtest {
 

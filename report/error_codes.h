@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The module-wide numbering of failures, as ReportError hands them to the test
 // library. A code names a kind of failure wherever it occurs.
 #pragma once

@@ -1,4 +1,5 @@
-#include "module/last_error.h"
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+#include "report/last_error.h"
 
 namespace mfgtest {
 

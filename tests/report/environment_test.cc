@@ -1,9 +1,10 @@
-#include "module/environment.h"
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+#include "report/environment.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "module/last_error.h"
+#include "report/last_error.h"
 #include "simulation/station.h"
 #include "tests/faults_fail_tests.h"
 

@@ -1,8 +1,9 @@
-#include "module/text.h"
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+#include "platform/text.h"
 
 #include <string_view>
 
-namespace mfgtest {
+namespace platform {
 
 char16_t* CopyChars(char16_t* destination, const char16_t* source, unsigned long count) {
   unsigned long copied = 0;
@@ -33,4 +34,4 @@ void TrimTrailingSpaces(char16_t* text) {
   text[last + 1] = 0;
 }
 
-}  // namespace mfgtest
+}  // namespace platform

@@ -1,14 +1,14 @@
-#include "module/environment.h"
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+#include "report/environment.h"
 
 #include <algorithm>
 
-#include "module/dispatcher.h"
-#include "module/last_error.h"
-#include "module/report.h"
-#include "module/text.h"
 #include "platform/handles.h"
-#include "platform/protocols/shell_environment.h"
+#include "platform/shell_environment.h"
+#include "platform/text.h"
 #include "platform/variables.h"
+#include "report/last_error.h"
+#include "report/report.h"
 
 namespace mfgtest {
 namespace {
@@ -48,7 +48,7 @@ bool FindEnvVariable(const char16_t* name, std::span<char16_t> value) {
   report::DebugPrint(kDebugProgress, "=================================== ==================== ========\n");
   platform::VariableCursor cursor;
   for (unsigned seen = 0; seen < kMaximumVariables && platform::NextVariable(cursor); ++seen) {
-    if (StriCmpAscii(cursor.name.data(), name) == 0) return ReadFoundVariable(cursor, value);
+    if (platform::StriCmpAscii(cursor.name.data(), name) == 0) return ReadFoundVariable(cursor, value);
   }
   return false;
 }
@@ -75,8 +75,7 @@ bool SetShellEnvVariable(const char16_t* name, const char16_t* value) {
     SetLastError("Failed to get handle to ShellEnvProtocol.");
     return false;
   }
-  // The shell wants the address of the parent's handle, not the handle.
-  return shell->Execute(&descriptor.ImageHandle, command.data(), FALSE) == EFI_SUCCESS;
+  return platform::ExecuteShellCommand(shell, command.data()) == EFI_SUCCESS;
 }
 
 }  // namespace mfgtest

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The reason of the last failed lookup. An access routine that fails leaves its
 // reason here; the test that called it quotes the text in its own message.
 #pragma once

@@ -1,4 +1,5 @@
-#include "module/text.h"
+// SPDX-License-Identifier: BSD-2-Clause-Patent
+#include "platform/text.h"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +37,7 @@ std::u16string UpperCased(std::u16string text) {
 TEST(Text, ToUpperAsciiChangesTheTwentySixLettersOnly) {
   for (unsigned c = 0; c < 0x10000; ++c) {
     const unsigned expected = c < 128 ? static_cast<unsigned>(std::toupper(static_cast<int>(c))) : c;
-    ASSERT_EQ(mfgtest::ToUpperAscii(static_cast<char16_t>(c)), expected);
+    ASSERT_EQ(platform::ToUpperAscii(static_cast<char16_t>(c)), expected);
   }
 }
 
@@ -46,7 +47,7 @@ TEST(Text, CopyCharsMatchesItsContract) {
     const std::u16string source = random.Next();
     const std::size_t count = random.Next().size();
     std::vector<char16_t> destination(count + 1, u'#');
-    ASSERT_EQ(mfgtest::CopyChars(destination.data(), Exactly(source).data(), count), destination.data());
+    ASSERT_EQ(platform::CopyChars(destination.data(), Exactly(source).data(), count), destination.data());
 
     // A short source leaves two terminators and the rest alone.
     std::u16string expected(source.substr(0, count));
@@ -66,8 +67,8 @@ TEST(Text, StriCmpAsciiGivesTheFirstDifference) {
     const std::u16string upper_b = UpperCased(b) + u'\0';
     const auto [x, y] = std::mismatch(upper_a.begin(), upper_a.end(), upper_b.begin(), upper_b.end());
     const int expected = x == upper_a.end() || y == upper_b.end() ? 0 : *x - *y;
-    ASSERT_EQ(mfgtest::StriCmpAscii(Exactly(a).data(), Exactly(b).data()), expected);
-    ASSERT_EQ(mfgtest::SameText(Exactly(a).data(), Exactly(b).data()), a == b);
+    ASSERT_EQ(platform::StriCmpAscii(Exactly(a).data(), Exactly(b).data()), expected);
+    ASSERT_EQ(platform::SameText(Exactly(a).data(), Exactly(b).data()), a == b);
   }
 }
 
@@ -78,7 +79,7 @@ TEST(Text, TrimTrailingSpacesKeepsTheFirstCharacter) {
   };
   for (const auto& [given, expected] : cases) {
     std::vector<char16_t> text = Exactly(given);
-    mfgtest::TrimTrailingSpaces(text.data());
+    platform::TrimTrailingSpaces(text.data());
     EXPECT_EQ(std::u16string(text.data()), expected);
   }
 }
