@@ -6,7 +6,7 @@ file(GLOB MODULE_SOURCES CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/pci/*.cc
   ${CMAKE_SOURCE_DIR}/net/*.cc
   ${CMAKE_SOURCE_DIR}/guid/*.cc)
-file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc)
+file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc ${CMAKE_SOURCE_DIR}/testlib/record/*.cc)
 file(GLOB IPMI_KCS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/*.cc)
 # The layer over the firmware, shared by all products; freestanding.cc stands
 # in for the C library, which a host program has, relocate.cc for its loader, and
