@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "testlib/error_table.h"
 #include "testlib/output.h"
 #include "testlib/run.h"
 #include "testlib/status.h"
@@ -151,13 +152,14 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"ReportError ", code, state->message.data());
+  const ErrorRow* const row = FindError(code, format);
   ++state->run.errors;
-  // The module's own code for a number that is no test of its.
-  if (code == 0) state->run.no_such_test = true;
+  if (row != nullptr && row->blame == Blame::kStation) ++state->run.station_errors;
   if (Tracing()) return;
   std::array<char16_t, 32> label;
   FormatText(label, "ERROR %lu: ", code);
   ShowError(label.data(), state->message.data());
+  if (row != nullptr) Say(Colour::kNotice, "  -> %s\n", row->advice);
 }
 
 void EFIAPI Prompt(const char16_t* text) {

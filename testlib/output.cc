@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#include "testlib/parameter_table.h"
 #include "testlib/state.h"
-#include "testlib/test_titles.h"
+#include "testlib/tests.h"
 
 namespace testlib {
 namespace {
@@ -84,6 +85,44 @@ void SayRemovedTests() {
   }
 }
 
+void SayParameter(const char16_t* indent, const Parameter& parameter) {
+  Say(Colour::kNormal, "%s%s = \"%s\"", indent, parameter.name.data(), parameter.value.data());
+  Say(Colour::kQuiet, "  (%s)\n", OriginOf(parameter).data());
+}
+
+// What is given of a row, then what it is for.
+void SayParameterRow(const ParameterRow& row, bool is_required) {
+  bool is_given = false;
+  for (const Parameter& parameter : state->parameters.All()) {
+    if (!IsNameOf(row, parameter.name.data())) continue;
+    SayParameter(u"  ", parameter);
+    is_given = true;
+  }
+  if (!is_given && is_required) Say(Colour::kBad, "  %s: missing\n", row.name);
+  if (!is_given && !is_required) Say(Colour::kNormal, "  %s: not given\n", row.name);
+  Say(Colour::kQuiet, "      %s\n      %s%s\n", row.meaning, KindText(row).data(), is_required ? u", required" : u"");
+}
+
+// Names of parameters in lines that a console of 80 columns does not wrap.
+template <class Predicate>
+void SayNames(Predicate is_wanted) {
+  constexpr std::size_t kColumns = 79;
+  constexpr std::u16string_view kIndent = u"     ";
+  std::size_t column = 0;
+  for (const ParameterRow& row : ParameterTable()) {
+    if (!is_wanted(row)) continue;
+    const std::size_t width = 1 + std::u16string_view(row.name).size();
+    if (column + width > kColumns) {
+      platform::Write(u"\n");
+      column = 0;
+    }
+    if (column == 0) Say(Colour::kNormal, "%s", kIndent.data());
+    column = (column == 0 ? kIndent.size() : column) + width;
+    Say(Colour::kQuiet, " %s", row.name);
+  }
+  if (column != 0) platform::Write(u"\n");
+}
+
 }  // namespace
 
 bool Tracing() { return state->command_line.trace; }
@@ -130,20 +169,29 @@ void ShowError(const char16_t* label, const char16_t* message) {
 
 void ShowTests() {
   platform::StartLine();
-  for (const TestTitle& test : TestTitles()) {
+  for (const TestRow& test : Tests()) {
     const RemovedTests::Removal* const removal = FindRemoval(state->removed, test.number);
     Say(Colour::kNormal, "%4u  %s", test.number, test.title);
     if (removal != nullptr) Say(Colour::kNotice, "  (does not apply: removed by test %u)", removal->by);
     platform::Write(u"\n");
+    SayNames([&](const ParameterRow& row) { return row.tests.Has(test.number); });
   }
+  platform::Write(u"      The library itself:\n");
+  SayNames([](const ParameterRow& row) { return row.IsLibrarys(); });
+  platform::Write(u"# stands for a number. TEST --show tells what a test reads, and the limits.\n");
 }
 
 void ShowParameters() {
   platform::StartLine();
   if (state->parameters.count == 0) platform::Write(u"No parameters are given.\n");
-  for (const Parameter& parameter : state->parameters.All()) {
-    Say(Colour::kNormal, "%s = \"%s\"", parameter.name.data(), parameter.value.data());
-    Say(Colour::kQuiet, "  (%s)\n", OriginOf(parameter).data());
+  for (const Parameter& parameter : state->parameters.All()) SayParameter(u"", parameter);
+}
+
+void ShowParametersOf(std::uint32_t test) {
+  platform::StartLine();
+  Say(Colour::kNormal, "Test %u \"%s\" reads:\n", test, TitleOf(test));
+  for (const ParameterRow& row : ParameterTable()) {
+    if (row.tests.Has(test)) SayParameterRow(row, row.required.Has(test));
   }
 }
 

@@ -43,6 +43,7 @@ void ShowError(const char16_t* label, const char16_t* message);
 // The lists and tables. Each begins on a fresh line.
 void ShowTests();
 void ShowParameters();
+void ShowParametersOf(std::uint32_t test);
 void ShowSummary();
 void ShowRunResults();
 void ShowVerdict();

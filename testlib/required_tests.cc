@@ -27,8 +27,7 @@ bool FindInTestList(std::u16string_view list, std::uint32_t test, bool* found, E
     std::uint32_t first = 0;
     std::uint32_t last = 0;
     if (!ParseRange(word, &first, &last)) {
-      FormatText(error, "%s: expected test numbers and ranges such as \"1-13 34 36\", found \"%s\"",
-                 kRequiredTestsParameter, list.data());
+      FormatText(error, "expected test numbers and ranges such as \"1-13 34 36\", found \"%s\"", list.data());
       return false;
     }
     if (first <= test && test <= last) *found = true;

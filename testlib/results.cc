@@ -29,8 +29,8 @@ const char16_t* VerdictText(Verdict verdict) {
 Verdict Judge(const Run& run) {
   switch (run.stage) {
     case Stage::kRunning:
-      if (run.no_such_test) return Verdict::kError;
-      return run.errors == 0 ? Verdict::kPass : Verdict::kFail;
+      if (run.errors == 0) return Verdict::kPass;
+      return run.errors == run.station_errors ? Verdict::kError : Verdict::kFail;
     case Stage::kDoesNotApply:
       return Verdict::kSkip;
     case Stage::kMustApply:

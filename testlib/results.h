@@ -27,15 +27,15 @@ enum class Stage : std::uint8_t {
 struct Run {
   Stage stage;
   bool has_test;
-  bool no_such_test;  // the module found no test of that number
   Verdict verdict;
   std::uint32_t test;
   std::uint32_t errors;
-  std::uint64_t hundredths;  // of a second: the start while it runs, then the duration
+  std::uint32_t station_errors;  // those among them that say nothing about the unit
+  std::uint64_t hundredths;      // of a second: the start while it runs, then the duration
 };
 
 // The verdict on a run that came to its regular end. Only a test that ran and
-// reported nothing passes.
+// reported nothing passes; only errors of the unit are the unit's failure.
 Verdict Judge(const Run& run);
 
 // How many runs ended with each verdict.

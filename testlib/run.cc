@@ -5,10 +5,11 @@
 #include "platform/shell.h"
 #include "platform/status_text.h"
 #include "testlib/output.h"
+#include "testlib/parameter_table.h"
 #include "testlib/required_tests.h"
 #include "testlib/state.h"
 #include "testlib/status.h"
-#include "testlib/test_titles.h"
+#include "testlib/tests.h"
 
 namespace testlib {
 namespace {
@@ -43,7 +44,16 @@ void RememberAbandonedRun() {
   Remember(state->history, state->run);
 }
 
-void ExplainUnreadableFile(const char16_t* path, EFI_STATUS status, ErrorText& error) {
+// No test runs. False, for whoever asked.
+bool Refuse(const ErrorText& error) {
+  state->run.stage = Stage::kRefused;
+  ++state->run.errors;
+  ShowError(u"ERROR: ", error.data());
+  return false;
+}
+
+bool RefuseFile(const char16_t* path, EFI_STATUS status) {
+  ErrorText error;
   if (status == EFI_NOT_FOUND) {
     FormatText(error, "%s: there is no such file", path);
   } else if (status == EFI_BUFFER_TOO_SMALL) {
@@ -53,48 +63,63 @@ void ExplainUnreadableFile(const char16_t* path, EFI_STATUS status, ErrorText& e
   } else {
     FormatText(error, "%s: the file cannot be read: %s", path, platform::StatusText(status).Text());
   }
+  return Refuse(error);
 }
 
-bool LoadFile(std::uint16_t source, ErrorText& error) {
+// Refuses every parameter of the source that nobody can read, so that one run
+// tells them all.
+bool CheckParameters(std::uint16_t source) {
+  bool are_good = true;
+  for (const Parameter& parameter : state->parameters.All()) {
+    ErrorText reason;
+    if (parameter.origin.source != source) continue;
+    if (CheckParameter(parameter.name.data(), parameter.value.data(), reason)) continue;
+    ErrorText error;
+    FormatText(error, "%s: %s = \"%s\": %s", OriginOf(parameter).data(), parameter.name.data(), parameter.value.data(),
+               reason.data());
+    are_good = Refuse(error);
+  }
+  return are_good;
+}
+
+bool LoadFile(std::uint16_t source) {
   const char16_t* const path = SourceName(state->command_line, source);
   std::size_t size = 0;
   const EFI_STATUS status = source == 0 ? platform::ReadFileBeside(state->module, path, state->file, &size)
                                         : platform::ReadFile(state->module, path, state->file, &size);
   if (source == 0 && status == EFI_NOT_FOUND) return true;
-  if (EFI_ERROR(status)) {
-    ExplainUnreadableFile(path, status, error);
-    return false;
-  }
+  if (EFI_ERROR(status)) return RefuseFile(path, status);
   std::uint32_t line = 0;
   ErrorText reason;
   const auto content = std::span(state->file).first(size);
-  const bool is_good = ReadParameterFile(content, source, state->parameters, &line, reason);
-  // Nobody named this file, and it may be left from another machine.
-  if (is_good && source == 0) Note("Parameters of %s beside the module count.\n", path);
-  if (is_good) return true;
-  FormatText(error, "%s line %u: %s", path, line, reason.data());
-  return false;
-}
-
-bool LoadParameters(ErrorText& error) {
-  for (std::size_t source = 0; source <= state->command_line.files.count; ++source) {
-    if (!LoadFile(static_cast<std::uint16_t>(source), error)) return false;
+  if (ReadParameterFile(content, source, state->parameters, &line, reason)) {
+    // Nobody named this file, and it may be left from another machine.
+    if (source == 0) Note("Parameters of %s beside the module count.\n", path);
+    return CheckParameters(source);
   }
-  return DefineFromCommandLine(state->command_line, state->parameters, error);
+  ErrorText error;
+  FormatText(error, "%s line %u: %s", path, line, reason.data());
+  return Refuse(error);
 }
 
-TestLibraryStatus Refuse(const ErrorText& error) {
-  state->run.stage = Stage::kRefused;
-  state->run.errors = 1;
-  ShowError(u"ERROR: ", error.data());
-  return kCommandLineRefused;
+bool LoadParameters() {
+  for (std::size_t source = 0; source <= state->command_line.files.count; ++source) {
+    if (!LoadFile(static_cast<std::uint16_t>(source))) return false;
+  }
+  ErrorText error;
+  if (!DefineFromCommandLine(state->command_line, state->parameters, error)) return Refuse(error);
+  return CheckParameters(Origin::kCommandLine);
 }
 
 TestLibraryStatus ShowInstead(Action action) {
   state->run.stage = Stage::kNothingToRun;
   switch (action) {
     case Action::kShowParameters:
-      ShowParameters();
+      if (state->run.has_test) {
+        ShowParametersOf(state->run.test);
+      } else {
+        ShowParameters();
+      }
       break;
     case Action::kListTests:
       ShowTests();
@@ -108,9 +133,12 @@ TestLibraryStatus ShowInstead(Action action) {
   return kNothingToRun;
 }
 
-bool IsRequired(std::uint32_t test, bool* required, ErrorText& error) {
+bool IsRequired(std::uint32_t test) {
   const Parameter* const list = Find(state->parameters, kRequiredTestsParameter);
-  return FindInTestList(list == nullptr ? u"" : list->value.data(), test, required, error);
+  bool required = false;
+  ErrorText error;
+  // That it is a list of tests was found out when it was read.
+  return list != nullptr && FindInTestList(list->value.data(), test, &required, error) && required;
 }
 
 TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) {
@@ -129,8 +157,7 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
 
 TestLibraryStatus Begin(TestDescriptor& descriptor) {
   Run& run = state->run;
-  bool required = false;
-  if (ErrorText error; !IsRequired(run.test, &required, error)) return Refuse(error);
+  const bool required = IsRequired(run.test);
   if (run.test == kAutosense) state->removed = {};
   if (const RemovedTests::Removal* const removal = FindRemoval(state->removed, run.test); removal != nullptr) {
     return LeaveOut(*removal, required);
@@ -151,10 +178,10 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor) {
   const bool is_good = ReadCommandLine(arguments, command_line, error);
   state->run.has_test = command_line.has_test;
   state->run.test = command_line.test;
-  if (!is_good) return Refuse(error);
+  if (!is_good && !Refuse(error)) return kCommandLineRefused;
   const bool takes_parameters =
       command_line.action == Action::kRunTest || command_line.action == Action::kShowParameters;
-  if (takes_parameters && !LoadParameters(error)) return Refuse(error);
+  if (takes_parameters && !LoadParameters()) return kCommandLineRefused;
   return command_line.action == Action::kRunTest ? Begin(descriptor) : ShowInstead(command_line.action);
 }
 

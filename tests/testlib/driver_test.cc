@@ -123,10 +123,14 @@ void ReportTwice(TestLibrary& library) {
   library.ReportError(4, u"\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", u"X", u"a", u"b");
   library.ReportError(23, u"again %x\n", UINTN{0xAB});
 }
+void ReportStationError(TestLibrary& library) {
+  library.ReportError(23, u"Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");
+}
 void ReportNoSuchTest(TestLibrary& library) { library.ReportError(0, u"Invalid test number: %d\n", UINTN{15}); }
 
 TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
+  AddFile(u"typo.cfg", "X_Own=1\nSytem_Product=x\nHSBP=y\n");
   AddFile(u"bad.cfg", "# x\nA B\n");
   AddFile(u"full.cfg", "#" + std::string(500, 'x') + "\n" + std::string(64 * 1024 - 502, '\n'));
   AddFile(u"big.cfg", std::string(64 * 1024 + 1, '\n'));
@@ -142,7 +146,7 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
        ReportTwice,
        u"FAIL",
        true,
-       u"\r\nERROR 4: X mismatched. \r\n  Exp: \"a\"\r\n  Rec: \"b\"\r\nERROR 23: again ab"},
+       u"\r\nERROR 4: X mismatched. \r\n  Exp: \"a\"\r\n  Rec: \"b\"\r\n  -> program the unit, or correct the order's data\r\nERROR 23: again ab"},
       {{u"1"}, ReportTwice, u"FAIL", true, u"\r\nRESULT test 1 \"System manufacturer\": FAIL, 2 errors, "},
       {{u"15"}, ReportNoSuchTest, u"ERROR", true, u"\r\nRESULT test 15 \"-\": ERROR, 1 error, "},
       {{u"--bogus"}, Nothing, u"ERROR", false, u"unknown option --bogus"},
@@ -151,8 +155,23 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
       {{u"1", u"-f", u"bad.cfg"}, Nothing, u"ERROR", false, u"bad.cfg line 2: expected NAME = VALUE"},
       {{u"1", u"-f", u"big.cfg"}, Nothing, u"ERROR", false, u"big.cfg: the file is larger than 65536 bytes"},
       {{u"1", u"-f", u"full.cfg"}, Nothing, u"PASS", true, u"RESULT"},
-      {{u"1", u"X="}, Nothing, u"ERROR", false, u"parameter \"X=\": the value is empty"},
+      {{u"1", u"X="}, Nothing, u"ERROR", false, u"command line: \"X=\": the value is empty"},
+      {{u"1", u"-f", u"typo.cfg"},
+       Nothing,
+       u"ERROR",
+       false,
+       u"ERROR: typo.cfg line 2: Sytem_Product = \"x\": no test knows this parameter. Is it System_Product? (Names of "
+       u"the station's own begin with X_.)\r\nERROR: typo.cfg line 3: HSBP = \"y\": expected a number"},
+      {{u"1", u"HSBP=x"}, Nothing, u"ERROR", false, u"ERROR: command line: HSBP = \"x\": expected a number"},
+      {{u"1"}, ReportStationError, u"ERROR", true, u"\r\n  -> load ipmi_kcs.efi, then start the test again\r\nRESULT"},
+      {{u"39", u"-n", u"HSBP=1"},
+       Nothing,
+       u"",
+       false,
+       u"  SYS_BD_FRU_ID: missing\r\n      FRU device ID, when HSBP is 0\r\n      a number of 32 bits, "
+       u"required\r\n  HSBP = \"1\"  (command line)\r\n"},
       {{u"--help"}, Nothing, u"", false, u"mfgtest.efi [options]"},
+      {{u"-l"}, Nothing, u"", false, u"Chassis type\r\n      Chassis_Type\r\n"},
       {{u"-l"}, Nothing, u"", false, u"  10  Chassis type"},
   };
   for (const auto& c : cases) {
@@ -172,7 +191,7 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
 
 TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
   Volume volume(machine);
-  volume.files[u"mfgtest.cfg"] = "A=1\nB";
+  volume.files[u"mfgtest.cfg"] = "X_A=1\nB";
   ASSERT_EQ(Load(), EFI_SUCCESS);
   AddFile(u"a", "");
   const auto set_env = [](const CHAR16*, const CHAR16*, BOOLEAN) EFIAPI { return EFI_STATUS{EFI_ACCESS_DENIED}; };
@@ -220,7 +239,7 @@ TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
       {{u"1"},
        Nothing,
        u"Parameters of mfgtest.cfg beside the module count.\r\n",
-       [&] { volume.files[u"mfgtest.cfg"].resize(4); }},
+       [&] { volume.files[u"mfgtest.cfg"].resize(6); }},
       {{u"1"},
        Nothing,
        u"mfgtest.cfg: the file cannot be read: No Media",
@@ -238,27 +257,27 @@ TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
 
 TEST_F(DriverOnModernShell, GivesParametersByRank) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
-  AddFile(u"a", "A=a\nB=a\nC=a\nN=0x1F\nM=-1\n");
-  AddFile(u"b", "B=b\nC=b\n");
-  const std::u16string written = Run({u"1", u"C=typed", u"-fa", u"-fb"}, [](TestLibrary& library) {
+  AddFile(u"a", "X_A=a\nX_B=a\nX_C=a\nX_N=0x1F\nX_M=-1\n");
+  AddFile(u"b", "X_B=b\nX_C=b\n");
+  const std::u16string written = Run({u"1", u"X_C=typed", u"-fa", u"-fb"}, [](TestLibrary& library) {
     std::array<char16_t, 8> text{};
-    for (const auto& [name, value] : {std::pair{u"A", u"a"}, {u"B", u"b"}, {u"C", u"typed"}}) {
+    for (const auto& [name, value] : {std::pair{u"X_A", u"a"}, {u"X_B", u"b"}, {u"X_C", u"typed"}}) {
       EXPECT_EQ(library.GetParamString(name, text.data(), sizeof text), 0u);
       EXPECT_EQ(std::u16string(text.data()), value);
     }
-    EXPECT_EQ(library.GetParamString(u"C", text.data(), 11), kTestLibraryBufferTooSmall);
-    EXPECT_EQ(library.GetParamString(u"c", text.data(), sizeof text), 1u);
+    EXPECT_EQ(library.GetParamString(u"X_C", text.data(), 11), kTestLibraryBufferTooSmall);
+    EXPECT_EQ(library.GetParamString(u"X_c", text.data(), sizeof text), 1u);
     std::uint32_t number = 0;
-    EXPECT_EQ(library.GetParamNumber(u"N", &number), 0u);
+    EXPECT_EQ(library.GetParamNumber(u"X_N", &number), 0u);
     EXPECT_EQ(number, 0x1Fu);
     EXPECT_EQ(library.GetParamNumber(u"none", &number), 1u);
-    EXPECT_EQ(library.GetParamNumber(u"M", &number), 2u);
+    EXPECT_EQ(library.GetParamNumber(u"X_M", &number), 2u);
     EXPECT_EQ(library.unused22(), 7u);
   });
-  EXPECT_NE(written.find(u"M = \"-1\" (a line 5): expected a number"), written.npos);
-  const std::u16string shown = Run({u"--show", u"C=typed", u"-fa", u"-fb"});
+  EXPECT_NE(written.find(u"X_M = \"-1\" (a line 5): expected a number"), written.npos);
+  const std::u16string shown = Run({u"--show", u"X_C=typed", u"-fa", u"-fb"});
   for (const auto* const line :
-       {u"A = \"a\"  (a line 1)", u"B = \"b\"  (b line 1)", u"C = \"typed\"  (command line)"}) {
+       {u"X_A = \"a\"  (a line 1)", u"X_B = \"b\"  (b line 1)", u"X_C = \"typed\"  (command line)"}) {
     EXPECT_NE(shown.find(line), shown.npos) << simulation::Readable(shown);
   }
 }
@@ -349,10 +368,10 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
 TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   const std::u16string long_text(100, u'x');
-  std::u16string written = Run({u"1", u"A=v", u"-as", u"-s0", u"--trace", u"-d1"}, [&](TestLibrary& library) {
+  std::u16string written = Run({u"1", u"X_A=v", u"-as", u"-s0", u"--trace", u"-d1"}, [&](TestLibrary& library) {
     std::array<char16_t, 4> text;
-    library.GetParamString(u"A", text.data(), 8);
-    library.GetParamString(u"B", text.data(), 8);
+    library.GetParamString(u"X_A", text.data(), 8);
+    library.GetParamString(u"X_B", text.data(), 8);
     library.DebugPrint(1, u"\n%s", long_text.c_str());
     library.ReadInput(text.data(), 4, 0);
     library.Delay(5);
@@ -360,7 +379,7 @@ TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
     library.ReportError(4, u"bad\n");
   });
   const std::u16string expected =
-      u"@ Initialize -> 0 test 1\r\n@ GetParamString \"A\" 8 -> 0 \"v\"\r\n@ GetParamString \"B\" 8 -> 1\r\n"
+      u"@ Initialize -> 0 test 1\r\n@ GetParamString \"X_A\" 8 -> 0 \"v\"\r\n@ GetParamString \"X_B\" 8 -> 1\r\n"
       u"@ DebugPrint 1 \"\\n" +
       std::u16string(72 - 16, u'x') + u"\r\n@+" + std::u16string(100 - 72 + 16, u'x') +
       u"\"\r\n@ ReadInput 4 0 -> \"s\"\r\n@ Delay 5\r\n@ SetResultNumber \"display.cfg:k\" 3\r\n"
@@ -435,7 +454,8 @@ TEST_F(DriverOnModernShell, RunsTheModule) {
   EXPECT_EQ(Verdict(), u"PASS");
   const std::u16string written = Run({u"15"});
   EXPECT_EQ(Verdict(), u"ERROR");
-  EXPECT_NE(written.find(u"ERROR 0: Invalid test number: 15\r\nRESULT"), written.npos) << simulation::Readable(written);
+  EXPECT_NE(written.find(u"ERROR 0: Invalid test number: 15\r\n  -> --list shows the tests\r\nRESULT"), written.npos)
+      << simulation::Readable(written);
   EXPECT_EQ(status, EFI_SUCCESS);
 }
 
