@@ -1,7 +1,6 @@
 #include "testlib/parameter_table.h"
 
 #include <algorithm>
-#include <concepts>
 
 #include "platform/format.h"
 #include "testlib/required_tests.h"
@@ -11,8 +10,6 @@ namespace testlib {
 namespace {
 
 using enum ParameterKind;
-
-consteval TestSet On(std::same_as<int> auto... tests) { return {(0 | ... | (std::uint64_t{1} << tests))}; }
 
 constexpr TestSet kNone{};
 constexpr char16_t kDigit = u'#';

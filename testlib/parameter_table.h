@@ -3,6 +3,8 @@
 // compared.
 #pragma once
 
+#include <concepts>
+
 #include "testlib/parameters.h"
 
 namespace testlib {
@@ -22,6 +24,8 @@ struct TestSet {
 
   constexpr bool Has(std::uint32_t test) const { return test < 64 && (bits >> test & 1) != 0; }
 };
+
+consteval TestSet On(std::same_as<int> auto... tests) { return {(0 | ... | (std::uint64_t{1} << tests))}; }
 
 struct ParameterRow {
   // "#" stands for a number, "##" for one of two digits.
