@@ -89,11 +89,13 @@ if(TESTLIB_SOURCES)
   target_link_libraries(simulation PUBLIC host_testlib)
 endif()
 
-# Here the driver's ports are those of the simulated machine.
-add_product(host_ipmi_kcs ${IPMI_KCS_SOURCES})
-target_link_libraries(host_ipmi_kcs INTERFACE simulation)
-set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/entry.cc PROPERTIES
-  COMPILE_DEFINITIONS efi_main=ipmi_kcs_efi_main)
+# Here the drivers' ports are those of the simulated machine.
+add_product(host_drivers ${IPMI_KCS_SOURCES} ${SMBIOS_ENTRY_SOURCES})
+target_link_libraries(host_drivers INTERFACE simulation)
+foreach(driver ipmi_kcs smbios_entry)
+  set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/${driver}/entry.cc PROPERTIES
+    COMPILE_DEFINITIONS efi_main=${driver}_efi_main)
+endforeach()
 
 # The products under an instruction counter, which tells them from the machine
 # by the symbols of the libraries.
@@ -130,7 +132,7 @@ add_host_tests(ipmi_tests ipmi)
 add_host_tests(driver_tests drivers)
 add_host_tests(fault_tests faults)
 foreach(tests driver_tests fault_tests)
-  target_link_libraries(${tests} PRIVATE host_ipmi_kcs)
+  target_link_libraries(${tests} PRIVATE host_drivers)
 endforeach()
 
 find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
@@ -145,12 +147,12 @@ if(MFGTEST_FLAVOUR STREQUAL "fuzz")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/replay.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers)
 elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   set_target_properties(fuzz_targets PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers)
   file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
   foreach(corpus ${corpora})
     get_filename_component(target ${corpus} NAME)

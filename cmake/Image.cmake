@@ -61,10 +61,14 @@ if(TESTLIB_SOURCES)
   add_efi_image(testlib efi-bsdrv-x86_64 ${TESTLIB_SOURCES})
 endif()
 add_efi_image(ipmi_kcs efi-bsdrv-x86_64 ${IPMI_KCS_SOURCES})
+add_efi_image(smbios_entry efi-bsdrv-x86_64 ${SMBIOS_ENTRY_SOURCES})
 
 # Firmware that a board has and OVMF has not; no product.
 string(REGEX REPLACE "/efi([^/]*)$" "/qemu\\1" IMAGE_OUTPUT ${IMAGE_OUTPUT})
 file(MAKE_DIRECTORY ${IMAGE_OUTPUT})
 add_efi_image(manufacturing_interface efi-bsdrv-x86_64
   ${CMAKE_SOURCE_DIR}/qemu/demonstration/manufacturing_interface.cc)
+add_efi_image(newer_firmware efi-bsdrv-x86_64 ${CMAKE_SOURCE_DIR}/qemu/demonstration/newer_firmware.cc)
+add_efi_image(firmware_ipmi efi-bsdrv-x86_64 ${CMAKE_SOURCE_DIR}/qemu/demonstration/firmware_ipmi.cc
+  ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/kcs.cc ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/registers.cc)
 add_efi_image(run_clock efi-bsdrv-x86_64 ${CMAKE_SOURCE_DIR}/qemu/demonstration/run_clock.cc)

@@ -83,7 +83,7 @@ KcsInterface::Controller Serving(simulation::ManagementController& controller) {
 void RemoveTransport(ReferenceServer& server) {
   auto& handles = server.station.machine.handles;
   for (const EFI_HANDLE handle : handles.Handles(&kIpmiTransportProtocolGuid)) {
-    handles.Uninstall(handle, kIpmiTransportProtocolGuid, static_cast<IpmiTransport*>(&server.ipmi));
+    handles.Uninstall(handle, kIpmiTransportProtocolGuid, static_cast<IpmiTransport*>(&*server.ipmi));
   }
 }
 

@@ -9,4 +9,8 @@ bool FindConfigurationTable(const EFI_GUID& guid, const void** table) {
   return true;
 }
 
+EFI_STATUS ListConfigurationTable(const EFI_GUID& guid, const void* table) {
+  return BS->InstallConfigurationTable(AsFirmwareGuid(guid), const_cast<void*>(table));
+}
+
 }  // namespace platform

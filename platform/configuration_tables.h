@@ -9,4 +9,8 @@ namespace platform {
 // pointer. Gives false when there is no entry.
 bool FindConfigurationTable(const EFI_GUID& guid, const void** table);
 
+// Lists a table under that GUID, in place of the one that is listed; null takes
+// the entry away.
+EFI_STATUS ListConfigurationTable(const EFI_GUID& guid, const void* table);
+
 }  // namespace platform

@@ -1,6 +1,17 @@
 #include "platform/handles.h"
 
 namespace platform {
+namespace {
+
+EFI_STATUS LocateEveryHandle(HandleList* list) {
+  UINTN count = 0;
+  EFI_HANDLE* found = nullptr;
+  const EFI_STATUS status = BS->LocateHandleBuffer(AllHandles, nullptr, nullptr, &count, &found);
+  if (!EFI_ERROR(status)) list->handles = {found, count};
+  return status;
+}
+
+}  // namespace
 
 EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface) {
   *interface = nullptr;
@@ -26,6 +37,18 @@ EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list) {
   EFI_HANDLE* found = nullptr;
   const EFI_STATUS status = BS->LocateHandleBuffer(ByProtocol, AsFirmwareGuid(protocol), nullptr, &count, &found);
   if (!EFI_ERROR(status)) list->handles = {found, count};
+  return status;
+}
+
+// A handle without a driver for it is no failure: most are none of a device.
+EFI_STATUS ConnectAllControllers(std::size_t* before, std::size_t* after) {
+  HandleList all;
+  if (const EFI_STATUS status = LocateEveryHandle(&all); EFI_ERROR(status)) return status;
+  for (const EFI_HANDLE handle : all.handles) BS->ConnectController(handle, nullptr, nullptr, TRUE);
+  HandleList now;
+  const EFI_STATUS status = LocateEveryHandle(&now);
+  *before = all.handles.size();
+  *after = now.handles.size();
   return status;
 }
 

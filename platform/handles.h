@@ -39,6 +39,11 @@ struct HandleList {
 // failure.
 EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list);
 
+// Has every driver start on every device, as a shell's `connect -r` does, and
+// gives how many handles there were before and are then. Devices that nobody
+// needed to boot are there only after it.
+EFI_STATUS ConnectAllControllers(std::size_t* before, std::size_t* after);
+
 // The first instance of a protocol in the system, or null.
 void* FirstInterface(const EFI_GUID& protocol);
 

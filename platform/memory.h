@@ -38,6 +38,17 @@ struct LowPage {
 void* TakeBlock(std::size_t bytes);
 void ReleaseBlock(void* block);
 
+// Whole pages of that kind below 4 GiB, filled with zeros, that stay until
+// ReleaseLowPages; null when there are none.
+void* TakeLowPages(std::size_t bytes, EFI_MEMORY_TYPE kind);
+void ReleaseLowPages(void* pages, std::size_t bytes);
+
+// Whether firmware lists any byte from `first` to `last` as something else than
+// a device's own or reserved, and as which of EFI_MEMORY_TYPE. What it does not
+// list at all may be a device's. EFI_SUCCESS, or why the memory map cannot be
+// had.
+EFI_STATUS FindMemoryListed(std::uint64_t first, std::uint64_t last, bool* is_listed, std::uint32_t* kind);
+
 // The byte at a physical address. UEFI maps memory one-to-one while boot
 // services last, so the address is the pointer.
 inline std::uint8_t* WritablePhysicalMemory(std::uint64_t address) { return reinterpret_cast<std::uint8_t*>(address); }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <numeric>
 #include <span>
+#include <vector>
 
 namespace simulation {
 namespace {
@@ -14,8 +15,9 @@ constexpr EFI_GUID kAcpi20Guid = ACPI_20_TABLE_GUID;
 
 // The first 20 bytes are the RSDP of ACPI 1.0 and have a checksum of their own.
 using Rsdp = std::array<std::uint8_t, 36>;
-// The header and one entry, of a table that nobody follows.
-using Rsdt = std::array<std::uint8_t, 36 + 4>;
+// The header, and entries of tables that nobody follows: one, or in an XSDT one
+// below 4 GiB and one above.
+using RootTable = std::vector<std::uint8_t>;
 
 void Put(std::span<std::uint8_t> bytes, std::size_t offset, std::uint32_t value) {
   std::memcpy(&bytes[offset], &value, sizeof value);
@@ -27,9 +29,10 @@ void PutChecksum(std::span<std::uint8_t> bytes, std::size_t offset, bool sound) 
   bytes[offset] = static_cast<std::uint8_t>((sound ? 0 : 1) - sum);
 }
 
-Rsdt MakeRsdt(const AcpiTables& tables) {
-  Rsdt rsdt{};
-  std::memcpy(rsdt.data(), tables.signature.data(), 4);
+RootTable MakeRootTable(const AcpiTables& tables) {
+  RootTable rsdt(36 + (tables.is_xsdt ? 16 : 4));
+  std::memcpy(rsdt.data(), tables.is_xsdt ? "XSDT" : tables.signature.data(), 4);
+  if (tables.is_xsdt) rsdt[36 + 8 + 4] = 1;
   Put(rsdt, 4, tables.declared_length.value_or(rsdt.size()));
   rsdt[8] = 1;
   std::memcpy(&rsdt[10], "EXAMPL", 6);
@@ -39,13 +42,13 @@ Rsdt MakeRsdt(const AcpiTables& tables) {
   return rsdt;
 }
 
-Rsdp MakeRsdp(const AcpiTables& tables, std::uint32_t rsdt) {
+Rsdp MakeRsdp(const AcpiTables& tables, std::uint32_t root) {
   Rsdp rsdp{};
   std::memcpy(rsdp.data(), "RSD PTR \0EXAMPL", 15);
   if (tables.listing == AcpiTables::Listing::kAcpi20) rsdp[15] = 2;
-  Put(rsdp, 16, tables.declared_address.value_or(rsdt));
+  Put(rsdp, 16, tables.declared_address.value_or(tables.is_xsdt ? 0 : root));
   Put(rsdp, 20, rsdp.size());
-  Put(rsdp, 24, 0xDEADBEEF);  // an XSDT that nobody may follow
+  Put(rsdp, 24, tables.is_xsdt ? root : 0xDEADBEEF);  // else an XSDT that nobody may follow
   PutChecksum(std::span(rsdp).first(20), 8, tables.sound_rsdp);
   PutChecksum(rsdp, 32, true);
   return rsdp;
@@ -54,7 +57,7 @@ Rsdp MakeRsdp(const AcpiTables& tables, std::uint32_t rsdt) {
 }  // namespace
 
 AcpiDevice::AcpiDevice(Machine& machine, const AcpiTables& tables) {
-  const Rsdt rsdt = MakeRsdt(tables);
+  const RootTable rsdt = MakeRootTable(tables);
   std::uint8_t* const place = rsdt_memory_.Data() + rsdt_memory_.Size() - rsdt.size();
   std::ranges::copy(rsdt, place);
   rsdt_memory_.Protect();

@@ -21,6 +21,7 @@ struct AcpiTables {
   std::optional<std::uint32_t> declared_address{};
   bool sound_rsdp = true;
   bool sound_rsdt = true;
+  bool is_xsdt = false;  // the one table is an XSDT, and there is no RSDT
 };
 
 // The tables in the machine's memory, the RSDT's end against an unmapped page.

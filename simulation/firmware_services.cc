@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <stdexcept>
 
 #include "simulation/injection.h"
@@ -87,6 +88,23 @@ EFI_STATUS EFIAPI AllocatePages(EFI_ALLOCATE_TYPE type, EFI_MEMORY_TYPE, UINTN c
 }
 
 EFI_STATUS EFIAPI FreePages(EFI_PHYSICAL_ADDRESS address, UINTN count) { return Pool().FreePages(address, count); }
+
+// Entries are longer than their fields, as on real firmware.
+EFI_STATUS EFIAPI GetMemoryMap(UINTN* size, EFI_MEMORY_DESCRIPTOR* map, UINTN*, UINTN* entry_size, UINT32*) {
+  if (Fails("GetMemoryMap")) return EFI_DEVICE_ERROR;
+  Machine& machine = Machine::Current();
+  if (map != nullptr && machine.memory_map_growths-- > 0) machine.memory_map.insert(machine.memory_map.begin(), 20, {});
+  *entry_size = sizeof(EFI_MEMORY_DESCRIPTOR) + 8;
+  const UINTN capacity = *size;
+  *size = machine.memory_map.size() * *entry_size;
+  if (capacity < *size) return EFI_BUFFER_TOO_SMALL;
+  auto* entry = reinterpret_cast<std::uint8_t*>(map);
+  for (const EFI_MEMORY_DESCRIPTOR& one : machine.memory_map) {
+    std::memcpy(entry, &one, sizeof one);
+    entry += *entry_size;
+  }
+  return EFI_SUCCESS;
+}
 
 EFI_STATUS EFIAPI AllocatePool(EFI_MEMORY_TYPE, UINTN size, void** block) {
   return Fails("AllocatePool", Widen(std::to_string(size))) ? EFI_OUT_OF_RESOURCES : Pool().AllocatePool(size, block);
@@ -220,6 +238,19 @@ EFI_STATUS EFIAPI LocateProtocol(EFI_GUID* protocol, void*, void** interface) {
   return found.empty() ? EFI_NOT_FOUND : Handles().Interface(found.front(), *protocol, interface);
 }
 
+EFI_STATUS EFIAPI ConnectController(EFI_HANDLE handle, EFI_HANDLE* drivers, EFI_DEVICE_PATH* rest, BOOLEAN recursive) {
+  if (drivers != nullptr || rest != nullptr || !recursive) Fault("ConnectController for less than everything");
+  if (Fails("ConnectController")) return EFI_NOT_FOUND;
+  if (Machine::Current().on_connect) Machine::Current().on_connect(handle);
+  return EFI_NOT_FOUND;
+}
+
+EFI_STATUS EFIAPI InstallConfigurationTable(EFI_GUID* guid, void* table) {
+  Machine::Current().NoteWrite("InstallConfigurationTable");
+  if (Fails("InstallConfigurationTable", *guid)) return EFI_OUT_OF_RESOURCES;
+  return Machine::Current().InstallConfigurationTable(*guid, table);
+}
+
 EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHAR16* data) {
   if (data_size != 0 || data != nullptr) Fault("Exit with exit data");
   throw ImageExit{image, status};
@@ -258,6 +289,7 @@ void FillBootServices(EFI_BOOT_SERVICES& table) {
   FillWithRefusals<kBootServiceNames>(&table.RaiseTPL);
   table.AllocatePages = AllocatePages;
   table.FreePages = FreePages;
+  table.GetMemoryMap = GetMemoryMap;
   table.AllocatePool = AllocatePool;
   table.FreePool = FreePool;
   table.CreateEvent = CreateEvent;
@@ -273,6 +305,8 @@ void FillBootServices(EFI_BOOT_SERVICES& table) {
   table.LocateHandle = LocateHandle;
   table.LocateHandleBuffer = LocateHandleBuffer;
   table.LocateProtocol = LocateProtocol;
+  table.ConnectController = ConnectController;
+  table.InstallConfigurationTable = InstallConfigurationTable;
   table.Exit = Exit;
   table.Stall = Stall;
 }

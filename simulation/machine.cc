@@ -1,5 +1,6 @@
 #include "simulation/machine.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 extern "C" {
@@ -43,6 +44,20 @@ void Machine::AddConfigurationTable(const EFI_GUID& guid, void* table) {
   configuration_tables_.push_back({guid, table});
   system_table.ConfigurationTable = configuration_tables_.data();
   system_table.NumberOfTableEntries = configuration_tables_.size();
+}
+
+EFI_STATUS Machine::InstallConfigurationTable(const EFI_GUID& guid, void* table) {
+  const auto found = std::ranges::find_if(
+      configuration_tables_, [&](const EFI_CONFIGURATION_TABLE& entry) { return SameGuid(entry.VendorGuid, guid); });
+  if (found == configuration_tables_.end()) {
+    if (table == nullptr) return EFI_NOT_FOUND;
+    AddConfigurationTable(guid, table);
+    return EFI_SUCCESS;
+  }
+  found->VendorTable = table;
+  if (table == nullptr) configuration_tables_.erase(found);
+  system_table.NumberOfTableEntries = configuration_tables_.size();
+  return EFI_SUCCESS;
 }
 
 void Machine::NoteWrite(const char* what) {

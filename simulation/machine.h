@@ -47,6 +47,8 @@ struct Machine {
   static Machine& Current();
 
   void AddConfigurationTable(const EFI_GUID& guid, void* table);
+  // The firmware's service: in place of the entry with that GUID; null takes it away.
+  EFI_STATUS InstallConfigurationTable(const EFI_GUID& guid, void* table);
 
   // A handle with a loaded image on it.
   EFI_HANDLE LoadImage();
@@ -71,6 +73,11 @@ struct Machine {
   // Runs before every search for all handles with a protocol: some firmware
   // works while it is called.
   std::function<void(const EFI_GUID& protocol)> before_search;
+  // Runs when a driver is to start on a handle; a fast boot leaves devices without.
+  std::function<void(EFI_HANDLE handle)> on_connect;
+  // The firmware's memory map, and how often it grows while it is asked for.
+  std::vector<EFI_MEMORY_DESCRIPTOR> memory_map = {{EfiConventionalMemory, 0, 0, 0, 0xA0, 0}};
+  int memory_map_growths = 0;
   // A search for all handles with this protocol succeeds and gives none.
   EFI_GUID found_nowhere{};
   // Physical addresses 0xF0000 to 0xFFFFF, and the page behind them.

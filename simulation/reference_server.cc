@@ -208,9 +208,16 @@ const std::string& ReferenceController() {
   return text;
 }
 
-ReferenceServer::ReferenceServer(const ReferenceRun& wanted) : run(wanted) {
+ReferenceServer::ReferenceServer(const ReferenceRun& wanted, const NewerFirmware& newer)
+    : run(wanted), acpi(station.machine, {.oem_table_id = "EX-TBL 1", .is_xsdt = newer.acpi}) {
   static const ManagementController parsed = ParseController(ReferenceController());
   controller = parsed;
+  if (newer.ipmi) {
+    firmware_ipmi.emplace(station.machine, controller);
+  } else {
+    ipmi.emplace(station.machine, controller);
+  }
+  if (newer.smbios) station.smbios_placement.entry = SmbiosPlacement::Entry::kListedFor64Bits;
   AddIdentity(station.smbios);
   AddEventLog(station.smbios, root_bridge);
   AddMemory(station.smbios);

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "simulation/acpi_tables.h"
+#include "simulation/firmware_ipmi.h"
 #include "simulation/flash.h"
 #include "simulation/ipmi_device.h"
 #include "simulation/manufacturing_interface.h"
@@ -36,19 +37,28 @@ std::span<const ReferenceRun> ReferenceRuns();
 // The FRU devices of its management controller, as a controller file.
 const std::string& ReferenceController();
 
+// What the server's firmware offers in the newer form only.
+struct NewerFirmware {
+  bool smbios = false;  // a 64-bit entry point
+  bool acpi = false;    // an XSDT
+  bool ipmi = false;    // its own IPMI protocol
+};
+
 struct ReferenceServer {
-  explicit ReferenceServer(const ReferenceRun& run);
+  explicit ReferenceServer(const ReferenceRun& run, const NewerFirmware& newer = {});
 
   std::vector<std::string> Run() { return station.Run(run.test); }
 
   const ReferenceRun& run;
   Station station;
   ManagementController controller;
-  IpmiDevice ipmi{station.machine, controller};
+  // One of the two.
+  std::optional<IpmiDevice> ipmi;
+  std::optional<FirmwareIpmiDevice> firmware_ipmi;
   std::list<NetworkController> networks;
   RootBridge root_bridge{station.machine};
   Flash flash{station.machine};
-  AcpiDevice acpi{station.machine, {.oem_table_id = "EX-TBL 1"}};
+  AcpiDevice acpi;
   std::optional<GuidStore> guid_store;
 };
 

@@ -38,6 +38,16 @@ EntryPoint MakeEntryPoint(const SmbiosTable& table, const SmbiosPlacement& place
   return entry;
 }
 
+std::array<std::uint8_t, 0x18> MakeEntryPoint64(const SmbiosTable& table, const SmbiosPlacement& placement,
+                                                std::uint64_t address) {
+  std::array<std::uint8_t, 0x18> entry{'_', 'S', 'M', '3', '_', 0, 0x18, 3, 2, 0, 1};
+  const auto maximum = placement.declared_maximum.value_or(static_cast<std::uint32_t>(table.bytes.size()));
+  std::memcpy(&entry[0x0C], &maximum, sizeof maximum);
+  std::memcpy(&entry[0x10], &address, sizeof address);
+  entry[0x05] = static_cast<std::uint8_t>(Checksum(entry) + (placement.sound_checksums ? 0 : 1));
+  return entry;
+}
+
 }  // namespace
 
 SmbiosTable& SmbiosTable::Add(std::uint8_t type, std::uint16_t handle, const std::vector<std::uint8_t>& fields,
@@ -64,6 +74,10 @@ SmbiosDevice::SmbiosDevice(Machine& machine, const SmbiosTable& table, const Smb
     std::ranges::copy(entry, entry_memory_.Data());
     entry_memory_.Protect();
     machine.AddConfigurationTable(kSmbiosGuid, entry_memory_.Data());
+  } else if (placement.entry == SmbiosPlacement::Entry::kListedFor64Bits) {
+    std::ranges::copy(MakeEntryPoint64(table, placement, address_), entry_memory_.Data());
+    entry_memory_.Protect();
+    machine.AddConfigurationTable(SMBIOS3_TABLE_GUID, entry_memory_.Data());
   } else if (placement.entry == SmbiosPlacement::Entry::kInBiosSegment) {
     std::ranges::copy(entry, machine.bios_segment.Data() + placement.segment_offset);
   }

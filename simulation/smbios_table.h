@@ -23,13 +23,15 @@ struct SmbiosTable {
 // Where the machine shows its table, and what the entry point says of it where
 // that is not the truth.
 struct SmbiosPlacement {
-  enum class Entry { kListed, kInBiosSegment, kNowhere };
+  enum class Entry { kListed, kListedFor64Bits, kInBiosSegment, kNowhere };
   Entry entry = Entry::kListed;
   std::uint32_t segment_offset = 0;
   std::optional<std::uint16_t> declared_count{};
   std::optional<std::uint16_t> declared_length{};
   std::optional<std::uint32_t> declared_address{};
   bool sound_checksums = true;
+  // Of a 64-bit entry point.
+  std::optional<std::uint32_t> declared_maximum{};
 };
 
 // The table in the machine's memory. Writing to it ends the program.

@@ -75,6 +75,11 @@ bool AskForHelp(CommandLine& command_line, const char16_t*, ErrorText&) {
   return true;
 }
 
+bool AskForConnection(CommandLine& command_line, const char16_t*, ErrorText&) {
+  command_line.action = Action::kConnect;
+  return true;
+}
+
 bool AskForTranscript(CommandLine& command_line, const char16_t*, ErrorText&) {
   command_line.trace = true;
   return true;
@@ -93,7 +98,7 @@ constexpr Option kOptions[] = {
     {u'a', u"answer", true, AddAnswer},       {u's', u"delay-scale", true, SetDelayScale},
     {u'n', u"show", false, AskForParameters}, {u'l', u"list", false, AskForList},
     {0, u"summary", false, AskForSummary},    {0, u"trace", false, AskForTranscript},
-    {u'h', u"help", false, AskForHelp},
+    {u'h', u"help", false, AskForHelp},       {0, u"connect", false, AskForConnection},
 };
 
 // An option as it was written: --name, --name=value, -l or -lvalue.
@@ -216,6 +221,8 @@ constinit const char16_t* const kHelpText =
     u"                            test, what it reads, what is missing, the limits\n"
     u"  -l, --list                list the tests and the parameters of each\n"
     u"      --summary             show all runs since the library was loaded\n"
+    u"      --connect             start every driver on every device, as the shell's\n"
+    u"                            connect -r does; after a fast boot, for tests 14, 27 ...\n"
     u"      --trace               show every step as a line for a machine\n"
     u"  -h, --help                this text\n"
     u"The file mfgtest.cfg beside the module is read first when it is there. The\n"

@@ -16,7 +16,7 @@ struct Words {
   std::size_t count;
 };
 
-enum class Action : std::uint8_t { kRunTest, kShowParameters, kListTests, kShowSummary, kShowHelp };
+enum class Action : std::uint8_t { kRunTest, kShowParameters, kListTests, kShowSummary, kShowHelp, kConnect };
 
 struct CommandLine {
   Action action;

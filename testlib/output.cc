@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/bridges.h"
 #include "testlib/parameter_table.h"
 #include "testlib/state.h"
 #include "testlib/tests.h"
@@ -75,6 +76,8 @@ void SayResults(Label label) {
     Say(Colour::kNormal, "  %s\n", result.value.data());
   }
 }
+
+void SayBridge(const char16_t* text) { Say(Colour::kNotice, "  bridge: %s\n", text); }
 
 void SayRemovedTests() {
   for (std::uint32_t test = 0; test < RemovedTests::kTests; ++test) {
@@ -200,6 +203,7 @@ void ShowSummary() {
   if (state->results.count != 0) platform::Write(u"Results:\n");
   SayResults([](const Result& result) { return result.key.data(); });
   SayRemovedTests();
+  platform::TellBridges(SayBridge);
   Say(Colour::kNormal, "Runs since the library was loaded: %u\n", state->history.count);
   Say(Colour::kNormal, "  Test  Title                          Verdict  Errors  Seconds\n");
   std::uint32_t index = 0;

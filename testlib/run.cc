@@ -111,6 +111,19 @@ bool LoadParameters() {
   return CheckParameters(Origin::kCommandLine);
 }
 
+TestLibraryStatus ConnectControllers() {
+  std::size_t before = 0;
+  std::size_t after = 0;
+  if (const EFI_STATUS status = platform::ConnectAllControllers(&before, &after); EFI_ERROR(status)) {
+    ErrorText error;
+    FormatText(error, "the controllers could not be connected: %s", platform::StatusText(status).Text());
+    return Refuse(error);
+  }
+  Note("All controllers are connected: %lu handles, %lu before.\n", after, before);
+  state->run.stage = Stage::kNothingToRun;
+  return kNothingToRun;
+}
+
 TestLibraryStatus ShowInstead(Action action) {
   state->run.stage = Stage::kNothingToRun;
   switch (action) {
@@ -182,6 +195,7 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor) {
   const bool takes_parameters =
       command_line.action == Action::kRunTest || command_line.action == Action::kShowParameters;
   if (takes_parameters && !LoadParameters()) return kCommandLineRefused;
+  if (command_line.action == Action::kConnect) return ConnectControllers();
   return command_line.action == Action::kRunTest ? Begin(descriptor) : ShowInstead(command_line.action);
 }
 

@@ -6,16 +6,17 @@
 
 #include "drivers/ipmi_kcs/error_text.h"
 #include "drivers/ipmi_kcs/registers.h"
+#include "platform/efi.h"
 
 namespace ipmi_kcs {
 
 // The structure table that the firmware's configuration tables list, by its
-// 64-bit entry point where there is one; empty when there is none. A 64-bit
-// entry point tells only how large the table is at most.
+// 64-bit entry point where there is one; empty when there is none.
 std::span<const std::uint8_t> SmbiosTable();
 
 // The registers of the first KCS interface in a structure table. On failure
-// gives false and the reason, and leaves `registers` alone.
-bool FindRegisters(std::span<const std::uint8_t> table, Registers* registers, ErrorText& error);
+// gives the reason, too, and leaves `registers` alone: EFI_NOT_FOUND when no
+// address is there, EFI_UNSUPPORTED for a controller behind another interface.
+EFI_STATUS FindRegisters(std::span<const std::uint8_t> table, Registers* registers, ErrorText& error);
 
 }  // namespace ipmi_kcs

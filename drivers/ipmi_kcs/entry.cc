@@ -4,7 +4,9 @@
 #include "drivers/ipmi_kcs/discovery.h"
 #include "drivers/ipmi_kcs/kcs.h"
 #include "drivers/ipmi_kcs/options.h"
+#include "drivers/ipmi_kcs/placement.h"
 #include "drivers/ipmi_kcs/transport.h"
+#include "platform/bridges.h"
 #include "platform/console.h"
 #include "platform/format.h"
 #include "platform/handles.h"
@@ -30,6 +32,11 @@ constexpr std::size_t kFirmwareMinor = 3;  // binary-coded decimal
 constexpr std::size_t kIpmiVersion = 4;    // minor and major, a digit each
 
 constinit IpmiTransport* offered = nullptr;
+constinit platform::Bridge bridge{};
+constinit std::array<char16_t, 96> record{};
+
+// Where the controller is, as the end of a sentence.
+using PlaceText = std::array<char16_t, 64>;
 
 template <class... Args>
 void Say(Colour colour, Format<Args...> format, const Args&... arguments) {
@@ -63,8 +70,7 @@ struct DeviceId {
   std::array<std::uint8_t, 16> data;
 };
 
-EFI_STATUS AskController(const Registers& registers, IpmiTransport* transport, DeviceId* id) {
-  if (!IsAnswering(registers)) return EFI_NO_RESPONSE;
+EFI_STATUS AskController(IpmiTransport* transport, DeviceId* id) {
   const EFI_STATUS status =
       transport->SendIpmiRequest(transport, kApplicationNetworkFunction, 0, kGetDeviceId, nullptr, 0);
   if (EFI_ERROR(status)) return status;
@@ -76,19 +82,17 @@ EFI_STATUS AskController(const Registers& registers, IpmiTransport* transport, D
 
 // A controller that starts up, or takes new firmware, answers with a completion
 // code.
-void SayController(const Registers& registers, const DeviceId& id) {
-  const char16_t* const space = SpaceName(registers.space);
+void SayController(const char16_t* place, const DeviceId& id) {
   if (id.completion_code != 0 || id.length <= kIpmiVersion) {
     Say(Colour::kNotice,
-        "ipmi_kcs is loaded. The management controller at %s 0x%lx is not ready yet (completion code 0x%02x).\n", space,
-        registers.address, id.completion_code);
+        "ipmi_kcs is loaded. The management controller %s is not ready yet (completion code 0x%02x).\n", place,
+        id.completion_code);
     return;
   }
   const auto& data = id.data;
-  Say(Colour::kNormal,
-      "ipmi_kcs is loaded. Management controller at %s 0x%lx, spacing %u: IPMI %u.%u, device 0x%02x, firmware %u.%02x\n",
-      space, registers.address, registers.spacing, data[kIpmiVersion] & 0xFu, data[kIpmiVersion] >> 4, data[kDeviceId],
-      data[kFirmwareMajor] & 0x7Fu, data[kFirmwareMinor]);
+  Say(Colour::kNormal, "ipmi_kcs is loaded. Management controller %s: IPMI %u.%u, device 0x%02x, firmware %u.%02x\n",
+      place, data[kIpmiVersion] & 0xFu, data[kIpmiVersion] >> 4, data[kDeviceId], data[kFirmwareMajor] & 0x7Fu,
+      data[kFirmwareMinor]);
 }
 
 EFI_STATUS Refuse(EFI_STATUS status, const ErrorText& reason) {
@@ -96,14 +100,75 @@ EFI_STATUS Refuse(EFI_STATUS status, const ErrorText& reason) {
   return status;
 }
 
+// An error leaves the driver where it is, and this may be tried again.
 EFI_STATUS EFIAPI Unload(EFI_HANDLE image) {
-  return platform::UninstallInterface(image, kIpmiTransportProtocolGuid, offered);
+  if (offered != nullptr) {
+    const EFI_STATUS status = platform::UninstallInterface(image, kIpmiTransportProtocolGuid, offered);
+    if (EFI_ERROR(status)) return status;
+  }
+  offered = nullptr;
+  return platform::TakeOffRecord(bridge);
 }
 
 EFI_STATUS Offer(EFI_HANDLE image, IpmiTransport* transport) {
+  bridge = {};
+  EFI_STATUS status = platform::PutOnRecord(bridge, record.data());
+  if (EFI_ERROR(status)) return status;
+  status = platform::InstallInterface(&image, kIpmiTransportProtocolGuid, transport);
+  if (EFI_ERROR(status)) {
+    platform::TakeOffRecord(bridge);
+    return status;
+  }
   offered = transport;
   if (EFI_LOADED_IMAGE* const loaded = platform::LoadedImage(image); loaded != nullptr) loaded->Unload = Unload;
-  return platform::InstallInterface(&image, kIpmiTransportProtocolGuid, transport);
+  return status;
+}
+
+EFI_STATUS RefuseSilence(EFI_STATUS status, const PlaceText& place) {
+  ErrorText reason;
+  FormatText(reason, "no management controller answers %s (%s).", place.data(), platform::StatusText(status).Text());
+  return Refuse(status, reason);
+}
+
+// Nobody else asks a controller that has not said who it is.
+EFI_STATUS AskAndOffer(EFI_HANDLE image, IpmiTransport* transport, const PlaceText& place) {
+  DeviceId id;
+  EFI_STATUS status = AskController(transport, &id);
+  if (EFI_ERROR(status)) return RefuseSilence(status, place);
+  status = Offer(image, transport);
+  if (!EFI_ERROR(status)) SayController(place.data(), id);
+  return status;
+}
+
+EFI_STATUS StartOnPort(EFI_HANDLE image, const Options& options) {
+  ErrorText reason;
+  Registers registers = options.registers;
+  if (!options.has_address) {
+    const EFI_STATUS status = FindRegisters(SmbiosTable(), &registers, reason);
+    if (EFI_ERROR(status)) Refuse(status, reason);
+    if (status == EFI_NOT_FOUND) {
+      Say(Colour::kNormal, "Where you know the address: set -v %s \"io=0xca2\", then load it again.\n",
+          kOptionsVariable);
+    }
+    if (EFI_ERROR(status)) return status;
+  }
+  if (!MayBeRegisters(registers, reason)) return Refuse(EFI_ACCESS_DENIED, reason);
+  const char16_t* const space = SpaceName(registers.space);
+  PlaceText place;
+  FormatText(place, "at %s 0x%lx, spacing %u", space, registers.address, registers.spacing);
+  if (!IsAnswering(registers)) return RefuseSilence(EFI_NO_RESPONSE, place);
+  FormatText(record, "IPMI transport over the KCS interface at %s 0x%lx", space, registers.address);
+  return AskAndOffer(image, OpenTransport(registers), place);
+}
+
+EFI_STATUS StartOnFirmware(EFI_HANDLE image, const Options& options, FirmwareIpmi* firmware) {
+  if (options.has_address) {
+    Say(Colour::kNotice, "The address is not used: the firmware has an IPMI protocol. The word port forces it.\n");
+  }
+  PlaceText place;
+  FormatText(place, "through the firmware's IPMI protocol");
+  FormatText(record, "IPMI transport over the firmware's IPMI protocol");
+  return AskAndOffer(image, OpenTransport(firmware), place);
 }
 
 EFI_STATUS Start(EFI_HANDLE image) {
@@ -119,22 +184,8 @@ EFI_STATUS Start(EFI_HANDLE image) {
     FormatText(reason, "the IPMI transport is offered already; tests use that one.");
     return Refuse(EFI_ALREADY_STARTED, reason);
   }
-  Registers registers = options.registers;
-  if (!options.has_address && !FindRegisters(SmbiosTable(), &registers, reason)) {
-    Refuse(EFI_NOT_FOUND, reason);
-    Say(Colour::kNormal, "Where you know the address: set -v %s \"io=0xca2\", then load it again.\n", kOptionsVariable);
-    return EFI_NOT_FOUND;
-  }
-  IpmiTransport* const transport = OpenTransport(registers);
-  DeviceId id;
-  if (const EFI_STATUS status = AskController(registers, transport, &id); EFI_ERROR(status)) {
-    FormatText(reason, "no management controller answers at %s 0x%lx (%s).", SpaceName(registers.space),
-               registers.address, platform::StatusText(status).Text());
-    return Refuse(status, reason);
-  }
-  const EFI_STATUS status = Offer(image, transport);
-  if (!EFI_ERROR(status)) SayController(registers, id);
-  return status;
+  auto* const firmware = platform::FirstInterface<FirmwareIpmi>(kFirmwareIpmiProtocolGuid);
+  return firmware == nullptr || options.port ? StartOnPort(image, options) : StartOnFirmware(image, options, firmware);
 }
 
 }  // namespace

@@ -102,6 +102,8 @@ bool ReadOptions(std::u16string_view text, Options* options, ErrorText& error) {
     const std::u16string_view name = WithoutDashes(word);
     if (name == u"h" || name == u"help") {
       options->help = true;
+    } else if (name == u"port") {
+      options->port = true;
     } else if (!ReadOption(word, text, options, error)) {
       return false;
     }
@@ -121,7 +123,9 @@ bool ReadOptions(std::u16string_view text, Options* options, ErrorText& error) {
 
 constinit const char16_t* const kHelpText =
     u"ipmi_kcs.efi offers the IPMI transport over the KCS interface of the management\n"
-    u"controller, which it finds through SMBIOS, or at the address that is given:\n"
+    u"controller, which it finds through SMBIOS, or at the address that is given.\n"
+    u"Where the firmware has an IPMI protocol of its own it goes through that one.\n"
+    u"      --port                the KCS interface all the same\n"
     u"      --io ADDRESS          of the data register in I/O space, mostly 0xca2\n"
     u"      --memory ADDRESS      of the data register in memory\n"
     u"      --spacing BYTES       from there to the status register: 1, 4 or 16\n"

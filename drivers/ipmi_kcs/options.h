@@ -11,6 +11,7 @@ namespace ipmi_kcs {
 struct Options {
   bool help = false;
   bool has_address = false;
+  bool port = false;  // even where the firmware has an IPMI protocol
   Registers registers;
 };
 

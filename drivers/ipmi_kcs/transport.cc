@@ -17,8 +17,12 @@ constexpr std::size_t kResponseHeader = 3;  // the same, completion code
 constexpr std::uint8_t kLargestNetworkFunction = 0x3F;
 constexpr std::uint16_t kLargestLun = 3;
 
+// Some firmware keeps the capacity in 8 bits.
+constexpr std::uint32_t kFirmwareCapacity = 0xFF;
+
 struct Connection {
   IpmiTransport transport;
+  FirmwareIpmi* firmware;  // or null, with registers
   Registers registers;
   Message request;
   Message response;
@@ -55,22 +59,44 @@ EFI_STATUS Read(Transfer& transfer) {
   return AnswersRequest(connection.response.All(), connection.request.All()) ? EFI_SUCCESS : EFI_DEVICE_ERROR;
 }
 
+// The request and response as they would stand on the wire.
+EFI_STATUS ExchangeOverKcs() {
+  Transfer transfer{connection.registers, kExchangeMicroseconds};
+  const EFI_STATUS status = Write(transfer, connection.request.All());
+  if (!EFI_ERROR(status)) connection.response_status = Read(transfer);
+  return status;
+}
+
+EFI_STATUS ExchangeOverFirmware(std::uint8_t network_function) {
+  Message& request = connection.request;
+  Message& response = connection.response;
+  const std::uint8_t command = request.bytes[1];
+  std::uint32_t length = kFirmwareCapacity;
+  const EFI_STATUS status = connection.firmware->SubmitCommand(
+      connection.firmware, network_function, command, &request.bytes[kRequestHeader],
+      static_cast<std::uint32_t>(request.length - kRequestHeader), &response.bytes[kResponseHeader - 1], &length);
+  if (EFI_ERROR(status)) return status;
+  response.bytes[0] = static_cast<std::uint8_t>((network_function | 1) << 2);
+  response.bytes[1] = command;
+  response.length = kResponseHeader - 1 + std::min(length, kFirmwareCapacity);
+  connection.response_status = length == 0 ? EFI_DEVICE_ERROR : EFI_SUCCESS;
+  return EFI_SUCCESS;
+}
+
 EFI_STATUS EFIAPI SendIpmiRequest(IpmiTransport*, std::uint8_t network_function, std::uint16_t lun,
                                   std::uint8_t command, const std::uint8_t* data, std::uint32_t length) {
   connection.response_status = EFI_NOT_READY;
   if (network_function > kLargestNetworkFunction || lun > kLargestLun) return EFI_INVALID_PARAMETER;
   if (length > kMessageBytes - kRequestHeader || (data == nullptr && length > 0)) return EFI_INVALID_PARAMETER;
 
+  if (connection.firmware != nullptr && lun != 0) return EFI_UNSUPPORTED;
+
   Message& request = connection.request;
   request.bytes[0] = static_cast<std::uint8_t>(network_function << 2 | lun);
   request.bytes[1] = command;
   std::copy_n(data, length, &request.bytes[kRequestHeader]);
   request.length = kRequestHeader + length;
-
-  Transfer transfer{connection.registers, kExchangeMicroseconds};
-  const EFI_STATUS status = Write(transfer, request.All());
-  if (!EFI_ERROR(status)) connection.response_status = Read(transfer);
-  return status;
+  return connection.firmware == nullptr ? ExchangeOverKcs() : ExchangeOverFirmware(network_function);
 }
 
 void Store(void* output, unsigned value) {
@@ -100,13 +126,17 @@ EFI_STATUS EFIAPI ReceiveIpmiResponse(IpmiTransport*, void* network_function, vo
   return EFI_SUCCESS;
 }
 
-}  // namespace
-
-IpmiTransport* OpenTransport(const Registers& registers) {
+IpmiTransport* Open(FirmwareIpmi* firmware, const Registers& registers) {
   connection.transport = {reinterpret_cast<void*>(&Unsupported), SendIpmiRequest, ReceiveIpmiResponse};
+  connection.firmware = firmware;
   connection.registers = registers;
   connection.response_status = EFI_NOT_READY;
   return &connection.transport;
 }
+
+}  // namespace
+
+IpmiTransport* OpenTransport(const Registers& registers) { return Open(nullptr, registers); }
+IpmiTransport* OpenTransport(FirmwareIpmi* firmware) { return Open(firmware, {}); }
 
 }  // namespace ipmi_kcs

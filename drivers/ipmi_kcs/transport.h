@@ -1,7 +1,9 @@
-// The IPMI transport protocol over a KCS interface.
+// The IPMI transport protocol over a KCS interface, or over the firmware's own
+// IPMI protocol.
 #pragma once
 
 #include "drivers/ipmi_kcs/registers.h"
+#include "platform/protocols/firmware_ipmi.h"
 #include "platform/protocols/ipmi_transport.h"
 
 namespace ipmi_kcs {
@@ -24,5 +26,9 @@ namespace ipmi_kcs {
 // answered something else. Outputs stay as they were on failure. Data beyond
 // the given capacity are cut. Header outputs are one byte each and may be null.
 IpmiTransport* OpenTransport(const Registers& registers);
+
+// The same over that protocol, which knows no LUN but 0 (EFI_UNSUPPORTED), and
+// whose failures, wherever they come from, are failures to send.
+IpmiTransport* OpenTransport(FirmwareIpmi* firmware);
 
 }  // namespace ipmi_kcs

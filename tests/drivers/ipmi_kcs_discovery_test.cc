@@ -45,7 +45,7 @@ TEST(IpmiKcsDiscovery, ReadsDeviceInformation) {
       {Server().Add(38, 2, Type38(4, 0x20, 0)).Add(38, 3, Type38(1, 0xCA3, 0)), u"", AddressSpace::kIo, 0xCA2, 1},
       {Server(), u"describes no management controller (type 38)."},
       {Server().Add(127, 2, {}).Add(38, 3, Type38(1, 0xCA3, 0)), u"no management controller"},
-      {Server().Add(38, 2, Type38(4, 0x20, 0)), u"is of type 4, not KCS"},
+      {Server().Add(38, 2, Type38(4, 0x20, 0)), u"is SSIF (type 4), which is not supported"},
       {Server().Add(38, 2, Type38(1, 0xCA3, 0, 0x0F)), u"makes no sense: base 0x0, modifier 0x00."},
       {Server().Add(38, 2, Type38(1, 0xCA3, 0xC0)), u"makes no sense: base 0xca3, modifier 0xc0."},
       {Server().Add(38, 2, Type38(1, 0x10001, 0)), u"makes no sense: base 0x10001"},
@@ -56,7 +56,7 @@ TEST(IpmiKcsDiscovery, ReadsDeviceInformation) {
     Registers registers;
     ErrorText error{};
     const std::u16string_view expected = c.error;
-    EXPECT_EQ(FindRegisters(c.table.bytes, &registers, error), expected.empty());
+    EXPECT_EQ(!EFI_ERROR(FindRegisters(c.table.bytes, &registers, error)), expected.empty());
     if (!expected.empty()) {
       EXPECT_NE(std::u16string_view(error.data()).find(expected), expected.npos) << simulation::Readable(error.data());
     }
@@ -77,7 +77,7 @@ TEST(IpmiKcsDiscovery, StaysWithinADamagedTable) {
     damaged = Bytes(damaged.data(), damaged.data() + generator() % (damaged.size() + 1));
     Registers registers;
     ErrorText error{};
-    const bool found = FindRegisters(damaged, &registers, error);
+    const bool found = !EFI_ERROR(FindRegisters(damaged, &registers, error));
     ASSERT_EQ(found, AreInSpace(registers));
   }
 }

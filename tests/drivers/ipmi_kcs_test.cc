@@ -10,6 +10,7 @@
 #include "platform/handles.h"
 #include "platform/port_io.h"
 #include "platform/protocols/ipmi_transport.h"
+#include "simulation/firmware_ipmi.h"
 #include "simulation/kcs_interface.h"
 #include "simulation/machine.h"
 #include "simulation/modern_shell.h"
@@ -120,8 +121,8 @@ TEST(IpmiKcs, FindsTheController) {
       {0xCA2, 4, KcsAt(0xCA3, 0x40), u"", u"", EFI_SUCCESS, u"at I/O 0xca2, spacing 4: IPMI 1.5"},
       {0xCA1, 16, KcsAt(0xCA1, 0x98), u"", u"", EFI_SUCCESS, u"at I/O 0xca1, spacing 16:"},
       {0xCA2, 1, KcsAt(0xCA5, 0x00), u"", u"", EFI_NO_RESPONSE,
-       u"ERROR: ipmi_kcs is not loaded: no management controller answers at I/O 0xca4 (No Response).\r\n"},
-      {0xCA2, 4, KcsAt(0xCA3, 0x00), u"", u"", EFI_NO_RESPONSE, u"at I/O 0xca2 ("},
+       u"ERROR: ipmi_kcs is not loaded: no management controller answers at I/O 0xca4, spacing 1 (No Response).\r\n"},
+      {0xCA2, 4, KcsAt(0xCA3, 0x00), u"", u"", EFI_NO_RESPONSE, u"at I/O 0xca2, spacing 1 ("},
       {0xCA2,
        1,
        {},
@@ -186,6 +187,87 @@ TEST(IpmiKcs, TalksToMemory) {
     EXPECT_TRUE(station.Shows(u"no management controller answers at memory 0x"));
     EXPECT_EQ(registers.Data()[4], c.last_command);
   }
+}
+
+// A table, or a person, that names memory or the board's ports.
+TEST(IpmiKcs, TouchesNothingButDevices) {
+  constexpr std::uint64_t kInMemory = 0;  // in place of an address
+  const struct {
+    std::uint32_t kind;
+    std::uint64_t base;
+    std::uint8_t modifier;
+    EFI_STATUS status;
+    const char16_t* shows;
+  } cases[] = {
+      {EfiMemoryMappedIO, kInMemory, 0, EFI_TIMEOUT, u"answers at memory 0x"},
+      {EfiMemoryMappedIOPortSpace, kInMemory, 0, EFI_TIMEOUT, u"answers at memory 0x"},
+      {EfiReservedMemoryType, kInMemory, 0, EFI_TIMEOUT, u"answers at memory 0x"},
+      {EfiMaxMemoryType, kInMemory, 0, EFI_TIMEOUT, u"answers at memory 0x"},  // not listed
+      {EfiConventionalMemory, kInMemory, 0, EFI_ACCESS_DENIED,
+       u"by the firmware's memory map it is no device (type 7)."},
+      {EfiRuntimeServicesData, kInMemory, 0, EFI_ACCESS_DENIED, u"is no device (type 6)."},
+      {EfiMemoryMappedIO, 0xF9, 0, EFI_ACCESS_DENIED, u"I/O address 0xf8 is refused: ports below 0x100 belong"},
+      {EfiMemoryMappedIO, 0x101, 0, EFI_NO_RESPONSE, u"answers at I/O 0x100"},
+      {EfiMemoryMappedIO, 0xCF7, 0x10, EFI_ACCESS_DENIED, u"I/O address 0xcf7 is refused: ports 0xcf8 to 0xcff"},
+      {EfiMemoryMappedIO, 0xCF7, 0x00, EFI_NO_RESPONSE, u"answers at I/O 0xcf6"},
+      {EfiMemoryMappedIO, 0xCFF, 0x10, EFI_ACCESS_DENIED, u"I/O address 0xcff is refused: ports 0xcf8 to 0xcff"},
+      {EfiMemoryMappedIO, 0xCF1, 0x80, EFI_NO_RESPONSE, u"answers at I/O 0xcf0"},
+      {EfiMemoryMappedIO, 0xD01, 0x00, EFI_NO_RESPONSE, u"answers at I/O 0xd00"},
+  };
+  for (const auto& c : cases) {
+    for (const bool by_hand : {false, true}) {
+      SCOPED_TRACE(std::to_string(&c - cases) + (by_hand ? " by hand" : ""));
+      Station station;
+      const auto memory = simulation::Mapping::Low(EFI_PAGE_SIZE);
+      memory.Data()[1] = 0x02;  // busy
+      const auto page = reinterpret_cast<std::uintptr_t>(memory.Data());
+      const std::uint64_t address = c.base == kInMemory ? page : c.base & ~1u;
+      if (c.kind != EfiMaxMemoryType) station.machine.memory_map.push_back({c.kind, 0, page, 0, 1, 0});
+      station.machine.memory_map_growths = 3;
+      const simulation::SmbiosDevice smbios(
+          station.machine,
+          simulation::SmbiosTable().Add(38, 1, KcsAt(c.base == kInMemory ? page : c.base, c.modifier)));
+      const std::uint64_t by_modifier = (c.modifier & 0x10) != 0 ? 1 : 0;
+      const std::string option = std::string(c.base == kInMemory ? "memory=" : "io=") +
+                                 std::to_string(address + by_modifier) +
+                                 " spacing=" + std::to_string(c.modifier >> 6 == 2 ? 16 : 1);
+      EXPECT_EQ(station.Load(by_hand ? simulation::Widen(option) : u""), c.status);
+      EXPECT_TRUE(station.Shows(c.shows)) << simulation::Readable(station.machine.console.written);
+      EXPECT_EQ(memory.Data()[0], 0);
+      EXPECT_EQ(memory.Data()[1], 0x02);
+    }
+  }
+}
+
+// The protocol of the firmware, unless the port is forced.
+TEST(IpmiKcs, GoesThroughTheFirmware) {
+  Station station;
+  KcsInterface kcs(0xCA2, [](const Bytes&) { return kDeviceId; });
+  simulation::ManagementController controller;
+  std::optional<simulation::FirmwareIpmiDevice> firmware(std::in_place, station.machine, controller);
+  EXPECT_EQ(station.Load(u"port io=0xca2"), EFI_SUCCESS);
+  EXPECT_TRUE(station.Shows(u"Management controller at I/O 0xca2"));
+  EXPECT_TRUE(controller.log.empty());
+  station.Unload();
+
+  kcs.request.clear();
+  ASSERT_EQ(station.Load(u"io=0xca2"), EFI_SUCCESS);
+  EXPECT_TRUE(station.Shows(u"The address is not used: the firmware has an IPMI protocol."));
+  EXPECT_TRUE(station.Shows(u"controller through the firmware's IPMI protocol"));
+  EXPECT_EQ(station.Send({}, 0x06, 1), EFI_UNSUPPORTED);
+  EXPECT_EQ(station.Receive(), EFI_NOT_READY);
+  for (const std::uint32_t size : {0u, 600u}) {
+    firmware->reported_size = size;
+    EXPECT_EQ(station.Send({}, 0x06), EFI_SUCCESS);
+    EXPECT_EQ(station.Receive(), size == 0 ? EFI_DEVICE_ERROR : EFI_SUCCESS);
+  }
+  controller.script.push_back({.kind = simulation::Misbehaviour::Kind::kSilence});
+  EXPECT_EQ(station.Send({}, 0x06), EFI_TIMEOUT);
+  EXPECT_EQ(station.Receive(), EFI_NOT_READY);
+  station.Unload();
+  EXPECT_EQ(station.Load(), EFI_TIMEOUT);
+  EXPECT_TRUE(station.Shows(u"no management controller answers through the firmware's IPMI protocol (Time out)."));
+  EXPECT_TRUE(kcs.request.empty());
 }
 
 TEST(IpmiKcs, PassesMessages) {
