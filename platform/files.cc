@@ -1,6 +1,8 @@
 #include "platform/files.h"
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "platform/handles.h"
 #include "platform/image.h"
@@ -105,14 +107,24 @@ EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8
   return loaded == nullptr ? EFI_NOT_FOUND : ReadOnVolume(loaded->DeviceHandle, path, buffer, size);
 }
 
-EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size) {
+bool FolderOf(EFI_HANDLE image, std::span<char16_t> folder) {
   const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
   // An image that was loaded from memory has no folder.
-  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return EFI_NOT_FOUND;
+  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return false;
   Path path;
   std::size_t length = 0;
-  if (!ImagePath(loaded->FilePath, path, length)) return EFI_NOT_FOUND;
+  if (!ImagePath(loaded->FilePath, path, length)) return false;
   while (length > 0 && path[length - 1] != u'\\') --length;
+  if (length >= folder.size()) return false;
+  *std::copy_n(path.begin(), length, folder.begin()) = 0;
+  return true;
+}
+
+EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size) {
+  Path path;
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  if (loaded == nullptr || !FolderOf(image, path)) return EFI_NOT_FOUND;
+  std::size_t length = std::u16string_view(path.data()).size();
   if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_NOT_FOUND;
   path[length] = 0;
   return ReadOnVolume(loaded->DeviceHandle, path.data(), buffer, size);

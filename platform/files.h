@@ -18,4 +18,8 @@ EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8
 // A file in the folder from which the image was loaded.
 EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size);
 
+// The folder from which the image was loaded, from the root of its volume, with
+// a backslash at its end. False for an image that came from none.
+bool FolderOf(EFI_HANDLE image, std::span<char16_t> folder);
+
 }  // namespace platform

@@ -16,6 +16,7 @@ enum class ParameterKind : std::uint8_t {
   kHexadecimal,  // at most 16 digits, with or without 0x before them
   kTestList,     // such as "1-14 34, 36"
   kYesNo,        // YES or NO, in any case
+  kYesNoRequired,
 };
 
 // A set of test numbers.

@@ -28,10 +28,10 @@ void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
 
 void CloseRun(Verdict verdict) {
   Run& run = state->run;
-  run.verdict = verdict;
   run.hundredths = platform::Hundredths() - run.hundredths;
   if (run.stage == Stage::kRunning && !Tracing()) ShowRunResults();
-  SetVerdictVariable(state->module, verdict);
+  run.verdict = EndStep(verdict);
+  SetVerdictVariable(state->module, run.verdict);
   ShowVerdict();
   Remember(state->history, run);
 }
@@ -39,7 +39,8 @@ void CloseRun(Verdict verdict) {
 // A module that never came to its EndTest did not pass, whatever it reported.
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
-  state->run.verdict = Verdict::kError;
+  RecordError(u"test-not-finished", u"the test did not come to its end");
+  state->run.verdict = EndStep(Verdict::kError);
   state->run.hundredths = platform::Hundredths() - state->run.hundredths;
   Remember(state->history, state->run);
 }
@@ -49,6 +50,7 @@ bool Refuse(const ErrorText& error) {
   state->run.stage = Stage::kRefused;
   ++state->run.errors;
   ShowError(u"ERROR: ", error.data());
+  RecordError(u"refused", error.data());
   return false;
 }
 
@@ -156,13 +158,14 @@ bool IsRequired(std::uint32_t test) {
 
 TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) {
   Run& run = state->run;
+  ErrorText error;
+  FormatText(error, "test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
   run.stage = required ? Stage::kMustApply : Stage::kDoesNotApply;
+  RecordRemoval(removal.reason.data(), required ? error.data() : nullptr);
   Note("Test %u does not apply to this machine (removed by test %u): %s\n", run.test, removal.by,
        removal.reason.data());
   if (required) {
     run.errors = 1;
-    ErrorText error;
-    FormatText(error, "test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
     ShowError(u"ERROR: ", error.data());
   }
   return kDoesNotApply;
@@ -177,6 +180,7 @@ TestLibraryStatus Begin(TestDescriptor& descriptor) {
   }
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
+  BeginStep();
   Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
   if (state->command_line.delay_scale != 100) {
     Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
@@ -209,6 +213,7 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor) {
   state->parameters.count = 0;
   state->answers_used = 0;
   state->message[0] = 0;
+  PrepareRecord(descriptor);
   ForgetVerdict(state->module);
   const TestLibraryStatus status = Prepare(descriptor);
   // A module may report the refusal as a debug message; the operator knows.

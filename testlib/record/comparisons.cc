@@ -106,6 +106,12 @@ bool Comparison::Fits(std::uint32_t test, const char16_t* given_format) const {
   return *own == 0 && *given_format == 0;
 }
 
+std::size_t Comparison::ArgumentCount() const {
+  std::size_t count = 0;
+  for (const char* at = format; *at != 0; ++at) count += *at == '%' ? 1 : 0;
+  return count;
+}
+
 void AddComparison(JsonLine& line, const Comparison& row, std::span<const std::uint64_t> arguments) {
   const ValueText name = NameOf(row, arguments[0]);
   AddText(line, "name", name.data());

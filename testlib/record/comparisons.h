@@ -35,6 +35,7 @@ struct Comparison {
   // The whole format has to be the row's: an argument of another kind is not to
   // be read as this one.
   bool Fits(std::uint32_t test, const char16_t* given_format) const;
+  std::size_t ArgumentCount() const;
 };
 
 std::span<const Comparison> Comparisons();

@@ -64,12 +64,6 @@ const LimitRow* FindRow(std::u16string_view name) {
   return found == std::end(kTable) ? nullptr : found;
 }
 
-char16_t Folded(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c | 0x20) : c; }
-
-bool SameIgnoringCase(std::u16string_view a, std::u16string_view b) {
-  return std::ranges::equal(a, b, {}, Folded, Folded);
-}
-
 // As the tests find it: the first variable of that name, whosever it is.
 bool ReadVariable(std::u16string_view name, VariableText& value) {
   platform::VariableCursor cursor;

@@ -75,7 +75,7 @@ Unit IdentifyUnit(const ParameterStore& parameters, const MachineIdentity& machi
   const bool is_of_unit = is_known && unit.expected[0] != 0 && (was_asked || NamesVariable(given->value.data()));
   if (is_of_unit) {
     unit.id = unit.expected;
-    FormatText(unit.from, was_asked ? "%s (asked)" : "%s (%s)", kParameter, given->value.data());
+    FormatText(unit.from, "%s (%.-64s)", kParameter, was_asked ? u"asked" : given->value.data());
   } else if (machine.serial_number[0] != 0) {
     std::ranges::copy(machine.serial_number, unit.id.begin());
     FormatText(unit.from, "SMBIOS");
