@@ -9,6 +9,7 @@ file(GLOB MODULE_SOURCES CONFIGURE_DEPENDS
 file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc ${CMAKE_SOURCE_DIR}/testlib/record/*.cc)
 file(GLOB IPMI_KCS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/*.cc)
 file(GLOB SMBIOS_ENTRY_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/smbios_entry/*.cc)
+file(GLOB START_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/start/*.cc)
 # The layer over the firmware, shared by all products; freestanding.cc stands
 # in for the C library, which a host program has, relocate.cc for its loader, and
 # port_io.cc reaches for ports, which the simulated machine has.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <stdexcept>
 
 #include "simulation/injection.h"
 #include "simulation/machine.h"
@@ -122,7 +121,7 @@ EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) { return Handles().CloseEvent(even
 EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
   const Console& console = Machine::Current().console;
   if (count != 1 || *events != console.input.WaitForKey || console.keys.empty()) {
-    throw std::logic_error("WaitForEvent would wait for ever");
+    throw WaitsForEver();
   }
   *index = 0;
   return EFI_SUCCESS;
@@ -241,6 +240,7 @@ EFI_STATUS EFIAPI LocateProtocol(EFI_GUID* protocol, void*, void** interface) {
 EFI_STATUS EFIAPI ConnectController(EFI_HANDLE handle, EFI_HANDLE* drivers, EFI_DEVICE_PATH* rest, BOOLEAN recursive) {
   if (drivers != nullptr || rest != nullptr || !recursive) Fault("ConnectController for less than everything");
   if (Fails("ConnectController")) return EFI_NOT_FOUND;
+  Machine::Current().is_connected = true;
   if (Machine::Current().on_connect) Machine::Current().on_connect(handle);
   return EFI_NOT_FOUND;
 }
@@ -255,6 +255,46 @@ EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHA
   if (data_size != 0 || data != nullptr) Fault("Exit with exit data");
   throw ImageExit{image, status};
 }
+
+// The file path at the end of a device path.
+std::u16string FileIn(EFI_DEVICE_PATH* path) {
+  std::u16string file;
+  for (; !IsDevicePathEnd(path); path = NextDevicePathNode(path)) {
+    const auto length = static_cast<std::size_t>(DevicePathNodeLength(path));
+    if (DevicePathType(path) != MEDIA_DEVICE_PATH || DevicePathSubType(path) != MEDIA_FILEPATH_DP) continue;
+    file.assign(reinterpret_cast<const char16_t*>(path + 1), (length - sizeof *path) / sizeof(char16_t) - 1);
+  }
+  return file;
+}
+
+EFI_STATUS EFIAPI LoadImage(BOOLEAN, EFI_HANDLE parent, EFI_DEVICE_PATH* path, void* source, UINTN, EFI_HANDLE* image) {
+  if (source != nullptr) Fault("LoadImage from memory");
+  const std::u16string file = FileIn(path);
+  return Fails("LoadImage", file) ? EFI_DEVICE_ERROR : Machine::Current().LoadProgram(parent, file, image);
+}
+
+EFI_STATUS EFIAPI StartImage(EFI_HANDLE image, UINTN*, CHAR16**) {
+  if (!Fails("StartImage")) return Machine::Current().StartProgram(image);
+  return EFI_SECURITY_VIOLATION;
+}
+
+EFI_STATUS EFIAPI UnloadImage(EFI_HANDLE image) {
+  constexpr EFI_GUID kLoadedImageGuid = LOADED_IMAGE_PROTOCOL;
+  void* loaded = nullptr;
+  if (EFI_ERROR(Handles().Interface(image, kLoadedImageGuid, &loaded))) return EFI_INVALID_PARAMETER;
+  const auto unload = static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload;
+  const EFI_STATUS status = unload == nullptr ? EFI_SUCCESS : unload(image);
+  if (!EFI_ERROR(status)) Machine::Current().UnloadImage(image);
+  return status;
+}
+
+EFI_STATUS EFIAPI SetWatchdogTimer(UINTN seconds, UINT64, UINTN, CHAR16*) {
+  if (Fails("SetWatchdogTimer")) return EFI_UNSUPPORTED;
+  Machine::Current().watchdog_seconds = seconds;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI ResetSystem(EFI_RESET_TYPE type, EFI_STATUS, UINTN, CHAR16*) { throw MachineReset{type}; }
 
 EFI_STATUS EFIAPI Stall(UINTN microseconds) {
   Machine::Current().stalled_microseconds += microseconds;
@@ -305,6 +345,10 @@ void FillBootServices(EFI_BOOT_SERVICES& table) {
   table.LocateHandle = LocateHandle;
   table.LocateHandleBuffer = LocateHandleBuffer;
   table.LocateProtocol = LocateProtocol;
+  table.LoadImage = LoadImage;
+  table.StartImage = StartImage;
+  table.UnloadImage = UnloadImage;
+  table.SetWatchdogTimer = SetWatchdogTimer;
   table.ConnectController = ConnectController;
   table.InstallConfigurationTable = InstallConfigurationTable;
   table.Exit = Exit;
@@ -317,6 +361,7 @@ void FillRuntimeServices(EFI_RUNTIME_SERVICES& table) {
   table.GetVariable = GetVariable;
   table.GetNextVariableName = GetNextVariableName;
   table.SetVariable = SetVariable;
+  table.ResetSystem = reinterpret_cast<EFI_RESET_SYSTEM>(&ResetSystem);
 }
 
 }  // namespace simulation

@@ -6,8 +6,6 @@
 namespace testlib {
 namespace {
 
-constexpr std::uint32_t kWholePercent = 100;
-
 bool SelectTest(CommandLine& command_line, const char16_t* value, ErrorText& error) {
   if (command_line.has_test) {
     FormatText(error, "a second test is given: %s. One run is one test.", value);
@@ -50,7 +48,8 @@ bool SetDebugMask(CommandLine& command_line, const char16_t* value, ErrorText& e
 }
 
 bool SetDelayScale(CommandLine& command_line, const char16_t* value, ErrorText& error) {
-  if (ParseNumber(value, &command_line.delay_scale) && command_line.delay_scale <= kWholePercent) return true;
+  command_line.has_delay_scale = true;
+  if (ParseDelayScale(value, &command_line.delay_scale)) return true;
   FormatText(error, "expected a delay scale of 0 to 100 percent, found \"%s\"", value);
   return false;
 }
@@ -102,9 +101,9 @@ constexpr Option kOptions[] = {
     {u'f', u"file", true, AddFile},           {u'd', u"debug", true, SetDebugMask},
     {u'a', u"answer", true, AddAnswer},       {u's', u"delay-scale", true, SetDelayScale},
     {u'n', u"show", false, AskForParameters}, {u'l', u"list", false, AskForList},
-    {u'r', u"record", true, SetRecord},
-    {0, u"summary", false, AskForSummary},    {0, u"trace", false, AskForTranscript},
-    {u'h', u"help", false, AskForHelp},       {0, u"connect", false, AskForConnection},
+    {u'r', u"record", true, SetRecord},       {0, u"summary", false, AskForSummary},
+    {0, u"trace", false, AskForTranscript},   {u'h', u"help", false, AskForHelp},
+    {0, u"connect", false, AskForConnection},
 };
 
 // An option as it was written: --name, --name=value, -l or -lvalue.
@@ -189,6 +188,10 @@ bool ReadCommandLine(std::span<const char16_t* const> arguments, CommandLine& co
   if (command_line.action != Action::kRunTest || command_line.has_test) return true;
   FormatText(error, "no test is selected. Give its number, for example: mfgtest.efi 1. --list shows the tests.");
   return false;
+}
+
+bool ParseDelayScale(std::u16string_view text, std::uint32_t* percent) {
+  return ParseNumber(text, percent) && *percent <= kWholePercent;
 }
 
 bool DefineFromCommandLine(const CommandLine& command_line, ParameterStore& store, ErrorText& error) {

@@ -45,6 +45,7 @@ void ShowTests();
 void ShowParameters();
 void ShowParametersOf(std::uint32_t test);
 void ShowSummary();
+void ShowRuns();  // the summary but for its last line
 void ShowRunResults();
 void ShowVerdict();
 

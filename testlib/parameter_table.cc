@@ -3,6 +3,9 @@
 #include <algorithm>
 
 #include "platform/format.h"
+#include "testlib/asking.h"
+#include "testlib/flash_guard.h"
+#include "testlib/required_results.h"
 #include "testlib/required_tests.h"
 #include "testlib/text_part.h"
 
@@ -40,6 +43,7 @@ constexpr ParameterRow kTable[] = {
     {u"FlashAddress", kNumber, 0, On(0, 14, 28, 30), kNone, u"the 64 KiB flash block, where no interface is"},
     {u"GuidOffsetInFlash", kNumber, 0, On(28, 30), kNone, u"the GUID's offset in that block"},
     {u"GuidOffsetFlash", kNumber, 0, On(0, 14), kNone, u"the same, for reading by READ_GUID_METHOD = FLASH"},
+    {kAllowTopOfFlashParameter, kYesNo, 0, On(28), kNone, u"YES lets it write the block at 0xFFFF0000, too"},
     {u"GUID_ENV_VARIABLE", kText, 128, On(29), kNone, u"the shell variable, GUID when absent"},
     {u"MARWICK_GUID_NAME", kText, 50, On(0, 31), On(31), u"MfgSystemUuid, or NO on platforms without"},
     {u"1394_GUID_NAME", kText, 50, On(0, 32, 33), On(32, 33), u"Mfg1394Uuid"},
@@ -70,10 +74,19 @@ constexpr ParameterRow kTable[] = {
     {u"Order", kAnyText, 0, kNone, kNone, u"for the record: what the unit is made for"},
     {u"Operator", kAnyText, 0, kNone, kNone, u"for the record: who tests"},
     {kRequiredTestsParameter, kTestList, 0, kNone, kNone, u"tests that have to apply to the machine"},
+    {kRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"results that a line has to publish, commas between"},
+    {kMoreRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"more of them"},
+    {u"Line_Tests", kTestList, 0, kNone, kNone, u"tests of the line, in their order"},
+    {u"Test_Timeout", kNumber, 0, kNone, kNone, u"seconds of a test beyond its waits, 60; 0 for no limit"},
+    {u"After_Line", kAnyText, 0, kNone, kNone, u"stay, off, reboot or exit"},
+    {u"Ipmi_Kcs_Options", kAnyText, 0, kNone, kNone, u"options of ipmi_kcs.efi, such as io=0xca2 spacing=4"},
+    {u"Delay_Scale", kNumber, 0, kNone, kNone, u"percent of the waits, for simulated machines only"},
 };
 // clang-format on
 
 bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
+
+char16_t Folded(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c | 0x20) : c; }
 
 // Whether a written character can stand for one of a row's name.
 bool StandsFor(char16_t in_row, char16_t written) {
@@ -156,7 +169,7 @@ bool CheckUnknown(std::u16string_view name, ErrorText& error) {
 }
 
 bool CheckLength(const ParameterRow& row, std::u16string_view value, ErrorText& error) {
-  if (row.kind != kText || value.size() <= row.Characters() || IsAsked(value)) return true;
+  if (row.kind != kText || value.size() <= row.Characters()) return true;
   FormatText(error, "expected at most %lu characters, found %lu", row.Characters(), value.size());
   return false;
 }
@@ -197,9 +210,18 @@ const ParameterRow* FindParameterRow(std::u16string_view name) {
 
 bool IsAsked(std::u16string_view value) { return value == u"ask" || value.starts_with(u"ask:"); }
 
+bool SameIgnoringCase(std::u16string_view a, std::u16string_view b) {
+  return std::ranges::equal(a, b, {}, Folded, Folded);
+}
+
 bool CheckParameter(std::u16string_view name, std::u16string_view value, ErrorText& error) {
   const ParameterRow* const row = FindParameterRow(name);
   if (row == nullptr) return CheckUnknown(name, error);
+  if (IsAsked(value) && row->IsLibrarys()) {
+    FormatText(error, "this is of the order, and cannot be asked for");
+    return false;
+  }
+  if (Question question; IsAsked(value)) return ReadQuestion(value, &question, error);
   bool found = false;
   if (row->kind == kTestList) return FindInTestList(value, 0, &found, error);
   if (!CheckLength(*row, value, error)) return false;

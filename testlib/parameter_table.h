@@ -59,6 +59,9 @@ bool IsNameOf(const ParameterRow& row, std::u16string_view name);
 // Whether the operator is to be asked for the value: "ask", or "ask:" and how.
 bool IsAsked(std::u16string_view value);
 
+// The same text but for capitals.
+bool SameIgnoringCase(std::u16string_view a, std::u16string_view b);
+
 // Refuses, with the reason in `error`, a name that no row has and a value that
 // its reader cannot take. "env=NAME" counts as it is written: that is what the
 // test has to have room for.

@@ -4,23 +4,38 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/status_text.h"
+#include "testlib/flash_guard.h"
+#include "testlib/line.h"
 #include "testlib/output.h"
 #include "testlib/parameter_table.h"
+#include "testlib/required_results.h"
 #include "testlib/required_tests.h"
 #include "testlib/state.h"
 #include "testlib/status.h"
 #include "testlib/tests.h"
 
 namespace testlib {
+
+bool Refuse(const char16_t* error, const char16_t* symptom) {
+  state->run.stage = Stage::kRefused;
+  ++state->run.errors;
+  KeepReason(state->run, error, nullptr);
+  ShowError(u"ERROR: ", error);
+  RecordError(symptom, error);
+  return false;
+}
+
 namespace {
 
 constexpr const char16_t* kVerdictVariable = u"MfgVerdict";
+constexpr const char16_t* kDelayScaleParameter = u"Delay_Scale";
 
 void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
   const EFI_STATUS status =
       platform::SetShellVariable(image, kVerdictVariable, VerdictText(verdict), platform::VariableLife::kUntilReset);
-  // There may have been none to delete.
-  if (verdict == Verdict::kNone || !EFI_ERROR(status)) return;
+  if (!EFI_ERROR(status)) return;
+  // Better none than what a full store may have left of an earlier one.
+  (void)ForgetVerdict(image);
   platform::StartLine();
   Say(Colour::kBad, "The shell variable %s could not be set: %s\n", kVerdictVariable,
       platform::StatusText(status).Text());
@@ -39,19 +54,11 @@ void CloseRun(Verdict verdict) {
 // A module that never came to its EndTest did not pass, whatever it reported.
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
+  KeepReason(state->run, u"the test did not come to its end", nullptr);
   RecordError(u"test-not-finished", u"the test did not come to its end");
   state->run.verdict = EndStep(Verdict::kError);
   state->run.hundredths = platform::Hundredths() - state->run.hundredths;
   Remember(state->history, state->run);
-}
-
-// No test runs. False, for whoever asked.
-bool Refuse(const ErrorText& error) {
-  state->run.stage = Stage::kRefused;
-  ++state->run.errors;
-  ShowError(u"ERROR: ", error.data());
-  RecordError(u"refused", error.data());
-  return false;
 }
 
 bool RefuseFile(const char16_t* path, EFI_STATUS status) {
@@ -65,7 +72,7 @@ bool RefuseFile(const char16_t* path, EFI_STATUS status) {
   } else {
     FormatText(error, "%s: the file cannot be read: %s", path, platform::StatusText(status).Text());
   }
-  return Refuse(error);
+  return Refuse(error.data());
 }
 
 // Refuses every parameter of the source that nobody can read, so that one run
@@ -79,7 +86,7 @@ bool CheckParameters(std::uint16_t source) {
     ErrorText error;
     FormatText(error, "%s: %s = \"%s\": %s", OriginOf(parameter).data(), parameter.name.data(), parameter.value.data(),
                reason.data());
-    are_good = Refuse(error);
+    are_good = Refuse(error.data());
   }
   return are_good;
 }
@@ -101,16 +108,39 @@ bool LoadFile(std::uint16_t source) {
   }
   ErrorText error;
   FormatText(error, "%s line %u: %s", path, line, reason.data());
-  return Refuse(error);
+  return Refuse(error.data());
+}
+
+// The command line's word wins over the parameter.
+bool TakeDelayScale(ErrorText& error) {
+  CommandLine& command_line = state->command_line;
+  const Parameter* const scale = Find(state->parameters, kDelayScaleParameter);
+  if (command_line.has_delay_scale || scale == nullptr) return true;
+  if (ParseDelayScale(scale->value.data(), &command_line.delay_scale)) return true;
+  FormatText(error, "%s (%s): expected 0 to 100 percent, found \"%s\"", kDelayScaleParameter, OriginOf(*scale).data(),
+             scale->value.data());
+  return false;
+}
+
+// What the line has asked for is answered.
+void TakeAnswers() {
+  for (Parameter& parameter : state->parameters.All()) {
+    if (!IsAsked(parameter.value.data())) continue;
+    const Parameter* const answer = FindLineAnswer(parameter.name.data());
+    if (answer != nullptr) parameter.value = answer->value;
+  }
 }
 
 bool LoadParameters() {
+  state->parameters.count = 0;
   for (std::size_t source = 0; source <= state->command_line.files.count; ++source) {
     if (!LoadFile(static_cast<std::uint16_t>(source))) return false;
   }
   ErrorText error;
-  if (!DefineFromCommandLine(state->command_line, state->parameters, error)) return Refuse(error);
-  return CheckParameters(Origin::kCommandLine);
+  if (!DefineFromCommandLine(state->command_line, state->parameters, error)) return Refuse(error.data());
+  if (!CheckParameters(Origin::kCommandLine)) return false;
+  TakeAnswers();
+  return TakeDelayScale(error) || Refuse(error.data());
 }
 
 TestLibraryStatus ConnectControllers() {
@@ -119,7 +149,8 @@ TestLibraryStatus ConnectControllers() {
   if (const EFI_STATUS status = platform::ConnectAllControllers(&before, &after); EFI_ERROR(status)) {
     ErrorText error;
     FormatText(error, "the controllers could not be connected: %s", platform::StatusText(status).Text());
-    return Refuse(error);
+    (void)Refuse(error.data());
+    return kCommandLineRefused;
   }
   Note("All controllers are connected: %lu handles, %lu before.\n", after, before);
   state->run.stage = Stage::kNothingToRun;
@@ -148,6 +179,15 @@ TestLibraryStatus ShowInstead(Action action) {
   return kNothingToRun;
 }
 
+// A script that reads an old verdict would take it for this run's.
+bool RequireNoVerdict(EFI_STATUS removed) {
+  if (!EFI_ERROR(removed)) return true;
+  ErrorText error;
+  FormatText(error, "the verdict of an earlier run, %s, cannot be removed: %s. Delete it in the shell: set -d %s",
+             kVerdictVariable, platform::StatusText(removed).Text(), kVerdictVariable);
+  return Refuse(error.data());
+}
+
 bool IsRequired(std::uint32_t test) {
   const Parameter* const list = Find(state->parameters, kRequiredTestsParameter);
   bool required = false;
@@ -166,6 +206,7 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
        removal.reason.data());
   if (required) {
     run.errors = 1;
+    KeepReason(run, removal.reason.data(), nullptr);
     ShowError(u"ERROR: ", error.data());
   }
   return kDoesNotApply;
@@ -174,33 +215,48 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
 TestLibraryStatus Begin(TestDescriptor& descriptor) {
   Run& run = state->run;
   const bool required = IsRequired(run.test);
-  if (run.test == kAutosense) state->removed = {};
+  const bool has_room = RequireResults(state->parameters, state->results);
+  if (!has_room && !Refuse(u"there is no room for so many required results")) return kCommandLineRefused;
   if (const RemovedTests::Removal* const removal = FindRemoval(state->removed, run.test); removal != nullptr) {
     return LeaveOut(*removal, required);
   }
+  ErrorText error;
+  if (!MayWriteFlash(run.test, state->parameters, error) && !Refuse(error.data())) return kCommandLineRefused;
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
   BeginStep();
   Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
-  if (state->command_line.delay_scale != 100) {
+  if (state->command_line.delay_scale != kWholePercent) {
     Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
   }
   return kTestLibrarySuccess;
 }
 
-TestLibraryStatus Prepare(TestDescriptor& descriptor) {
+// Autosense looks at the machine anew, whether it can start or not.
+void BeginLine() {
+  state->removed = {};
+  state->results.count = 0;
+}
+
+TestLibraryStatus PrepareTest(TestDescriptor& descriptor, EFI_STATUS verdict_removed) {
+  if (!RequireNoVerdict(verdict_removed) || !LoadParameters()) return kCommandLineRefused;
+  return Begin(descriptor);
+}
+
+TestLibraryStatus Prepare(TestDescriptor& descriptor, EFI_STATUS verdict_removed) {
   ErrorText error{};
   const std::span arguments(descriptor.Argv, descriptor.Argc);
   CommandLine& command_line = state->command_line;
   const bool is_good = ReadCommandLine(arguments, command_line, error);
+  const bool runs_test = command_line.action == Action::kRunTest;
   state->run.has_test = command_line.has_test;
   state->run.test = command_line.test;
-  if (!is_good && !Refuse(error)) return kCommandLineRefused;
-  const bool takes_parameters =
-      command_line.action == Action::kRunTest || command_line.action == Action::kShowParameters;
-  if (takes_parameters && !LoadParameters()) return kCommandLineRefused;
+  if (runs_test && command_line.has_test && command_line.test == kAutosense) BeginLine();
+  if (!is_good && !Refuse(error.data())) return kCommandLineRefused;
+  if (runs_test) return PrepareTest(descriptor, verdict_removed);
   if (command_line.action == Action::kConnect) return ConnectControllers();
-  return command_line.action == Action::kRunTest ? Begin(descriptor) : ShowInstead(command_line.action);
+  if (command_line.action == Action::kShowParameters && !LoadParameters()) return kCommandLineRefused;
+  return ShowInstead(command_line.action);
 }
 
 }  // namespace
@@ -214,11 +270,23 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor) {
   state->answers_used = 0;
   state->message[0] = 0;
   PrepareRecord(descriptor);
-  ForgetVerdict(state->module);
-  const TestLibraryStatus status = Prepare(descriptor);
+  const TestLibraryStatus status = Prepare(descriptor, ForgetVerdict(state->module));
   // A module may report the refusal as a debug message; the operator knows.
   if (status != kTestLibrarySuccess) state->command_line.debug_mask = 0;
   return status;
+}
+
+bool ReadParameters(EFI_HANDLE module, std::span<const char16_t* const> arguments) {
+  state->module = module;
+  state->answers_used = 0;
+  ErrorText error;
+  if (!ReadCommandLine(arguments, state->command_line, error)) return Refuse(error.data());
+  return LoadParameters();
+}
+
+void BreakRun(const char16_t* reason) {
+  Refuse(reason, u"test-not-finished");
+  FinishRun();
 }
 
 void FinishRun() {
@@ -228,6 +296,10 @@ void FinishRun() {
   state->run = {};
 }
 
-void ForgetVerdict(EFI_HANDLE image) { SetVerdictVariable(image, Verdict::kNone); }
+EFI_STATUS ForgetVerdict(EFI_HANDLE image) {
+  const EFI_STATUS status =
+      platform::SetShellVariable(image, kVerdictVariable, u"", platform::VariableLife::kUntilReset);
+  return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
+}
 
 }  // namespace testlib

@@ -7,7 +7,7 @@ namespace {
 // address, and Autosense has run what 41 and 42 run.
 // clang-format off
 constexpr TestRow kTests[] = {
-    {0, u"Autosense", kInLine | kIpmi},
+    {0, u"Autosense", kInLine | kIpmi, 77'500},
     {1, u"System manufacturer", kInLine},
     {2, u"System product", kInLine},
     {3, u"System part number", kInLine},
@@ -36,16 +36,16 @@ constexpr TestRow kTests[] = {
     {31, u"System GUID variable", kWrites},
     {32, u"1394 GUID variable", kWrites},
     {33, u"1394 controller GUID", kInLine},
-    {34, u"Manufacturing date", kInLine | kIpmi},
+    {34, u"Manufacturing date", kInLine | kIpmi, 300},
     {35, u"BIOS identity", kInLine},
     {36, u"Memory devices", kInLine},
     {37, u"System event log", kInLine},
-    {38, u"Board manufacturing date", kInLine | kIpmi},
-    {39, u"FRU board strings", kInLine | kIpmi},
+    {38, u"Board manufacturing date", kInLine | kIpmi, 3'900},
+    {39, u"FRU board strings", kInLine | kIpmi, 13'200},
     {40, u"OEM BIOS string", kInLine},
-    {41, u"Chassis board FRU records", kIpmi},
-    {42, u"Backplane FRU records", kIpmi},
-    {43, u"FRU end markers", kInLine | kIpmi},
+    {41, u"Chassis board FRU records", kIpmi, 22'500},
+    {42, u"Backplane FRU records", kIpmi, 39'000},
+    {43, u"FRU end markers", kInLine | kIpmi, 7'800},
 };
 // clang-format on
 

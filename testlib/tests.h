@@ -15,6 +15,9 @@ struct TestRow {
   std::uint32_t number;
   const char16_t* title;
   std::uint8_t traits;
+  // The waits that the IPMI exchange demands of it on a server with three
+  // backplanes and two other devices, in milliseconds.
+  std::uint32_t waits = 0;
 
   bool IsInLine() const { return (traits & kInLine) != 0; }
   bool Writes() const { return (traits & kWrites) != 0; }

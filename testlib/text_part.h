@@ -24,11 +24,4 @@ inline bool Holds(std::span<const char16_t> stored, std::u16string_view text) {
          stored[text.size()] == 0;
 }
 
-constexpr char16_t Folded(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c | 0x20) : c; }
-
-// Capital letters of ASCII do not count.
-inline bool SameIgnoringCase(std::u16string_view a, std::u16string_view b) {
-  return std::ranges::equal(a, b, {}, Folded, Folded);
-}
-
 }  // namespace testlib

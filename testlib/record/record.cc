@@ -12,6 +12,7 @@
 #include "platform/status_text.h"
 #include "testlib/error_table.h"
 #include "testlib/library.h"
+#include "testlib/line.h"
 #include "testlib/output.h"
 #include "testlib/record/comparisons.h"
 #include "testlib/record/limits.h"
@@ -154,6 +155,8 @@ void AddParameterIfAny(const char* key, const char16_t* parameter) {
   if (*value != 0 && Resolve(value, text)) AddTextIfAny(key, text.data());
 }
 
+bool WasAsked(const char16_t* parameter) { return FindLineAnswer(parameter) != nullptr; }
+
 bool Says(const char16_t* parameter, std::u16string_view word) { return SameIgnoringCase(ValueOf(parameter), word); }
 
 void AddMacAddresses() {
@@ -232,7 +235,9 @@ void AddRunMetadata() {
   CloseArray(Line());
   OpenObject(Line(), "origins");
   for (const Parameter& parameter : state->parameters.All()) {
-    AddNamedText(Line(), parameter.name.data(), OriginOf(parameter).data());
+    OriginText origin = OriginOf(parameter);
+    if (WasAsked(parameter.name.data())) FormatText(origin, "asked, %s", OriginOf(parameter).data());
+    AddNamedText(Line(), parameter.name.data(), origin.data());
   }
   CloseObject(Line());
   CloseObject(Line());
@@ -278,6 +283,24 @@ void AppendFileName(StorePath& stem, const Unit& unit) {
              time.hour, time.minute, time.second);
 }
 
+// Says once that the drive does not take the record, and once that it does again.
+bool WriteRecord() {
+  Record& record = TheRecord();
+  if (!record.store.has_file && !EFI_ERROR(record.store.status)) return true;
+  const bool is_written = WriteOut(record.store);
+  if (is_written == !record.has_told) return is_written;
+  record.has_told = !is_written;
+  platform::StartLine();
+  const char16_t* const path = record.store.is_made ? record.store.file.place.path.data() : record.store.stem.data();
+  if (is_written) {
+    Say(Colour::kNotice, "The record is on the drive again: %s\n", path);
+  } else {
+    Say(Colour::kBad, "The record cannot be written to %s: %s. It goes on in memory only.\n", path,
+        platform::StatusText(record.store.status).Text());
+  }
+  return is_written;
+}
+
 // Starts with what is known now, once; the module tells its version when its
 // first run begins.
 void Start() {
@@ -286,7 +309,7 @@ void Start() {
   record.is_started = true;
   ReadClock();
   const MachineIdentity machine = ReadMachineIdentity();
-  const Unit unit = IdentifyUnit(state->parameters, machine, false);
+  const Unit unit = IdentifyUnit(state->parameters, machine, WasAsked(u"System_Serial_Number"));
   // A name of its own, or a folder to which one is added.
   if (record.store.ending[0] == 0) {
     AppendFileName(record.store.stem, unit);
@@ -294,6 +317,8 @@ void Start() {
   }
   AddSchemaVersion();
   AddRunStart(unit, machine);
+  // A drive that takes nothing is told before the tests.
+  WriteRecord();
 }
 
 void Reset(Record& record) {
@@ -330,7 +355,8 @@ void TakePath(const char16_t* path) {
   const std::u16string_view text = path;
   if (EndsInBackslash(text)) {
     FormatText(store.stem, "%s", path);
-    *std::ranges::copy(PartBefore(text, std::min(text.size() - 1, store.folder.size() - 1)), store.folder.begin()).out = 0;
+    *std::ranges::copy(PartBefore(text, std::min(text.size() - 1, store.folder.size() - 1)), store.folder.begin()).out =
+        0;
   } else if (is_there && is_folder) {
     FormatText(store.stem, "%s\\", path);
   } else {
@@ -348,7 +374,7 @@ void TakeFolderBeside(EFI_HANDLE module) {
   RecordStore& store = TheRecord().store;
   const EFI_LOADED_IMAGE* const loaded = platform::LoadedImage(module);
   StorePath folder;
-  if (loaded == nullptr || !platform::FolderOf(module, folder)) {
+  if (loaded == nullptr || EFI_ERROR(platform::FolderOf(module, folder))) {
     store.status = EFI_NOT_FOUND;
     return;
   }
@@ -361,28 +387,10 @@ void TakeFolderBeside(EFI_HANDLE module) {
 void BeginTestRecord() {
   Record& record = TheRecord();
   const char16_t* const path = state->command_line.record;
-  if (record.is_open || path == nullptr) return;
+  if (record.is_open || path == nullptr || state->line_run.is_open) return;
   record.is_open = true;
   record.store.uses_serial = Says(u"Record_Console", u"yes");
   TakePath(path);
-}
-
-// Says once that the drive does not take the record, and once that it does again.
-bool WriteRecord() {
-  Record& record = TheRecord();
-  if (!record.store.has_file && !EFI_ERROR(record.store.status)) return true;
-  const bool is_written = WriteOut(record.store);
-  if (is_written == !record.has_told) return is_written;
-  record.has_told = !is_written;
-  platform::StartLine();
-  const char16_t* const path = record.store.is_made ? record.store.file.place.path.data() : record.store.stem.data();
-  if (is_written) {
-    Say(Colour::kNotice, "The record is on the drive again: %s\n", path);
-  } else {
-    Say(Colour::kBad, "The record cannot be written to %s: %s. It goes on in memory only.\n", path,
-        platform::StatusText(record.store.status).Text());
-  }
-  return is_written;
 }
 
 void AddLeftOut() {
@@ -438,13 +446,15 @@ void OpenStepOfRun() {
 void BeginLineRecord(EFI_HANDLE module, std::span<const char16_t* const> words) {
   Record& record = TheRecord();
   Reset(record);
-  const bool has_file = !Says(u"Record", u"no");
+  const char16_t* const path = state->command_line.record;
+  const bool has_file = path != nullptr || !Says(u"Record", u"no");
   record.store.uses_serial = Says(u"Record_Console", u"yes");
   record.is_required = Says(u"Record", u"required");
   record.is_open = has_file || record.store.uses_serial;
   record.is_line = true;
   TakeCommandLine(words);
-  if (has_file) TakeFolderBeside(module);
+  if (path != nullptr) TakePath(path);
+  if (path == nullptr && has_file) TakeFolderBeside(module);
 }
 
 void PrepareRecord(const TestDescriptor& descriptor) {
@@ -532,6 +542,9 @@ void RecordMissingResult(const char16_t* key) {
 Verdict EndStep(Verdict verdict) {
   Record& record = TheRecord();
   if (record.has_step) {
+    const Run& run = state->run;
+    AddCount("waits", run.waited, "ms");
+    AddCount("repeats", run.requests - std::min(run.requests, run.responses), nullptr);
     CloseStep(StepStatus(verdict));
     if (record.is_line) WriteRecord();
   }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "module/catalogue.h"
+#include "testlib/required_results.h"
 #include "testlib/tests.h"
 
 namespace testlib {
@@ -54,6 +55,28 @@ TEST(Results, LongTextIsCutAndAFullStoreRefuses) {
   EXPECT_EQ(std::u16string(store->results[0].key.data()).size(), 255u);
   for (char16_t i = 1; i < ResultStore::kResults; ++i) EXPECT_TRUE(Publish(*store, std::u16string(1, i), u"", 0));
   EXPECT_FALSE(Publish(*store, u"one more", u"", 0));
+}
+
+TEST(RequiredResults, FailALineThatPassed) {
+  const auto store = std::make_unique<ResultStore>();
+  const auto parameters = std::make_unique<ParameterStore>();
+  ErrorText error;
+  Define(*parameters, u"Required_Results", u" display.cfg:Supply 1, UUID ,", {}, error);
+  Define(*parameters, u"Required_Results_2", u"Type", {}, error);
+  Define(*parameters, u"Required_Tests", u"1", {}, error);
+  EXPECT_TRUE(RequireResults(*parameters, *store));
+  EXPECT_TRUE(RequireResults(*parameters, *store));
+  EXPECT_EQ(store->count, 3u);
+  Tally passed{};
+  passed.runs[static_cast<std::size_t>(Verdict::kPass)] = 1;
+  Publish(*store, u"UUID", u"x", 0);
+  Publish(*store, u"Type", u"1", 0);
+  EXPECT_EQ(JudgeLine(passed, *store), Verdict::kFail);
+  EXPECT_EQ(JudgeLine({}, *store), Verdict::kError);
+  Publish(*store, u"display.cfg:Supply 1", u"", 0);
+  EXPECT_EQ(JudgeLine(passed, *store), Verdict::kFail);
+  Publish(*store, u"display.cfg:Supply 1", u"y", 0);
+  EXPECT_EQ(JudgeLine(passed, *store), Verdict::kPass);
 }
 
 TEST(RemovedTests, AreFoundAndBounded) {
