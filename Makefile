@@ -4,6 +4,9 @@
 TEST ?= 1
 PARAMS ?=
 LINE ?=
+SECURE ?=
+KEY ?=
+CERT ?=
 FIGURES ?=
 TARGET ?=
 FUZZ_SECONDS ?= 60
@@ -11,7 +14,7 @@ JOBS ?= $(shell nproc)
 SAMPLE ?= 260
 SEED ?= 1
 # The recipes read them as shell variables, so that any character survives.
-export TEST PARAMS LINE
+export TEST PARAMS LINE KEY CERT
 
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
@@ -22,7 +25,7 @@ SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage mutation faults bench fuzz format lint setup clean \
+.PHONY: help run test efi image pictures coverage mutation faults bench fuzz format lint setup clean \
         check-format check-images check-host check-firmware
 .NOTPARALLEL:
 
@@ -32,10 +35,11 @@ help: ## this list
 	@echo "Another test, other expected values: make run TEST=5 PARAMS='\"Board_Manufacturer=Another Maker\"'"
 	@echo "A FRU test, on a server with a management controller: make run TEST=34"
 	@echo "One fuzz target, longer: make fuzz TARGET=smbios FUZZ_SECONDS=600"
-	@echo "The whole line run of a server, and of one with three faults: make run LINE=1, make run LINE=faulty"
+	@echo "The whole line run of a server, of one with three faults, and one that writes: make run LINE=1, =faulty, =write"
+	@echo "With Secure Boot on, from a signed stick: make run LINE=1 SECURE=1; your own stick: make image KEY=db.key CERT=db.pem"
 
 run: setup-run build-image $(if $(LINE)$(filter 0 34 38 39 41 42 43,$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
-	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE"
+	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE" $(if $(SECURE),--secure)
 
 test: setup-test check-format check-images check-host check-firmware ## everything that has to be green
 	@echo "==> All green after $$(($$(date +%s) - $(STARTED))) s"
@@ -44,8 +48,11 @@ efi: setup-efi build-image ## the UEFI images, in build/efi
 	@ls -l build/efi/*.efi
 
 image: setup-run build-image ## a drive for a real server: folder build/usb, FAT image build/usb.img
-	@python3 -B qemu/station.py build/usb
+	@python3 -B qemu/station.py build/usb "$$KEY" "$$CERT"
 	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
+
+pictures: setup-run build-image build-controller ## what the screen shows in the end, in docs/pictures
+	@python3 -B qemu/pictures.py docs/pictures
 
 coverage: setup-coverage build-coverage ## lines and branches that the host tests reach; pages in build/coverage/report
 	@find build/coverage -name '*.gcda' -delete

@@ -4,7 +4,7 @@
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
-run="$efi mtools qemu-system-x86 ovmf"
+run="$efi mtools qemu-system-x86 ovmf sbsigntool openssl"
 host='libgtest-dev libgmock-dev nlohmann-json3-dev ipmitool dmidecode'
 test="$run $host python3-jsonschema clang clang-format"
 coverage="$efi $host gcovr"

@@ -28,6 +28,17 @@ set(LIBEFI_CUTS
   --defsym=DevicePathToStr=0
   --defsym=UnicodeSPrint=FormatUnnamedStatus)
 
+# What a loader under Secure Boot asks an image: which component and generation it
+# is. Whoever signs the images may add a line of his own.
+set(SBAT ${CMAKE_CURRENT_BINARY_DIR}/sbat.o)
+add_custom_command(OUTPUT ${SBAT}
+  COMMAND objcopy -I binary -O elf64-x86-64 --rename-section .data=.sbat,alloc,load,readonly,data,contents
+          ${CMAKE_SOURCE_DIR}/cmake/sbat.csv ${SBAT}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/sbat.csv
+  VERBATIM)
+add_custom_target(sbat DEPENDS ${SBAT})
+
+set(MARK_NX ${CMAKE_SOURCE_DIR}/cmake/mark_nx.py)
 set(IMAGE_LINKER_SCRIPT ${CMAKE_SOURCE_DIR}/cmake/image.lds)
 set(IMAGE_OUTPUT ${CMAKE_SOURCE_DIR}/build/efi)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
@@ -45,15 +56,17 @@ function(add_efi_image name target)
   add_custom_command(OUTPUT ${efi}
     COMMAND ld -shared -nostdlib -Bsymbolic -zpack-relative-relocs -znoexecstack --gc-sections --no-undefined
             ${LIBEFI_CUTS} -T ${IMAGE_LINKER_SCRIPT} -o ${elf}
-            ${GNU_EFI_CRT0} $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform>
+            ${GNU_EFI_CRT0} $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform> ${SBAT}
             ${GNU_EFI_LIBEFI} ${GNU_EFI_LIBGNUEFI}
     COMMAND objcopy --strip-all --target ${target}
-            -j .text -j .reloc -j .rodata -j .data -j .relr
+            -j .text -j .reloc -j .rodata -j .data -j .relr -j .sbat
             ${elf} ${efi}
-    DEPENDS $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform> ${IMAGE_LINKER_SCRIPT}
+    COMMAND python3 -B ${MARK_NX} ${efi}
+    DEPENDS $<TARGET_OBJECTS:${name}> $<TARGET_OBJECTS:image_platform> ${SBAT} ${IMAGE_LINKER_SCRIPT} ${MARK_NX}
     COMMAND_EXPAND_LISTS VERBATIM
     COMMENT "Linking ${name}.efi")
   add_custom_target(${name}_efi ALL DEPENDS ${efi})
+  add_dependencies(${name}_efi sbat)
 endfunction()
 
 add_efi_image(mfgtest efi-app-x86_64 ${MODULE_SOURCES})

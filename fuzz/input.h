@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace fuzz {
@@ -43,6 +44,17 @@ class Input {
  private:
   std::span<const std::uint8_t> rest_;
 };
+
+// Words up to an empty one, a line each.
+inline void TakeWords(Input& input, std::vector<std::u16string>& words) {
+  while (!input.Empty()) {
+    std::u16string word;
+    for (std::uint8_t c = input.Byte(); c >= u' '; c = input.Byte())
+      word += static_cast<char16_t>(c < 0x7F ? c : c * 0x33);
+    if (word.empty()) return;
+    words.push_back(word);
+  }
+}
 
 // Changes what a device holds, with all the rest of the input: again and again
 // a place (2 bytes), a number of bytes (1) and the bytes. A number of 0 ends the

@@ -40,17 +40,6 @@ Bytes ParameterFile(const std::map<std::u16string, std::u16string>& parameters) 
   return {text.begin(), text.end()};
 }
 
-// Words up to an empty one, a line each.
-void TakeWords(Input& input, Words& words) {
-  while (!input.Empty()) {
-    std::u16string word;
-    for (std::uint8_t c = input.Byte(); c >= u' '; c = input.Byte())
-      word += static_cast<char16_t>(c < 0x7F ? c : c * 0x33);
-    if (word.empty()) return;
-    words.push_back(word);
-  }
-}
-
 std::size_t Count(std::u16string_view text, std::u16string_view wanted) {
   std::size_t count = 0;
   for (std::size_t at = text.find(wanted); at != text.npos; at = text.find(wanted, at + 1)) ++count;

@@ -12,9 +12,6 @@ namespace {
 constexpr EFI_GUID kLoadedImageProtocolGuid = LOADED_IMAGE_PROTOCOL;
 constexpr EFI_GUID kDevicePathProtocolGuid = DEVICE_PATH_PROTOCOL;
 
-// gnu-efi's own constant lacks the highest bit.
-constexpr std::uint8_t kEnd = END_DEVICE_PATH_TYPE | EFI_DP_TYPE_UNPACKED;
-
 // The bytes of a device path in front of its end.
 std::size_t PathLength(EFI_DEVICE_PATH* path) {
   std::size_t length = 0;
@@ -37,7 +34,7 @@ PoolBuffer FileDevicePath(EFI_DEVICE_PATH* device, std::u16string_view path) {
   const std::size_t device_length = PathLength(device);
   const std::size_t text_length = (path.size() + 1) * sizeof(char16_t);
   const EFI_DEVICE_PATH file = Node(MEDIA_DEVICE_PATH, MEDIA_FILEPATH_DP, sizeof file + text_length);
-  const EFI_DEVICE_PATH end = Node(kEnd, END_ENTIRE_DEVICE_PATH_SUBTYPE, sizeof end);
+  const EFI_DEVICE_PATH end = Node(END_DEVICE_PATH_TYPE, END_ENTIRE_DEVICE_PATH_SUBTYPE, sizeof end);
   void* const block = ::AllocatePool(device_length + sizeof file + text_length + sizeof end);
   if (block == nullptr) return {};
   auto* to = static_cast<std::uint8_t*>(block);

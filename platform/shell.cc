@@ -46,17 +46,16 @@ ShellEnvironment* OldShell() {
   return nullptr;
 }
 
-// Where no shell runs, the variable is left where a modern shell would keep it,
-// and a later one finds it.
-EFI_STATUS SetWithoutShell(const char16_t* name, std::u16string_view value, VariableLife life) {
-  const std::uint32_t kept = life == VariableLife::kKept ? EFI_VARIABLE_NON_VOLATILE : 0;
-  return WriteVariable(name, kShellVariableVendor, EFI_VARIABLE_BOOTSERVICE_ACCESS | kept,
-                       {reinterpret_cast<const std::uint8_t*>(value.data()), value.size() * sizeof(char16_t)});
-}
-
 }  // namespace
 
 bool HasModernShell() { return FirstInterface(kShellProtocolGuid) != nullptr; }
+
+EFI_STATUS SetVariableWithoutShell(const char16_t* name, const char16_t* value, VariableLife life) {
+  const std::u16string_view text = value == nullptr ? u"" : value;
+  const std::uint32_t kept = life == VariableLife::kKept ? EFI_VARIABLE_NON_VOLATILE : 0;
+  return WriteVariable(name, kShellVariableVendor, EFI_VARIABLE_BOOTSERVICE_ACCESS | kept,
+                       {reinterpret_cast<const std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)});
+}
 
 EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16_t* value, VariableLife life) {
   auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
@@ -65,7 +64,7 @@ EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16
                          life == VariableLife::kUntilReset);
   }
   ShellEnvironment* const old_shell = OldShell();
-  return old_shell == nullptr ? SetWithoutShell(name, value == nullptr ? u"" : value, life)
+  return old_shell == nullptr ? SetVariableWithoutShell(name, value, life)
                               : SetByCommand(old_shell, image, name, value, life);
 }
 

@@ -15,6 +15,9 @@ bool HasModernShell();
 // `image` is the program on whose behalf an EFI 1.x shell does it.
 EFI_STATUS SetShellVariable(EFI_HANDLE image, const char16_t* name, const char16_t* value, VariableLife life);
 
+// The same without asking for a shell.
+EFI_STATUS SetVariableWithoutShell(const char16_t* name, const char16_t* value, VariableLife life);
+
 // Whether a variable of that name is still there for a script to read.
 bool HasShellVariable(const char16_t* name);
 

@@ -1,13 +1,25 @@
-"""The demonstration server of station/mfgtest.cfg, whole and with faults, and its line run from the stick."""
+"""The demonstration server, whole and with faults, and its line run from the stick."""
 
-import struct
+import subprocess
+import tempfile
+from pathlib import Path
 
 from controller import Controller
+from drive import make_drive
 from machine import EXAMPLE_SERVER, boot, smbios_options
 from smbios_structures import event_log, memory_array, memory_device
-from station import ROOT, stick_files
+from station import ROOT, signed, stick_files
+from web import web_server
 
 TIME_LIMIT = 120
+
+_SNAKEOIL = "/usr/share/ovmf/PkKek-1-snakeoil"
+
+# What its tests expect, in the place of the sample on a stick.
+CONFIGURATION = {"mfgtest.cfg": (ROOT / "qemu" / "demonstration" / "mfgtest.cfg").read_bytes()}
+
+# For a machine that nobody watches, and whose controller needs no waits.
+UNATTENDED = b"Delay_Scale = 1\nAfter_Line = off\n"
 
 # The display's frame buffer, where the firmware puts it: plain memory behind
 # the root bridge. Its last quarter is far behind what the console draws, and
@@ -20,11 +32,23 @@ _LOG_START = 0x10
 _UUID = "78563412-bc9a-df11-8abc-001122334455"
 _MAC = "00:11:22:33:44:55"
 
-_OPTIONS = (
-    *("-machine", "x-oem-table-id=EX-TBL 1"),
-    *("-netdev", "user,id=network,restrict=on"),
-    *("-device", f"virtio-net-pci,netdev=network,mac={_MAC},romfile="),
+
+
+# Without them the firmware tries the older protocol first, over IPv6 for a minute.
+_NO_PXE = tuple(
+    word for version in (4, 6) for word in ("-fw_cfg", f"name=opt/org.tianocore/IPv{version}PXESupport,string=n")
 )
+
+
+def _options(network, controller=""):
+    return (
+        # GUIDs that are made in 2010 are in the factory's range of dates.
+        *("-rtc", "base=2010-05-06T07:08:00"),
+        *("-machine", "x-oem-table-id=EX-TBL 1"),
+        *("-netdev", f"user,id=network,{network}"),
+        *("-device", f"virtio-net-pci,netdev=network,mac={_MAC},romfile={controller}"),
+    )
+
 
 _STRUCTURES = (
     event_log(0xF00, _LOG, _LOG_START),
@@ -44,6 +68,30 @@ _MEMORY_EVENT = bytes((1, 16, 0x26, 0x11, 0x21, 0x07, 0x59, 0x01, 1, 2, 0, 3, 0x
 # needs none.
 LINE = "line --delay-scale=1"
 
+# A line that writes: the board's firmware takes GUIDs, and the factory left an
+# EUI-64 in a variable of the old shell's.
+WRITING_LINE = (
+    "load manufacturing_interface.efi",
+    'setvar Mfg1394Uuid -guid 47C7B224-C42A-11D2-8E57-00A0C969723B -bs -nv =L"0011223344556677"',
+    f"{LINE} write READ_GUID_METHOD=FLASH",
+)
+
+
+def unit_files(more=b""):
+    """The stick with the server's own parameters and some more, and its board's firmware that takes GUIDs."""
+    interface = ROOT / "build" / "qemu" / "manufacturing_interface.efi"
+    parameters = {name: content + more for name, content in CONFIGURATION.items()}
+    return {**stick_files(), **parameters, interface.name: interface.read_bytes()}
+
+
+def trusted(files):
+    """The files, with every image signed by the key that a machine with machine.SECURE trusts."""
+    with tempfile.TemporaryDirectory(prefix="mfgtest-key-") as folder:
+        key = Path(folder, "key.pem")
+        command = ("openssl", "pkey", "-in", f"{_SNAKEOIL}.key", "-passin", "pass:snakeoil", "-out", key)
+        subprocess.run(command, check=True)
+        return signed(files, key, f"{_SNAKEOIL}.pem")
+
 
 class Server:
     """One unit of the demonstration server."""
@@ -60,7 +108,7 @@ class Server:
         self._log = events + _END_OF_LOG
 
     # QEMU's options but for the controller.
-    options = _OPTIONS
+    options = _options("restrict=on")
 
     @property
     def smbios(self):
@@ -68,25 +116,30 @@ class Server:
         return [*smbios_options(self._identity), *_STRUCTURES]
 
     @property
-    def log_commands(self):
-        """The shell's commands that write the event log."""
-        for offset in range(0, len(self._log), 8):
-            (value,) = struct.unpack_from("<Q", self._log, offset)
-            yield f"mm {_LOG + _LOG_START + offset:X} {value:X} -w 8 -MMIO -n"
+    def memory(self):
+        """The event log, for a boot."""
+        return ((_LOG + _LOG_START, self._log),)
 
     def run_line(self, commands, on_line=lambda line: None):
-        """Boots the stick and types the commands at the shell's prompt; gives what the machine said."""
-        typed = (*self.log_commands, *commands, "reset -s")
+        """Boots to the shell and types the commands at its prompt; gives what the machine said."""
+        typed = (("FS0:\\> ", f"{command}\r") for command in (*commands, "reset -s"))
+        return self._boot(unit_files(), on_line, self.options, answers=(("Shell> ", "fs0:\r"), *typed))
+
+    def start(self, files, on_line=lambda line: None, options=(), **machine):
+        """Boots a stick that starts by itself, with no shell; gives what the machine said."""
+        return self._boot(files, on_line, (*self.options, *options), **machine)
+
+    def start_from_network(self, files, on_line=lambda line: None, **machine):
+        """The same from a web server: the firmware makes a drive in memory of the stick's image."""
+        with tempfile.TemporaryDirectory(prefix="mfgtest-http-") as folder:
+            make_drive(Path(folder, "usb.img"), files)
+            with web_server(folder) as address:
+                return self._boot(None, on_line, (*_NO_PXE, *_options(f"bootfile={address}/usb.img", ",bootindex=1")), **machine)
+
+    def _boot(self, files, on_line, options, **machine):
         with Controller(self._frus, TIME_LIMIT) as controller:
-            lines = boot(
-                self.smbios,
-                stick_files(),
-                None,
-                TIME_LIMIT,
-                on_line,
-                options=(*self.options, *controller.options),
-                answers=(("Shell> ", "fs0:\r"), *(("FS0:\\> ", f"{command}\r") for command in typed)),
-            )
+            options = (*options, *controller.options)
+            lines = boot(self.smbios, files, None, TIME_LIMIT, on_line, options, memory=self.memory, **machine)
         if controller.complaint:
             raise OSError(controller.complaint)
         return lines

@@ -7,18 +7,25 @@ folder.
 """
 
 import subprocess
-from pathlib import Path
+from pathlib import Path, PurePosixPath
 
-_SECTORS = 64 * 1024  # 32 MiB: FAT16
+_SECTOR = 512
+_CLUSTER = 4096  # at most
+_FREE = 1024 * 1024  # for what the machine writes
 
 
 def make_drive(image, files):
-    """Writes a FAT image that holds `files`, a dictionary of name and bytes."""
+    """Writes a FAT image that holds `files`, a dictionary of path and bytes, and some room."""
     image = Path(image)
     image.unlink(missing_ok=True)
-    _mtools("mformat", "-C", "-i", image, "-T", str(_SECTORS), "-h", "16", "-s", "63", "-v", "MFGTEST", "::")
-    for name, content in files.items():
-        _mtools("mcopy", "-i", image, "-", f"::{name}", content=content)
+    folders = {str(folder): None for path in files for folder in reversed(PurePosixPath(path).parents[:-1])}
+    used = sum(len(content) + _CLUSTER for content in files.values()) + len(folders) * _CLUSTER
+    sectors = str((used + _FREE) // _SECTOR)
+    _mtools("mformat", "-C", "-i", image, "-T", sectors, "-h", "16", "-s", "63", "-v", "MFGTEST", "::")
+    for folder in folders:
+        _mtools("mmd", "-i", image, f"::{folder}")
+    for path, content in files.items():
+        _mtools("mcopy", "-i", image, "-", f"::{path}", content=content)
 
 
 def _mtools(*command, content=None):

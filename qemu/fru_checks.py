@@ -5,7 +5,7 @@ from pathlib import Path
 
 from controller import Controller, emulated_options, fru_image
 from scenarios import read_scenario
-from session import FAIL, LOAD, PASS, Check, module
+from session import ERROR, FAIL, LOAD, PASS, Check, module
 from station import ROOT, image_files
 
 _FOLDER = ROOT / "tests" / "ipmi"
@@ -45,8 +45,8 @@ _CHECKS = (
     Check(
         "without a transport test 34 says what is missing",
         (_fru_test(34, "MFG_DATE=2009/06/15"),),
-        verdicts=FAIL,
-        shows=("Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.",),
+        verdicts=ERROR,
+        shows=("Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.", "  -> load ipmi_kcs.efi"),
     ),
     _DRIVER,
     Check("test 34 passes on the board's own date", (_fru_test(34, "MFG_DATE=2009/06/15"),), verdicts=PASS),

@@ -6,15 +6,24 @@ import shutil
 import subprocess
 import tempfile
 import time
-from collections import deque
+from collections import deque, namedtuple
 from pathlib import Path
 
 from console import Console
 from drive import make_drive
+from monitor import write_memory
 from shell import script_files
 
 FIRMWARE = Path("/usr/share/OVMF/OVMF_CODE_4M.fd")
-_VARIABLES = Path("/usr/share/OVMF/OVMF_VARS_4M.fd")
+
+Firmware = namedtuple("Firmware", "code variables options")
+PLAIN = Firmware(FIRMWARE, Path("/usr/share/OVMF/OVMF_VARS_4M.fd"), ())
+# Secure Boot is on, and the firmware's package has the key that it trusts.
+SECURE = Firmware(
+    Path("/usr/share/OVMF/OVMF_CODE_4M.secboot.fd"),
+    Path("/usr/share/OVMF/OVMF_VARS_4M.snakeoil.fd"),
+    ("-machine", "smm=on", "-global", "driver=cfi.pflash01,property=secure,value=on"),
+)
 
 # Software emulation: a virtual machine under hardware acceleration is not to
 # be had everywhere, and a run is short.
@@ -27,9 +36,12 @@ _QEMU = (
 _COUNTDOWN = "or any other key to continue"
 _ESCAPE = "\x1b"
 _EXCEPTION = "X64 Exception Type"
+# The firmware has put every device in its place.
+BOOTS = "BdsDxe: starting"
 
 # The identity of a made-up server, by structure type and by the fields of
-# QEMU's -smbios option; station/mfgtest.cfg holds what its tests expect.
+# QEMU's -smbios option. Both parameter files expect it, station/mfgtest.cfg and
+# demonstration/mfgtest.cfg.
 EXAMPLE_SERVER = {
     1: {
         "manufacturer": "Example Systems, Inc.",
@@ -66,29 +78,61 @@ def smbios_options(identity):
         yield ",".join([f"type={structure}", *(f"{name}={text.replace(',', ',,')}" for name, text in fields.items())])
 
 
-def boot(smbios, files, commands, time_limit, on_line=lambda line: None, options=(), answers=(), variables=None):
+def boot(
+    smbios,
+    files,
+    commands,
+    time_limit,
+    on_line=lambda line: None,
+    options=(),
+    answers=(),
+    variables=None,
+    firmware=PLAIN,
+    memory=(),
+):
     """Boots a machine once and gives the lines that it said.
 
     smbios: values of QEMU's -smbios option, and structures as bytes; QEMU makes none of their types of its own
-    files: name -> bytes, on the drive fs0: beside the script
-    commands: what the shell is to run before the machine powers off; None for a person at the prompt
+    files: path -> bytes, on the drive fs0: beside the script; None without a drive
+    commands: what the shell is to run before the machine powers off; None for a person at the prompt, or without a shell
     time_limit: seconds after which the machine is ended and BootFailed raised
     on_line: called with each line as it arrives
     options: further options of QEMU
     answers: what a person types, in this order: each as a prompt and the keys that are sent when it stands there
     variables: the file of a variable store that a later boot is to find again; the first boot makes it
+    firmware: PLAIN or SECURE
+    memory: pairs of address and bytes that are written once the firmware has placed every device
     """
     with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
-        drive = Path(folder, "drive.img")
-        make_drive(drive, files if commands is None else {**files, **script_files(commands)})
+        if files is not None:
+            drive = Path(folder, "drive.img")
+            make_drive(drive, files if commands is None else {**files, **script_files(commands)})
+            options = (*_drive_options(drive), *options)
         # A machine starts from factory settings unless somebody keeps its
         # variables: those of one run never reach the next by accident.
         variables = variables or Path(folder, "variables.fd")
         if not variables.exists():
-            shutil.copyfile(_VARIABLES, variables)
+            shutil.copyfile(firmware.variables, variables)
         smbios = _with_files(smbios, Path(folder))
         keys = ((_COUNTDOWN, _ESCAPE if commands is None else " "), *answers)
-        return _run([*_command_line(smbios, drive, variables), *options], time_limit, on_line, keys)
+        if memory:
+            socket = Path(folder, "qtest")
+            options = (*options, "-qtest", f"unix:{socket},server=on,wait=off", "-qtest-log", "none")
+            on_line = _writing(socket, memory, on_line)
+        return _run([*_command_line(smbios, firmware, variables), *options], time_limit, on_line, keys)
+
+
+def _writing(socket, memory, on_line):
+    """The same, and writes memory when the firmware begins to boot."""
+
+    def see(line):
+        nonlocal memory
+        if memory and line.startswith(BOOTS):
+            write_memory(socket, memory)
+            memory = ()
+        on_line(line)
+
+    return see
 
 
 def _with_files(smbios, folder):
@@ -103,14 +147,17 @@ def _with_files(smbios, folder):
     return values
 
 
-def _command_line(smbios, drive, variables):
+def _drive_options(drive):
+    # Without a boot index the firmware tries the network first.
+    return ("-drive", f"if=none,id=drive,format=raw,file={drive}", "-device", "ide-hd,drive=drive,bootindex=1")
+
+
+def _command_line(smbios, firmware, variables):
     command = [
         *_QEMU,
-        *("-drive", f"if=pflash,format=raw,readonly=on,file={FIRMWARE}"),
+        *firmware.options,
+        *("-drive", f"if=pflash,format=raw,readonly=on,file={firmware.code}"),
         *("-drive", f"if=pflash,format=raw,file={variables}"),
-        *("-drive", f"if=none,id=drive,format=raw,file={drive}"),
-        # Without a boot index the firmware tries the network first.
-        *("-device", "ide-hd,drive=drive,bootindex=1"),
     ]
     for option in smbios:
         command += ["-smbios", option]

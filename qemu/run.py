@@ -1,7 +1,7 @@
 """Runs one test, or the whole line run, on OVMF for a person to watch.
 
-Exit status: 0 for PASS and nothing else, 1 for FAIL, 2 when there is no verdict
-on the machine.
+Exit status: 0 for PASS, and for --help, --list, --show and --summary, which run no
+test; 1 for FAIL; 2 for ERROR, SKIP, or no verdict.
 """
 
 import argparse
@@ -9,40 +9,44 @@ import re
 import shlex
 import sys
 
-from demonstration_server import LINE, SERVERS
-from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
+from demonstration_server import CONFIGURATION, SERVERS, UNATTENDED, WRITING_LINE, trusted, unit_files
+from machine import BOOTS, EXAMPLE_SERVER, PLAIN, SECURE, BootFailed, boot, smbios_options
 from session import SUMMARY
 from shell import quote
-from station import station_files
+from station import bootable, image_files
 
 TIME_LIMIT = 120
 
 BEGIN = "<<begin>>"
 VERDICT = "<<verdict "
+SHOW_VERDICT = f'echo "{VERDICT}%MfgVerdict% %lasterror%>>"'
 PROMPT = "FS0:\\> "
 
 _PLAIN = re.compile(r"[\w.,:=/\\-]+")
 # Tests that talk to a management controller; the demonstration server has one.
 _IPMI_TESTS = {"0", "34", "38", "39", "41", "42", "43"}
-_SERVERS_BY_WORD = {"1": "healthy", "healthy": "healthy", "faulty": "faulty"}
+# Options that show something and run no test.
+_SHOWING = {"-h", "--help", "-l", "--list", "-n", "--show", "--summary"}
+_SERVERS_BY_LINE = {"1": "healthy", "faulty": "faulty", "write": "healthy"}
 
 
 class Display:
-    """Shows the run line by line; leaves out what the shell says about itself."""
+    """Shows the run line by line, from `begin` on; leaves out what firmware and shell say about themselves."""
 
     def __init__(self, begin):
         self.verdict = ""
+        self.status = ""
         self._begin = begin
         self._running = False
 
     def show(self, line):
-        if line.startswith("BdsDxe: starting"):
-            print("    the firmware is up, its shell starts", flush=True)
-        elif line == self._begin:
+        if line.startswith(BOOTS):
+            print("    the firmware is up", flush=True)
+        if line.startswith(self._begin):
             self._running = True
         elif line.startswith(VERDICT):
             self._running = False
-            self.verdict = line.removeprefix(VERDICT).removesuffix(">>")
+            self.verdict, self.status = line.removeprefix(VERDICT).removesuffix(">>").split(" ")
         elif self._running and not line.startswith(PROMPT):
             print("  | " + line, flush=True)
             if summary := SUMMARY.fullmatch(line):
@@ -56,12 +60,15 @@ def arguments():
     parser.add_argument(
         "--parameters",
         default="",
-        help="NAME=VALUE words and options, quoted as for a Unix shell; they win over station/mfgtest.cfg",
+        help="NAME=VALUE words and options, quoted as for a Unix shell; they win over qemu/demonstration/mfgtest.cfg",
     )
-    parser.add_argument("--line", default="", help="the whole line run instead, of the server 1 (healthy) or faulty")
+    parser.add_argument("--line", default="", help="the whole line run instead: 1, faulty, or write")
+    parser.add_argument("--secure", action="store_true", help="with Secure Boot on, and the line's images signed")
     options = parser.parse_args()
-    if options.line and options.line not in _SERVERS_BY_WORD:
-        parser.error(f"--line: expected 1 or faulty, found {options.line}")
+    if options.line and options.line not in _SERVERS_BY_LINE:
+        parser.error(f"--line: expected 1, faulty or write, found {options.line}")
+    if options.secure and options.line not in ("1", "faulty"):
+        parser.error("--secure: there is no shell under Secure Boot; it takes --line=1 or --line=faulty")
     try:
         options.words = shlex.split(options.parameters)
     except ValueError as fault:
@@ -78,38 +85,50 @@ def command_line(options):
 def run_test(options, show):
     command = command_line(options)
     print(f"==> load testlib.efi, then {command}", flush=True)
-    commands = [f'echo "{BEGIN}"', "load testlib.efi", command, f'echo "{VERDICT}%MfgVerdict%>>"']
-    boot(smbios_options(EXAMPLE_SERVER), station_files(), commands, TIME_LIMIT, show)
+    commands = [f'echo "{BEGIN}"', "load testlib.efi", command, SHOW_VERDICT]
+    boot(smbios_options(EXAMPLE_SERVER), {**image_files(), **CONFIGURATION}, commands, TIME_LIMIT, show)
 
 
 def run_ipmi_test(options, show):
     command = command_line(options)
     print(f"==> load testlib.efi and ipmi_kcs.efi, then {command}, on the demonstration server", flush=True)
-    verdict = f'echo "{VERDICT}%MfgVerdict%>>"'
-    SERVERS["healthy"].run_line(["load testlib.efi", "load ipmi_kcs.efi", command, verdict], show)
+    SERVERS["healthy"].run_line(["load testlib.efi", "load ipmi_kcs.efi", command, SHOW_VERDICT], show)
+
+
+def run_writing_line(options, show):
+    print("==> " + "\n    ".join(WRITING_LINE), flush=True)
+    SERVERS["healthy"].run_line(WRITING_LINE, show)
 
 
 def run_line(options, show):
-    name = _SERVERS_BY_WORD[options.line]
-    print(f"==> {LINE}, from the stick, on the {name} demonstration server", flush=True)
-    SERVERS[name].run_line([LINE], show)
+    name = _SERVERS_BY_LINE[options.line]
+    print(f"==> the {name} demonstration server boots from the stick, with no shell", flush=True)
+    files = unit_files(UNATTENDED)
+    SERVERS[name].start(
+        bootable(trusted(files) if options.secure else files), show, firmware=SECURE if options.secure else PLAIN
+    )
 
 
 def main():
     options = arguments()
-    if options.line:
-        run, begin = run_line, PROMPT + LINE
+    if options.line == "write":
+        run, begin = run_writing_line, PROMPT + WRITING_LINE[-1]
+    elif options.line:
+        run, begin = run_line, BOOTS
     elif options.test in _IPMI_TESTS:
         run, begin = run_ipmi_test, PROMPT + "load testlib.efi"
     else:
         run, begin = run_test, BEGIN
     display = Display(begin)
-    print("==> Booting OVMF in QEMU (software emulation, about 5 s to the shell)", flush=True)
+    print("==> Booting OVMF in QEMU (software emulation, about 5 s)", flush=True)
     try:
         run(options, display.show)
     except BootFailed as failure:
         print(f"==> No verdict: {failure}")
         return 2
+    if _SHOWING & {options.test, *options.words} and (display.verdict, display.status) == ("", "0x0"):
+        print("==> Shown, as asked; no test ran")
+        return 0
     print(f"==> Verdict: {display.verdict or 'none'}")
     return {"PASS": 0, "FAIL": 1}.get(display.verdict, 2)
 

@@ -259,7 +259,8 @@ EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHA
 // The file path at the end of a device path.
 std::u16string FileIn(EFI_DEVICE_PATH* path) {
   std::u16string file;
-  for (; !IsDevicePathEnd(path); path = NextDevicePathNode(path)) {
+  // As firmware tells the end: by the whole type, which gnu-efi masks.
+  for (; path->Type != END_DEVICE_PATH_TYPE; path = NextDevicePathNode(path)) {
     const auto length = static_cast<std::size_t>(DevicePathNodeLength(path));
     if (DevicePathType(path) != MEDIA_DEVICE_PATH || DevicePathSubType(path) != MEDIA_FILEPATH_DP) continue;
     file.assign(reinterpret_cast<const char16_t*>(path + 1), (length - sizeof *path) / sizeof(char16_t) - 1);

@@ -81,7 +81,7 @@ EFI_HANDLE Machine::LoadImage(EFI_HANDLE volume, const std::u16string& path) {
   node = {MEDIA_DEVICE_PATH, MEDIA_FILEPATH_DP, static_cast<std::uint8_t>(size), static_cast<std::uint8_t>(size >> 8)};
   const auto* const text = reinterpret_cast<const std::uint8_t*>(path.c_str());
   node.insert(node.end(), text, text + size - 4);
-  node.insert(node.end(), {0xFF, 0xFF, 4, 0});
+  node.insert(node.end(), {END_DEVICE_PATH_TYPE, END_ENTIRE_DEVICE_PATH_SUBTYPE, 4, 0});
   loaded_images_.back().FilePath = reinterpret_cast<EFI_DEVICE_PATH*>(node.data());
   return image;
 }

@@ -51,13 +51,13 @@ std::string Trimmed(const std::string& text) {
   return first == text.npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-// The station file, and what it leaves to servers that have more.
+// The demonstration server's file, and what it leaves to servers that have more.
 const Parameters& StationParameters() {
   static const Parameters parameters = [] {
-    Parameters all = {{u"GuidOffsetFlash", u"0xFFF0"},     {u"MACADDR00", u"0x001122"},
-                      {u"1394_GUID_NAME", u"Mfg1394Uuid"}, {u"1394_VENDOR_ID", u"0x104C"},
-                      {u"1394_DEVICE_ID", u"0x8024"},      {u"Event_Mask_00", u"51403000201"}};
-    std::istringstream lines(ReadText("station/mfgtest.cfg"));
+    Parameters all = {{u"GuidOffsetInFlash", u"0xFFF0"}, {u"GuidOffsetFlash", u"0xFFF0"},
+                      {u"MACADDR00", u"0x001122"},       {u"1394_VENDOR_ID", u"0x104C"},
+                      {u"1394_DEVICE_ID", u"0x8024"},    {u"Event_Mask_00", u"51403000201"}};
+    std::istringstream lines(ReadText("qemu/demonstration/mfgtest.cfg"));
     for (std::string line; std::getline(lines, line);) {
       const std::size_t equals = line.find('=');
       if (line.starts_with('#') || equals == line.npos) continue;

@@ -50,7 +50,6 @@ struct Session {
   Path folder;
   Path module;
   Words words;
-  std::uint64_t begun;
   std::array<char16_t, 160> note;
   // What is shown where testlib has no report.
   LineReport report;
@@ -255,26 +254,21 @@ void EndAs(AfterLine after) {
   if (after != AfterLine::kExit) Stay();
 }
 
-EFI_STATUS Run() {
-  session.begun = platform::Hundredths();
-  Say(Colour::kNormal, "start %s\n", kVersion);
-  if (IsSecureBootOn()) platform::Write(u"Secure Boot is on\n");
+const LineReport* RunFromFolder() {
+  const Session& s = session;
   TellOfHungTest();
-  const EFI_HANDLE entries = LoadDriver(session.self, session.folder, u"smbios_entry.efi", u"");
-  const LineReport* const report =
-      ForgetVerdict() ? RunLine()
-                      : Fail("the shell variable %s of an earlier line cannot be removed", kVerdictVariable);
+  const EFI_HANDLE entries = LoadDriver(s.self, s.folder, u"smbios_entry.efi", u"");
+  const LineReport* const report = RunLine();
   platform::SetWatchdog(0);
   ForgetHungTest();
   if (entries != nullptr) platform::UnloadImage(entries);
-  LeaveVerdict(report->Verdict);
-  platform::FindScreens();
-  ShowLastScreen({.report = report,
-                  .hundredths = platform::Hundredths() - session.begun,
-                  .note = session.note.data(),
-                  .closing = u"The drive may be pulled."});
-  EndAs(report->After);
-  return EFI_SUCCESS;
+  return report;
+}
+
+const LineReport* Run(bool has_folder) {
+  if (!has_folder) return Fail("start.efi did not come from a drive, and the images beside it are missing");
+  if (ForgetVerdict()) return RunFromFolder();
+  return Fail("the shell variable %s of an earlier line cannot be removed", kVerdictVariable);
 }
 
 }  // namespace
@@ -293,8 +287,16 @@ extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table)
     return EFI_SUCCESS;
   }
   platform::CalibrateClock();
-  if (has_folder) return Run();
-  const LineReport* const report = Fail("start.efi did not come from a drive, and the images beside it are missing");
-  ShowLastScreen({.report = report, .hundredths = 0, .note = u"", .closing = u""});
-  return EFI_NOT_FOUND;
+  const std::uint64_t begun = platform::Hundredths();
+  Say(Colour::kNormal, "start %s\n", kVersion);
+  if (IsSecureBootOn()) platform::Write(u"Secure Boot is on\n");
+  const LineReport* const report = Run(has_folder);
+  LeaveVerdict(report->Verdict);
+  platform::FindScreens();
+  ShowLastScreen({.report = report,
+                  .hundredths = platform::Hundredths() - begun,
+                  .note = session.note.data(),
+                  .closing = u"The drive may be pulled."});
+  EndAs(report->After);
+  return EFI_SUCCESS;
 }

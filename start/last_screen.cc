@@ -79,8 +79,9 @@ const Letter* Find(char16_t letter) {
   return found == std::end(kLetters) ? nullptr : found;
 }
 
-// Each point is two columns wide.
+// Each point is three columns wide, or two where the word is a long one.
 void AddLetters(Page& page, std::u16string_view word, char16_t point) {
+  const std::size_t width = word.size() > 4 ? 2 : 3;
   for (std::size_t y = 0; y < kLetterRows; ++y) {
     Row& row = page.rows[page.count++];
     row.colour = ColourOf(word);
@@ -90,8 +91,8 @@ void AddLetters(Page& page, std::u16string_view word, char16_t point) {
       const Letter* const letter = Find(c);
       for (unsigned x = 0; letter != nullptr && x < 6; ++x) {
         const bool is_set = (letter->rows[y] << x & 0x10) != 0;
-        row.text[column++] = is_set ? point : u' ';
-        row.text[column++] = is_set ? point : u' ';
+        std::fill_n(row.text.begin() + column, width, is_set ? point : u' ');
+        column += width;
       }
     }
     row.text[column] = 0;

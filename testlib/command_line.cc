@@ -238,7 +238,7 @@ constinit const char16_t* const kHelpText =
     u"The file mfgtest.cfg beside the module is read first when it is there. The\n"
     u"command line wins over files. Numbers are decimal, or hexadecimal after 0x.\n"
     u"Names are case-sensitive, and one that no test knows is refused, unless it\n"
-    u"begins with X_: such names are the station's own. The shell variable MfgVerdict holds PASS, FAIL,\n"
-    u"ERROR or SKIP afterwards.\n";
+    u"begins with X_: such names are the station's own. The shell variable\n"
+    u"MfgVerdict holds PASS, FAIL, ERROR or SKIP afterwards.\n";
 
 }  // namespace testlib

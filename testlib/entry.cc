@@ -19,8 +19,9 @@ EFI_STATUS EFIAPI Unload(EFI_HANDLE image) {
   if (state == nullptr) return EFI_SUCCESS;
   if (const EFI_STATUS status = EndBridge(state->bridge); EFI_ERROR(status)) return status;
   if (state->provider != nullptr) {
-    platform::UninstallInterface(state->provider, kLineRunProtocolGuid, &state->line_table);
-    const EFI_STATUS status = platform::UninstallInterface(state->provider, kTestLibraryProtocolGuid, &state->table);
+    EFI_STATUS status = platform::UninstallInterface(state->provider, kLineRunProtocolGuid, &state->line_table);
+    if (EFI_ERROR(status) && status != EFI_NOT_FOUND) return status;
+    status = platform::UninstallInterface(state->provider, kTestLibraryProtocolGuid, &state->table);
     if (EFI_ERROR(status)) return status;
   }
   // Nothing of this driver is left to say more.

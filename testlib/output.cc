@@ -117,8 +117,9 @@ void SayRemovedTests() {
   for (std::uint32_t test = 0; test < RemovedTests::kTests; ++test) {
     const RemovedTests::Removal* const removal = FindRemoval(state->removed, test);
     if (removal == nullptr) continue;
-    Say(Colour::kNotice, "  test %u does not apply (removed by test %u):\n", test, removal->by);
-    SayIndented(Colour::kNotice, 6, removal->reason.data());
+    std::array<char16_t, 384> text;
+    FormatText(text, "test %u does not apply (removed by test %u): %s", test, removal->by, removal->reason.data());
+    SayIndented(Colour::kNotice, 2, text.data());
   }
 }
 

@@ -51,14 +51,28 @@ void CloseRun(Verdict verdict) {
   Remember(state->history, run);
 }
 
+// What Autosense said about the system GUID is out of date once a new one was
+// written: the test that reads it back applies again.
+void ForgetRemovalAfter(const Run& run, Verdict verdict) {
+  constexpr std::uint32_t kWriteGuid = 28;
+  constexpr std::uint32_t kReadGuid = 14;
+  if (run.test == kWriteGuid && verdict == Verdict::kPass) state->removed.tests[kReadGuid] = {};
+}
+
 // A module that never came to its EndTest did not pass, whatever it reported.
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
+  state->run.reason[0] = 0;
   KeepReason(state->run, u"the test did not come to its end", nullptr);
   RecordError(u"test-not-finished", u"the test did not come to its end");
   state->run.verdict = EndStep(Verdict::kError);
   state->run.hundredths = platform::Hundredths() - state->run.hundredths;
   Remember(state->history, state->run);
+}
+
+TestLibraryStatus RefuseRun(const char16_t* error) {
+  Refuse(error);
+  return kCommandLineRefused;
 }
 
 bool RefuseFile(const char16_t* path, EFI_STATUS status) {
@@ -149,8 +163,7 @@ TestLibraryStatus ConnectControllers() {
   if (const EFI_STATUS status = platform::ConnectAllControllers(&before, &after); EFI_ERROR(status)) {
     ErrorText error;
     FormatText(error, "the controllers could not be connected: %s", platform::StatusText(status).Text());
-    (void)Refuse(error.data());
-    return kCommandLineRefused;
+    return RefuseRun(error.data());
   }
   Note("All controllers are connected: %lu handles, %lu before.\n", after, before);
   state->run.stage = Stage::kNothingToRun;
@@ -215,13 +228,14 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
 TestLibraryStatus Begin(TestDescriptor& descriptor) {
   Run& run = state->run;
   const bool required = IsRequired(run.test);
-  const bool has_room = RequireResults(state->parameters, state->results);
-  if (!has_room && !Refuse(u"there is no room for so many required results")) return kCommandLineRefused;
+  if (!RequireResults(state->parameters, state->results)) {
+    return RefuseRun(u"there is no room for so many required results");
+  }
   if (const RemovedTests::Removal* const removal = FindRemoval(state->removed, run.test); removal != nullptr) {
     return LeaveOut(*removal, required);
   }
   ErrorText error;
-  if (!MayWriteFlash(run.test, state->parameters, error) && !Refuse(error.data())) return kCommandLineRefused;
+  if (!MayWriteFlash(run.test, state->parameters, error)) return RefuseRun(error.data());
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
   BeginStep();
@@ -252,7 +266,7 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor, EFI_STATUS verdict_removed
   state->run.has_test = command_line.has_test;
   state->run.test = command_line.test;
   if (runs_test && command_line.has_test && command_line.test == kAutosense) BeginLine();
-  if (!is_good && !Refuse(error.data())) return kCommandLineRefused;
+  if (!is_good) return RefuseRun(error.data());
   if (runs_test) return PrepareTest(descriptor, verdict_removed);
   if (command_line.action == Action::kConnect) return ConnectControllers();
   if (command_line.action == Action::kShowParameters && !LoadParameters()) return kCommandLineRefused;
@@ -292,6 +306,7 @@ void BreakRun(const char16_t* reason) {
 void FinishRun() {
   EndInterface(state->bridge, state->module);
   const Verdict verdict = Judge(state->run);
+  ForgetRemovalAfter(state->run, verdict);
   if (verdict != Verdict::kNone) CloseRun(verdict);
   state->run = {};
 }

@@ -28,7 +28,11 @@ EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* command_line, BOOL
   const EFI_HANDLE image = ParentImage(parent);
   SetCommand command;
   if (!ReadSetCommand(command_line, &command)) return EFI_INVALID_PARAMETER;
-  return platform::SetShellVariable(image, command.name.data(), command.value.data(), platform::VariableLife::kKept);
+  // Without a shell the only shell environment would be this one again.
+  constexpr auto kLife = platform::VariableLife::kKept;
+  return platform::HasModernShell()
+             ? platform::SetShellVariable(image, command.name.data(), command.value.data(), kLife)
+             : platform::SetVariableWithoutShell(command.name.data(), command.value.data(), kLife);
 }
 
 const char16_t* EFIAPI GetEnv(const char16_t* name) { return platform::ShellVariable(name); }

@@ -26,6 +26,8 @@ NEVER_CALLED = {"DevicePathFromHandle", "DevicePathToStr"}
 
 PE32_PLUS = 0x20B
 X86_64 = 0x8664
+PAGE = 4096
+NX_COMPAT = 0x100
 EXECUTE = 0x20000000
 WRITE = 0x80000000
 
@@ -40,6 +42,7 @@ def pe_faults(data, subsystem):
     magic = struct.unpack_from("<H", data, optional)[0]
     entry = struct.unpack_from("<I", data, optional + 16)[0]
     found_subsystem = struct.unpack_from("<H", data, optional + 68)[0]
+    characteristics = struct.unpack_from("<H", data, optional + 70)[0]
     relocations = struct.unpack_from("<I", data, optional + 112 + 5 * 8 + 4)[0]
 
     faults = []
@@ -52,16 +55,26 @@ def pe_faults(data, subsystem):
     if relocations == 0:
         faults.append("no base relocations: the loader could not move it")
 
+    if not characteristics & NX_COMPAT:
+        faults.append("not marked as fit for memory that is not both writable and executable")
+
+    sbat = b""
     entry_is_code = False
     for index in range(sections):
         fields = struct.unpack_from("<8sIIIIIIHHI", data, optional + optional_size + 40 * index)
         name, virtual_size, address, flags = fields[0].rstrip(b"\0").decode(), fields[1], fields[2], fields[9]
         if flags & WRITE and flags & EXECUTE:
             faults.append(f"section {name} is writable and executable")
+        if address % PAGE:
+            faults.append(f"section {name} begins within a page: its attributes cannot be its own")
+        if name == ".sbat":
+            sbat = data[fields[4] : fields[4] + virtual_size]
         if flags & EXECUTE and address <= entry < address + virtual_size:
             entry_is_code = True
     if not entry_is_code:
         faults.append("the entry point lies in no executable section")
+    if not re.fullmatch(rb"sbat,1,.*\nmfgtest,\d+,.*\n(.+\n)*", sbat):
+        faults.append(f"a loader under Secure Boot wants another .sbat: {sbat}")
     return faults
 
 

@@ -44,7 +44,15 @@ TEST(Services, SetAVariableThroughAnOldShell) {
   }
   EXPECT_EQ(platform::ShellVariable(u"X"), nullptr);
   station.shell.reset();
-  EXPECT_EQ(platform::SetShellVariable(nullptr, u"X", u"", VariableLife::kKept), EFI_UNSUPPORTED);
+  // Without any shell it is left where a modern one would keep it.
+  EXPECT_EQ(platform::SetShellVariable(nullptr, u"X", u"A", VariableLife::kUntilReset), EFI_SUCCESS);
+  const simulation::Variable* const left = station.machine.variables.Find(u"X", simulation::kShellVariableGuid);
+  ASSERT_NE(left, nullptr);
+  EXPECT_EQ(left->data, simulation::TextData(u"A"));
+  EXPECT_EQ(left->attributes, UINT32{EFI_VARIABLE_BOOTSERVICE_ACCESS});
+  EXPECT_TRUE(platform::HasShellVariable(u"X"));
+  EXPECT_EQ(platform::SetShellVariable(nullptr, u"X", nullptr, VariableLife::kUntilReset), EFI_SUCCESS);
+  EXPECT_FALSE(platform::HasShellVariable(u"X"));
 }
 
 TEST(Services, TakeNoNullForAnInterface) {

@@ -34,7 +34,7 @@ TEST(Machine, NoticesBadFreesAndUnprovidedServices) {
 
   EXPECT_TRUE(EFI_ERROR(services.FreePool(block)));
   EXPECT_EQ(FaultCounter::count, 1);
-  EXPECT_TRUE(EFI_ERROR(services.SetWatchdogTimer(0, 0, 0, nullptr)));
+  EXPECT_TRUE(EFI_ERROR(services.GetNextMonotonicCount(nullptr)));
   EXPECT_EQ(FaultCounter::count, 2);
   EXPECT_TRUE(EFI_ERROR(services.CloseEvent(nullptr)));
   EXPECT_EQ(FaultCounter::count, 3);

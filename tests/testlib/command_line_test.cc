@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -171,6 +173,14 @@ TEST(CommandLine, DefinesItsParameters) {
     const Parameter* const parameter = Find(*store, u"A");
     EXPECT_EQ(parameter == nullptr ? u"" : std::u16string(parameter->value.data()), c.value);
   }
+}
+
+// What the shell's own help shows, without the library, is what --help shows.
+TEST(HelpText, StandsInTheManualPage) {
+  std::ifstream file(TESTS_FOLDER "/../station/mfgtest.man");
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const std::u16string help = kHelpText;
+  EXPECT_NE(page.find(".SH SYNOPSIS\n" + std::string(help.begin(), help.end()) + ".SH EXAMPLES\n"), page.npos);
 }
 
 }  // namespace

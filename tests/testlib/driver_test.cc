@@ -361,7 +361,7 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
         u"    13  Chassis asset tag              SKIP          0  ",
         u"    13  Chassis asset tag              FAIL          1  ",
         u"     2  System product                 ERROR         0  ",
-        u"test 13 does not apply (removed by test 0):\r\n      No asset tag. Removing 13.\r\n",
+        u"test 13 does not apply (removed by test 0): No asset tag. Removing 13.\r\n",
         u"\r\nFAIL test 13 \"Chassis asset tag\":\r\n  No asset tag. Removing 13.\r\nERROR test 1 ",
         u"\r\n  the test did not come to its end\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
     EXPECT_NE(summary.find(line), summary.npos) << simulation::Readable(summary);
