@@ -117,7 +117,7 @@ EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8
 EFI_STATUS FolderOf(EFI_HANDLE image, std::span<char16_t> folder) {
   const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
   // An image that was loaded from memory has no folder.
-  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return false;
+  if (loaded == nullptr || loaded->DeviceHandle == nullptr) return EFI_NOT_FOUND;
   Path path;
   std::size_t length = 0;
   if (!ImagePath(loaded->FilePath, path, length)) return EFI_INVALID_PARAMETER;

@@ -226,7 +226,7 @@ constinit const char16_t* const kHelpText =
     u"                            8 trace, 16 IPMI; add them up, or 0x1f for all\n"
     u"  -a, --answer TEXT         the operator's answer, in advance; may be repeated\n"
     u"  -s, --delay-scale PERCENT shorter waits, 0 to 100, for simulated machines\n"
-    u"  -r, --record PATH         write a record of the run: a file, or a folder for one\n"
+    u"  -r, --record PATH         a record of the run, in a file or into a folder\n"
     u"  -n, --show                show the parameters and where they come from; with a\n"
     u"                            test, what it reads, what is missing, the limits\n"
     u"  -l, --list                list the tests and the parameters of each\n"
