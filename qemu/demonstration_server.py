@@ -136,10 +136,10 @@ class Server:
             with web_server(folder) as address:
                 return self._boot(None, on_line, (*_NO_PXE, *_options(f"bootfile={address}/usb.img", ",bootindex=1")), **machine)
 
-    def _boot(self, files, on_line, options, **machine):
-        with Controller(self._frus, TIME_LIMIT) as controller:
+    def _boot(self, files, on_line, options, time_limit=TIME_LIMIT, **machine):
+        with Controller(self._frus, time_limit) as controller:
             options = (*options, *controller.options)
-            lines = boot(self.smbios, files, None, TIME_LIMIT, on_line, options, memory=self.memory, **machine)
+            lines = boot(self.smbios, files, None, time_limit, on_line, options, memory=self.memory, **machine)
         if controller.complaint:
             raise OSError(controller.complaint)
         return lines

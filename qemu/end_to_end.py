@@ -7,10 +7,10 @@ from pathlib import Path
 
 from fru_checks import fru_boots
 from guid_checks import guid_boots
-from line_checks import line_boots
+from line_checks import START_BOOTS, TYPED_BOOT
 from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
 from scenarios import scenario_boots
-from session import ERROR, FAIL, LOAD, NONE, PASS, SKIP, Check, faults, module, regions, script
+from session import ERROR, FAIL, LOAD, NONE, PASS, SKIP, Check, Region, faults, module, regions, script
 from shell import quote
 from smbios_checks import SMBIOS_CHECKS, SMBIOS_CONSOLE, SMBIOS_MACHINE
 from station import ROOT, image_files, stick_files
@@ -283,11 +283,21 @@ def guid():
 
 
 def line():
-    for checks, boot_machine in line_boots():
-        yield run_with(boot_machine, checks)
+    checks, boot_machine = TYPED_BOOT
+    yield run_with(boot_machine, checks)
 
 
-PARTS = {part.__name__: part for part in (identity, scenarios, smbios, fru, guid, line)}
+def start():
+    for check, boot_machine in START_BOOTS:
+        try:
+            lines = boot_machine()
+        except BootFailed as failure:
+            print(f"FAILED: {failure}")
+            lines = failure.lines
+        yield report(check, Region(tuple(lines), "")), 1
+
+
+PARTS = {part.__name__: part for part in (identity, scenarios, smbios, fru, guid, line, start)}
 
 
 def main(names):

@@ -2,12 +2,14 @@
 
 import re
 
-from demonstration_server import CONFIGURATION, LINE, SERVERS, WRITING_LINE
+from demonstration_server import CONFIGURATION, LINE, SERVERS, UNATTENDED, WRITING_LINE, trusted, unit_files
 from guid_checks import FACTORY
-from session import FAIL, NONE, PASS, SKIP, Check
+from machine import SECURE
+from session import FAIL, NONE, PASS, SKIP, SUMMARY, Check
+from station import bootable
 
-# The tests that station/line.nsh runs behind Autosense.
-_TESTS = (*range(1, 15), 20, 21, 23, 24, 25, 26, 27, 29, *range(33, 44))
+# The tests that a line runs behind Autosense when nobody says which.
+_TESTS = (*range(1, 15), 20, 21, *range(23, 28), 29, *range(33, 41), 43)
 _ROW = re.compile(r"  +(\d+)  (\S.*?) {2,}([A-Z]+) +(\d+) +[0-9.]+")
 _RESULT = re.compile(r'RESULT test (\d+) "(.*)": ([A-Z]+), (\d+) errors?, .*')
 _REMOVAL = re.compile(r"  test (\d+) does not apply \(removed by test 0\): (.*)")
@@ -97,79 +99,124 @@ def _judge(results, removals, errors):
 
 
 def _verdicts(exceptions, tests=_TESTS):
-    """Of Autosense, the tests of the list and the summary."""
-    return (*PASS, *(word for test in tests for word in exceptions.get(test, PASS)), *NONE)
+    """Of Autosense and the tests of the list."""
+    return (*PASS, *(word for test in tests for word in exceptions.get(test, PASS)))
 
 
-_CHECKS = {
-    "healthy": (
-        Check(
-            "a healthy server passes its line run from the stick",
-            (LINE,),
-            verdicts=_verdicts({33: SKIP}),
-            shows=("SUMMARY 33 passed, 0 failed, 0 errors, 1 skipped: PASS",),
-            judge=_judge(_expected_results({}, _BACKPLANES), _REMOVALS, []),
-        ),
-        Check(
-            "asked to write, it writes a GUID that its test 14 reads back, and the EUI-64",
-            (
-                *WRITING_LINE,
-                f"dmpstore Mfg1394Uuid -guid {FACTORY}",
-            ),
-            verdicts=_verdicts({31: SKIP, 33: SKIP}, (28, 31, 32, *_TESTS)),
-            shows=(
-                "Writing GUID. Please wait...",
-                "00000000: 33 22 11 00 77 66 55 44",
-                "SUMMARY 35 passed, 0 failed, 0 errors, 2 skipped: PASS",
-            ),
-        ),
+def _failures(lines):
+    """What the last screen names, by its plain text on the serial port: the numbers of tests."""
+    unit = max((at for at, line in enumerate(lines) if line.startswith("Unit ")), default=len(lines))
+    return [int(match[1]) for line in lines[unit:] if (match := re.match(r"(\d+) ", line))]
+
+
+_HEALTHY = _judge(_expected_results({}, _BACKPLANES), _REMOVALS, [])
+_FAULTY = _judge(
+    _expected_results(_FAULTY_RESULTS, {name: of for name, of in _BACKPLANES.items() if name != "SAS backplane 1"}),
+    {**_REMOVALS, **_WITHOUT_BACKPLANE},
+    [
+        "ERROR 4: System_Serial_Number mismatched. ",
+        "ERROR 29: System event log test failed. Log Data in HEX: 51403000201",
+        "ERROR: test 39 has to apply to this machine: Required_Tests names it",
+    ],
+)
+
+# Machines that boot from the stick by themselves; they have no shell that shows a variable.
+_PASSES = Check(
+    "with Secure Boot on, a signed stick that came over HTTP passes a healthy server",
+    (),
+    verdicts=_verdicts({33: SKIP}) + NONE,
+    shows=("UEFI HTTPv4", "Secure Boot is on", "SUMMARY 31 passed, 0 failed, 0 errors, 1 skipped, waits at 1 percent: PASS"),
+    judge=_HEALTHY,
+)
+_FAILS = Check(
+    "a server with three faults ends with exactly those on its last screen",
+    (),
+    verdicts=_verdicts({4: FAIL, 33: SKIP, 37: FAIL, 39: FAIL}) + NONE,
+    shows=(
+        '4 System serial number: System_Serial_Number mismatched. Exp: "SN-0000001" Rec:',
+        "37 System event log: System event log test failed. Log Data in HEX: 51403000201",
+        "Event type: Single-bit ECC memory error. Error source: Memory.",
+        "39 FRU board strings: Autosense():: Board area information is not programmed in",
+        "SUMMARY 28 passed, 3 failed, 0 errors, 1 skipped, waits at 1 percent: FAIL",
     ),
-    "faulty": (
-        Check(
-            "a server with three faults shows exactly those",
-            (LINE,),
-            verdicts=_verdicts({4: FAIL, 33: SKIP, 37: FAIL, 39: FAIL}),
-            shows=(
-                'Rec: "SN-0000009"',
-                "Event type: Single-bit ECC memory error. Error source: Memory.",
-                "SUMMARY 30 passed, 3 failed, 0 errors, 1 skipped: FAIL",
-            ),
-            judge=_judge(
-                _expected_results(
-                    _FAULTY_RESULTS,
-                    {name: values for name, values in _BACKPLANES.items() if name != "SAS backplane 1"},
-                ),
-                {**_REMOVALS, **_WITHOUT_BACKPLANE},
-                [
-                    "ERROR 4: System_Serial_Number mismatched. ",
-                    "ERROR 29: System event log test failed. Log Data in HEX: 51403000201",
-                    "ERROR: test 39 has to apply to this machine: Required_Tests names it",
-                ],
-            ),
-        ),
-        Check(
-            "asked to stop, a second line run ends at the first fault and counts alone",
-            (f"{LINE} stop",),
-            verdicts=4 * PASS + FAIL + NONE,
-            shows=("SUMMARY 4 passed, 1 failed, 0 errors, 0 skipped: FAIL",),
-            hides=("is loaded",),
-        ),
-        Check(
-            "a module that does not start is no verdict",
-            ("mv mfgtest.efi away.efi", LINE, "mv away.efi mfgtest.efi", "set -v -d MfgVerdict"),
-            shows=("SUMMARY test 0 did not start, or did not come to its end: ERROR",),
-        ),
-        Check(
-            "a word that nobody knows never passes",
-            (f"{LINE} halt stop",),
-            verdicts=("ERROR", ""),
-            shows=('found "halt"', "SUMMARY 0 passed, 0 failed, 1 errors, 0 skipped: ERROR"),
-        ),
+    judge=lambda lines: [
+        *_FAULTY(lines),
+        *([] if _failures(lines) == [4, 37, 39] else [f"the last screen names {_failures(lines)}"]),
+    ],
+)
+_UNSIGNED = Check(
+    "with Secure Boot on, a module that nobody signed is the station's fault",
+    (),
+    shows=("mfgtest.efi is not loaded: Secure Boot is on, and it is not signed by a key", "32 not run: ERROR"),
+)
+
+# What is typed at the shell of a healthy server.
+_TYPED = (
+    Check(
+        "from the shell, with the drivers loaded before, the line passes",
+        ("load testlib.efi", "load ipmi_kcs.efi", LINE, 'echo "the line: %MfgLineVerdict%"'),
+        verdicts=_verdicts({33: SKIP}),
+        shows=("SUMMARY 31 passed, 0 failed, 0 errors, 1 skipped, waits at 1 percent: PASS", "the line: PASS"),
+        hides=("already", "Already"),
+        judge=_HEALTHY,
     ),
-}
+    Check(
+        "asked to write, it writes a GUID that its test 14 reads back, and the EUI-64",
+        (*WRITING_LINE, f"dmpstore Mfg1394Uuid -guid {FACTORY}"),
+        verdicts=_verdicts({31: SKIP, 33: SKIP}, (28, 31, 32, *_TESTS)),
+        shows=("Writing GUID. Please wait...", "00000000: 33 22 11 00 77 66 55 44", "33 passed, 0 failed, 0 errors, 2"),
+    ),
+    Check(
+        "asked to stop, another line ends at the first fault and counts alone",
+        (f"{LINE} stop System_Serial_Number=SN-0000009", 'echo "the line: %MfgLineVerdict%"'),
+        verdicts=4 * PASS + FAIL,
+        shows=("SUMMARY 4 passed, 1 failed, 0 errors, 0 skipped, 27 not run", "the line: FAIL"),
+    ),
+    Check(
+        "a module that is not there is no verdict on the machine",
+        ("mv mfgtest.efi away.efi", LINE, "mv away.efi mfgtest.efi"),
+        shows=("mfgtest.efi is not loaded: it is not on the drive", "SUMMARY 0 passed, 0 failed, 0 errors", ": ERROR"),
+    ),
+    Check("help runs no line", ("line help",), shows=("Runs the line",), hides=("SUMMARY", "ERROR:")),
+    Check(
+        "a word that nobody knows is told once, and no test runs",
+        (f"{LINE} halt",),
+        shows=('found "halt"', "SUMMARY 0 passed, 0 failed", ": ERROR"),
+        judge=lambda lines: [] if sum(line.startswith("ERROR") for line in lines) == 1 else ["told more than once"],
+    ),
+)
 
 
-def line_boots():
-    """The checks of each server, with what boots it and types commands."""
-    for name, server in SERVERS.items():
-        yield _CHECKS[name], server.run_line
+class _Shown(Exception):
+    """The line is over, and the machine stays as it is."""
+
+
+def _until_summary(server, files):
+    lines = []
+
+    def see(line):
+        lines.append(line)
+        if SUMMARY.fullmatch(line):
+            raise _Shown
+
+    try:
+        server.start(files, see, firmware=SECURE)
+    except _Shown:
+        pass
+    return lines
+
+
+def _start_partly_signed():
+    files = unit_files(UNATTENDED)
+    return _until_summary(SERVERS["healthy"], bootable({**trusted(files), "mfgtest.efi": files["mfgtest.efi"]}))
+
+
+# Each check with what boots the machine and gives all that it said.
+START_BOOTS = (
+    (_PASSES, lambda: SERVERS["healthy"].start_from_network(bootable(trusted(unit_files(UNATTENDED))), firmware=SECURE)),
+    (_FAILS, lambda: SERVERS["faulty"].start(bootable(unit_files(UNATTENDED)))),
+    (_UNSIGNED, _start_partly_signed),
+)
+
+# The checks of a machine at its shell, with what boots it and types commands.
+TYPED_BOOT = (_TYPED, SERVERS["healthy"].run_line)

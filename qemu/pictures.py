@@ -12,6 +12,8 @@ from station import bootable
 
 # The screen is drawn when its text has gone out of the serial port.
 _DRAWING = 3
+# With all waits of a line.
+_TIME_LIMIT = 600
 
 
 def picture(server, file):
@@ -24,8 +26,9 @@ def picture(server, file):
                 time.sleep(_DRAWING)
                 take_picture(socket, file)
 
-        options = ("-qmp", f"unix:{socket},server=on,wait=off")
-        server.start(bootable(unit_files(b"Delay_Scale = 1\n")), see, options)
+        # A screen of little more than the text.
+        options = ("-qmp", f"unix:{socket},server=on,wait=off", "-global", "VGA.xres=640", "-global", "VGA.yres=480")
+        server.start(bootable(unit_files()), see, options, time_limit=_TIME_LIMIT)
 
 
 def main(folder):
