@@ -149,6 +149,8 @@ add_test(NAME FruImages.AreReadByIpmitool
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>
           ${CMAKE_SOURCE_DIR}/simulation/server.machine)
 
+add_test(NAME Records.AreValidated COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/records/validator_test.py)
+
 # The fuzz targets, with libFuzzer, or with a main of their own that replays
 # their corpus among the host tests.
 file(GLOB FUZZ_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/*.cc)

@@ -17,6 +17,7 @@ void FuzzPci(Input input);
 void FuzzParameters(Input input);
 void FuzzKcs(Input input);
 void FuzzLine(Input input);
+void FuzzRecord(Input input);
 
 struct Target {
   const char* name;
@@ -26,7 +27,7 @@ struct Target {
 inline constexpr Target kTargets[] = {
     {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},  {"acpi", FuzzAcpi}, {"fru", FuzzFru},
     {"ipmb", FuzzIpmb},     {"variables", FuzzVariables}, {"pci", FuzzPci},   {"parameters", FuzzParameters},
-    {"kcs", FuzzKcs},       {"line", FuzzLine},
+    {"kcs", FuzzKcs},       {"line", FuzzLine},         {"record", FuzzRecord},
 };
 
 }  // namespace fuzz

@@ -19,7 +19,9 @@ std::size_t ReadMacAddresses(std::span<MacBytes> addresses) {
       continue;
     }
     std::copy_n(network->Mode->CurrentAddress.Addr, addresses[count].size(), addresses[count].begin());
-    ++count;
+    // Firmware puts the protocol on handles of its own below the controller, too.
+    const auto known = addresses.first(count);
+    if (std::ranges::find(known, addresses[count]) == known.end()) ++count;
   }
   return count;
 }

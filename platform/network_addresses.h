@@ -9,8 +9,8 @@ namespace platform {
 
 using MacBytes = std::array<std::uint8_t, 6>;
 
-// The current addresses of the controllers that have a driver, in the firmware's
-// order, as many as fit; how many. None is started for it.
+// The current addresses of the controllers that have a driver, each once, in the
+// firmware's order, as many as fit; how many. None is started for it.
 std::size_t ReadMacAddresses(std::span<MacBytes> addresses);
 
 }  // namespace platform

@@ -7,24 +7,37 @@ import json
 import sys
 from pathlib import Path
 
-from jsonschema import Draft202012Validator, FormatChecker, RefResolver
+from jsonschema import Draft202012Validator, FormatChecker
 
 _ROOT = Path(__file__).resolve().parent.parent
 _OWN = json.loads((_ROOT / "qemu" / "record.schema.json").read_text(encoding="utf-8"))
 _PUBLISHED = _ROOT.parent / "shared" / "ocp-output-schema"
 
 
-def _validators():
-    validators = [Draft202012Validator(_OWN, format_checker=FormatChecker())]
-    schemas = [json.loads(file.read_text(encoding="utf-8")) for file in sorted(_PUBLISHED.glob("*.json"))]
-    root = [schema for schema in schemas if schema["$id"].endswith("/output")]
-    if root:
-        resolver = RefResolver.from_schema(root[0], store={schema["$id"]: schema for schema in schemas})
-        validators.append(Draft202012Validator(root[0], resolver=resolver, format_checker=FormatChecker()))
-    return validators
+def _within(schema, name):
+    """The same for its place in one schema of all files, where each stands under its name."""
+    if isinstance(schema, list):
+        return [_within(part, name) for part in schema]
+    if not isinstance(schema, dict):
+        return schema
+    moved = {key: _within(part, name) for key, part in schema.items() if key not in ("$id", "$schema")}
+    ref = moved.get("$ref", "")
+    if ref.startswith("#/"):
+        moved["$ref"] = f"#/$defs/{name}/{ref[2:]}"
+    elif ref:
+        moved["$ref"] = "#/$defs/" + ref.rsplit("/", 1)[1]
+    return moved
 
 
-_VALIDATORS = _validators()
+def _published():
+    """The published schema, whose files refer to one another by addresses of the network."""
+    files = [json.loads(file.read_text(encoding="utf-8")) for file in sorted(_PUBLISHED.glob("*.json"))]
+    schemas = {schema["$id"].rsplit("/", 1)[1]: schema for schema in files}
+    return {"$ref": "#/$defs/output", "$defs": {name: _within(schema, name) for name, schema in schemas.items()}}
+
+
+_SCHEMAS = [_OWN, *([_published()] if _PUBLISHED.is_dir() else [])]
+_VALIDATORS = [Draft202012Validator(schema, format_checker=FormatChecker()) for schema in _SCHEMAS]
 
 
 class Unreadable(Exception):
@@ -115,6 +128,16 @@ def failures(objects):
         if "diagnosis" in artifact:
             steps.setdefault(artifact["testStepId"], []).append(artifact["diagnosis"]["verdict"])
     return steps
+
+
+def steps(objects):
+    """Each step that ended: its id and its verdict."""
+    failed = failures(objects)
+    for line in objects:
+        artifact = line.get("testStepArtifact", {})
+        if end := artifact.get("testStepEnd"):
+            step = artifact["testStepId"]
+            yield step, end["status"] if end["status"] != "COMPLETE" else "FAIL" if step in failed else "PASS"
 
 
 def measurements(objects, step):

@@ -84,7 +84,8 @@ void AddReceived(JsonLine& line, const Comparison& row, std::uint64_t argument) 
   AddText(line, "value", DigitsOf(row.form, argument).data());
 }
 
-void AddExpected(JsonLine& line, const Comparison& row, const char16_t* name, std::span<const std::uint64_t> arguments) {
+void AddExpected(JsonLine& line, const Comparison& row, const char16_t* name,
+                 std::span<const std::uint64_t> arguments) {
   if (row.expected == kNone) {
     if (row.text != nullptr) return AddLimit(line, row.relation, name, row.text);
     return AddLimit(line, row.relation, name, std::int64_t{row.number});

@@ -23,10 +23,10 @@ struct Comparison {
   const char16_t* name;  // "%u" stands for argument 0; null: argument 0 is the name
   const char* relation;  // of the value received to the one expected
   ValueForm form;
-  std::uint8_t received;                     // argument
-  std::uint8_t expected;                     // argument, or kNone
-  std::uint32_t number = 0;                  // expected where no argument is
-  const char16_t* text = nullptr;            // likewise
+  std::uint8_t received;           // argument
+  std::uint8_t expected;           // argument, or kNone
+  std::uint32_t number = 0;        // expected where no argument is
+  const char16_t* text = nullptr;  // likewise
   const char* unit = nullptr;
 
   static constexpr std::uint8_t kNone = 0xFF;

@@ -17,8 +17,8 @@ void Put(JsonLine& line, std::string_view text) {
     line.is_cut = true;
     return;
   }
-  line.length = static_cast<std::size_t>(std::ranges::copy(text, line.bytes.begin() + line.length).out -
-                                         line.bytes.begin());
+  line.length =
+      static_cast<std::size_t>(std::ranges::copy(text, line.bytes.begin() + line.length).out - line.bytes.begin());
 }
 
 void PutClosing(JsonLine& line, char c) {

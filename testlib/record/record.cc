@@ -327,17 +327,15 @@ void Reset(Record& record) {
   platform::ForgetSerialPorts();
 }
 
-void TakeCommandLine(std::span<const char16_t* const> words) {
+// The words behind the program, which is known by its name.
+void TakeCommandLine(std::u16string_view program, std::span<const char16_t* const> words) {
   auto& text = TheRecord().command_line;
-  std::size_t length = 0;
-  for (std::u16string_view word : words) {
-    // Of the program its name.
-    if (length == 0) word = PartFrom(word, word.find_last_of(u"\\/:") + 1);
-    if (length > 0 && length + 1 < text.size()) text[length++] = u' ';
-    const std::u16string_view part = PartBefore(word, text.size() - 1 - length);
-    length = static_cast<std::size_t>(std::ranges::copy(part, text.begin() + length).out - text.begin());
+  auto* end = std::ranges::copy(program, text.begin()).out;
+  for (const std::u16string_view word : words.subspan(words.empty() ? 0 : 1)) {
+    if (end + 1 < text.end()) *end++ = u' ';
+    end = std::ranges::copy(PartBefore(word, static_cast<std::size_t>(text.end() - 1 - end)), end).out;
   }
-  text[length] = 0;
+  *end = 0;
 }
 
 bool EndsInBackslash(std::u16string_view path) { return path.ends_with(u'\\') || path.ends_with(u'/'); }
@@ -452,7 +450,7 @@ void BeginLineRecord(EFI_HANDLE module, std::span<const char16_t* const> words) 
   record.is_required = Says(u"Record", u"required");
   record.is_open = has_file || record.store.uses_serial;
   record.is_line = true;
-  TakeCommandLine(words);
+  TakeCommandLine(u"start.efi", words);
   if (path != nullptr) TakePath(path);
   if (path == nullptr && has_file) TakeFolderBeside(module);
 }
@@ -461,7 +459,7 @@ void PrepareRecord(const TestDescriptor& descriptor) {
   Record& record = TheRecord();
   if (!record.is_open) {
     Reset(record);
-    TakeCommandLine({descriptor.Argv, descriptor.Argc});
+    TakeCommandLine(u"mfgtest.efi", {descriptor.Argv, descriptor.Argc});
   }
   if (descriptor.Version != nullptr) FormatText(record.module_version, "%a", descriptor.Version);
 }

@@ -50,8 +50,7 @@ void RecordRemoval(const char16_t* reason, const char16_t* error_when_required);
 // What the test tells.
 void RecordResult(const char16_t* key, const char16_t* value);
 void RecordResult(const char16_t* key, std::uint64_t value);
-void RecordFailure(std::uint64_t code, const char16_t* format, __builtin_ms_va_list arguments,
-                   const char16_t* message);
+void RecordFailure(std::uint64_t code, const char16_t* format, __builtin_ms_va_list arguments, const char16_t* message);
 void RecordDebugMessage(const char16_t* message);
 
 // A result that the order requires is not there at the end of the line.

@@ -32,8 +32,8 @@ std::size_t Render(std::span<char> to, std::string_view artifact, std::uint64_t 
 
 // The first line that waits, from the place on; without its line end.
 std::string_view WaitingAt(const RecordStore& store, std::size_t place) {
-  const std::string_view rest(store.waiting.data() + place, store.length - place);
-  return {rest.data(), rest.find('\n')};
+  const std::span rest = std::span(store.waiting).subspan(place, store.length - place);
+  return {rest.begin(), std::ranges::find(rest, '\n')};
 }
 
 void Remove(RecordStore& store, std::size_t place, std::size_t count) {

@@ -71,7 +71,8 @@ Unit IdentifyUnit(const ParameterStore& parameters, const MachineIdentity& machi
   constexpr const char16_t* kParameter = u"System_Serial_Number";
   Unit unit;
   const Parameter* const given = Find(parameters, kParameter);
-  const bool is_known = given != nullptr && !IsAsked(given->value.data()) && Resolve(given->value.data(), unit.expected);
+  const bool is_known =
+      given != nullptr && !IsAsked(given->value.data()) && Resolve(given->value.data(), unit.expected);
   const bool is_of_unit = is_known && unit.expected[0] != 0 && (was_asked || NamesVariable(given->value.data()));
   if (is_of_unit) {
     unit.id = unit.expected;

@@ -17,6 +17,7 @@ SUBSYSTEMS = {
     "start": APPLICATION,
     "testlib": BOOT_SERVICE_DRIVER,
     "ipmi_kcs": BOOT_SERVICE_DRIVER,
+    "smbios_entry": BOOT_SERVICE_DRIVER,
 }
 
 # What the module may fill: stations load it over slow links and from small disks.
