@@ -96,7 +96,7 @@ if(TESTLIB_SOURCES)
 endif()
 
 # Here the drivers' ports are those of the simulated machine.
-add_product(host_drivers ${IPMI_KCS_SOURCES} ${SMBIOS_ENTRY_SOURCES} ${DRIVER_SOURCES})
+add_product(host_drivers ${IPMI_KCS_SOURCES} ${SMBIOS_ENTRY_SOURCES})
 target_link_libraries(host_drivers INTERFACE simulation)
 foreach(driver ipmi_kcs smbios_entry)
   set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/${driver}/entry.cc PROPERTIES
@@ -152,6 +152,8 @@ find_program(IPMITOOL ipmitool PATHS /usr/sbin REQUIRED)
 add_test(NAME FruImages.AreReadByIpmitool
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>
           ${CMAKE_SOURCE_DIR}/simulation/server.machine)
+
+add_test(NAME Records.AreValidated COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/records/validator_test.py)
 
 # The fuzz targets, with libFuzzer, or with a main of their own that replays
 # their corpus among the host tests.

@@ -75,8 +75,8 @@ add_efi_image(mfgtest efi-app-x86_64 ${MODULE_SOURCES})
 if(TESTLIB_SOURCES)
   add_efi_image(testlib efi-bsdrv-x86_64 ${TESTLIB_SOURCES})
 endif()
-add_efi_image(ipmi_kcs efi-bsdrv-x86_64 ${IPMI_KCS_SOURCES} ${DRIVER_SOURCES})
-add_efi_image(smbios_entry efi-bsdrv-x86_64 ${SMBIOS_ENTRY_SOURCES} ${DRIVER_SOURCES})
+add_efi_image(ipmi_kcs efi-bsdrv-x86_64 ${IPMI_KCS_SOURCES})
+add_efi_image(smbios_entry efi-bsdrv-x86_64 ${SMBIOS_ENTRY_SOURCES})
 add_efi_image(start efi-app-x86_64 ${START_SOURCES})
 
 # Firmware that a board has and OVMF has not; no product.

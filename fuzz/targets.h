@@ -19,6 +19,7 @@ void FuzzParameters(Input input);
 void FuzzKcs(Input input);
 void FuzzNewerTables(Input input);
 void FuzzLine(Input input);
+void FuzzRecord(Input input);
 
 struct Target {
   const char* name;
@@ -28,7 +29,7 @@ struct Target {
 inline constexpr Target kTargets[] = {
     {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},       {"acpi", FuzzAcpi}, {"fru", FuzzFru},
     {"ipmb", FuzzIpmb},     {"variables", FuzzVariables},      {"pci", FuzzPci},   {"parameters", FuzzParameters},
-    {"kcs", FuzzKcs},       {"newer_tables", FuzzNewerTables}, {"line", FuzzLine},
+    {"kcs", FuzzKcs},       {"newer_tables", FuzzNewerTables}, {"line", FuzzLine}, {"record", FuzzRecord},
 };
 
 }  // namespace fuzz

@@ -8,6 +8,7 @@ folder.
 """
 
 import subprocess
+import tempfile
 from pathlib import Path, PurePosixPath
 
 _SECTOR = 512
@@ -27,6 +28,13 @@ def make_drive(image, files):
         _mtools("mmd", "-i", image, f"::{folder}")
     for path, content in files.items():
         _mtools("mcopy", "-i", image, "-", f"::{path}", content=content)
+
+
+def read_folder(image, folder):
+    """The files of a folder on such an image, by name; none when it has no such folder."""
+    with tempfile.TemporaryDirectory(prefix="mfgtest-") as copy:
+        subprocess.run(["mcopy", "-n", "-s", "-i", image, f"::{folder}", copy], capture_output=True)
+        return {file.name: file.read_bytes() for file in sorted(Path(copy, folder).glob("*"))}
 
 
 def _mtools(*command, content=None):

@@ -9,7 +9,8 @@ from pathlib import Path
 from fru_checks import fru_boots
 from guid_checks import guid_boots
 from line_checks import START_BOOTS, TYPED_BOOTS
-from machine import EXAMPLE_SERVER, BootFailed, boot, smbios_options
+from machine import EXAMPLE_SERVER, RECORDS, BootFailed, boot, smbios_options
+from record_checks import faults as record_faults, from_serial
 from scenarios import scenario_boots
 from session import ERROR, FAIL, LOAD, NONE, PASS, SKIP, Check, Region, faults, module, regions, script
 from shell import quote
@@ -229,14 +230,26 @@ def run(smbios, files, checks, **machine):
 def run_with(boot_machine, checks):
     """Runs the checks in one boot and prints how each ended; gives how many passed, and of how many.
 
-    A machine that did not power off by itself counts as one more check.
+    The records of the boot count as one more check, and so does a machine that did not power off by itself.
     """
+    RECORDS.clear()
     try:
         lines, stopped = boot_machine(script(checks)), 0
     except BootFailed as failure:
         print(f"FAILED: {failure}")
         lines, stopped = failure.lines, 1
-    return sum(map(report, checks, regions(lines, len(checks)))), len(checks) + stopped
+    passed = sum(map(report, checks, regions(lines, len(checks)))) + report_records(lines)
+    return passed, len(checks) + 1 + stopped
+
+
+def report_records(lines, judge=lambda content: []):
+    """Prints what became of the records of a boot; true when all is well."""
+    found = [*RECORDS, *from_serial(lines)]
+    complaints = record_faults(found, lines) + [fault for _, content in found for fault in judge(content)]
+    print(f"{'FAILED' if complaints else 'ok    '} {len(found)} records tell what the machine said", flush=True)
+    for complaint in complaints:
+        print(f"    {complaint}")
+    return not complaints
 
 
 def report(check, region):
@@ -280,13 +293,14 @@ def line():
 
 
 def start():
-    for check, boot_machine in START_BOOTS:
+    for check, boot_machine, judge_record in START_BOOTS:
+        RECORDS.clear()
         try:
             lines = boot_machine()
         except BootFailed as failure:
             print(f"FAILED: {failure}")
             lines = failure.lines
-        yield report(check, Region(tuple(lines), "")), 1
+        yield report(check, Region(tuple(lines), "")) + report_records(lines, judge_record), 2
 
 
 PARTS = {part.__name__: part for part in (identity, scenarios, smbios, fru, guid, line, start)}

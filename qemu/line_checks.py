@@ -6,6 +6,7 @@ import re
 from demonstration_server import CONFIGURATION, LINE, SERVERS, UNATTENDED, WRITING_LINE, trusted, unit_files
 from guid_checks import FACTORY
 from machine import SECURE
+from record_checks import line_faults
 from session import FAIL, NONE, PASS, SKIP, SUMMARY, Check
 from station import bootable
 
@@ -233,11 +234,29 @@ def _start_partly_signed():
     return _until_summary(SERVERS["healthy"], bootable({**trusted(files), "mfgtest.efi": files["mfgtest.efi"]}))
 
 
-# Each check with what boots the machine and gives all that it said.
+def _serial_number(value):
+    limit = {"name": "System_Serial_Number", "type": "EQUAL", "value": "SN-0000001"}
+    return {"name": "System_Serial_Number", "value": value, "validators": [limit]}
+
+
+# A drive in memory is gone with the machine.
+_SAYS_RECORD = UNATTENDED + b"Record_Console = yes\n"
+_FOUND = {"4": ["string-mismatch"], "37": ["unexpected-event"], "39": ["required-test-removed"]}
+
+# Each check with what boots the machine and gives all that it said, and with what
+# judges its record.
 START_BOOTS = (
-    (_PASSES, lambda: SERVERS["healthy"].start_from_network(bootable(trusted(unit_files(UNATTENDED))), firmware=SECURE)),
-    (_FAILS, lambda: SERVERS["faulty"].start(bootable(unit_files(UNATTENDED)))),
-    (_UNSIGNED, _start_partly_signed),
+    (
+        _PASSES,
+        lambda: SERVERS["healthy"].start_from_network(bootable(trusted(unit_files(_SAYS_RECORD))), firmware=SECURE),
+        lambda content: line_faults(content, "PASS", {}, _serial_number("SN-0000001")),
+    ),
+    (
+        _FAILS,
+        lambda: SERVERS["faulty"].start(bootable(unit_files(UNATTENDED))),
+        lambda content: line_faults(content, "FAIL", _FOUND, _serial_number("SN-0000009")),
+    ),
+    (_UNSIGNED, _start_partly_signed, lambda content: []),
 )
 
 # The checks of machines at their shell, with what boots them and types commands.

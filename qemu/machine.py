@@ -11,7 +11,7 @@ from collections import deque, namedtuple
 from pathlib import Path
 
 from console import Console
-from drive import make_drive
+from drive import make_drive, read_folder
 from monitor import write_memory
 from shell import script_files
 
@@ -63,6 +63,10 @@ EXAMPLE_SERVER = {
         "asset": "Asset 4711",
     },
 }
+
+
+# The records that machines left on their drives: name and bytes, in the order of the boots.
+RECORDS = []
 
 
 class BootFailed(Exception):
@@ -120,7 +124,11 @@ def boot(
             socket = Path(folder, "qtest")
             options = (*options, "-qtest", f"unix:{socket},server=on,wait=off", "-qtest-log", "none")
             on_line = _writing(socket, memory, on_line)
-        return _run([*_command_line(smbios, firmware, variables), *options], time_limit, on_line, keys)
+        try:
+            return _run([*_command_line(smbios, firmware, variables), *options], time_limit, on_line, keys)
+        finally:
+            if files is not None:
+                RECORDS.extend(read_folder(drive, "results").items())
 
 
 def _writing(socket, memory, on_line):

@@ -8,13 +8,14 @@ test; 1 for FAIL; 2 for ERROR, SKIP, or no verdict.
 import argparse
 import re
 import shlex
+import shutil
 import sys
 
 from demonstration_server import CONFIGURATION, SERVERS, UNATTENDED, WRITING_LINE, trusted, unit_files
-from machine import BOOTS, EXAMPLE_SERVER, PLAIN, SECURE, BootFailed, boot, smbios_options
-from session import SUMMARY
+from machine import BOOTS, EXAMPLE_SERVER, PLAIN, RECORDS, SECURE, BootFailed, boot, smbios_options
+from session import RECORDED, SUMMARY
 from shell import quote
-from station import bootable, image_files
+from station import ROOT, bootable, image_files
 
 TIME_LIMIT = 120
 
@@ -79,7 +80,7 @@ def arguments():
 
 def command_line(options):
     """The module's command line, with the progress messages that show the firmware's table."""
-    words = [options.test, "--debug=1", *options.words]
+    words = [options.test, "--debug=1", RECORDED, *options.words]
     return " ".join(["mfgtest.efi", *(word if _PLAIN.fullmatch(word) else quote(word) for word in words)])
 
 
@@ -110,6 +111,16 @@ def run_line(options, show):
     )
 
 
+def keep_records():
+    """Leaves what the machine recorded where a person finds it, and nothing of earlier runs."""
+    folder = ROOT / "build" / "run" / "results"
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir(parents=True)
+    for name, content in RECORDS:
+        (folder / name).write_bytes(content)
+        print(f"==> Record: {(folder / name).relative_to(ROOT)}")
+
+
 def main():
     options = arguments()
     if options.line == "write":
@@ -127,6 +138,8 @@ def main():
     except BootFailed as failure:
         print(f"==> No verdict: {failure}")
         return 2
+    finally:
+        keep_records()
     if _SHOWING & {options.test, *options.words} and (display.verdict, display.status) == ("", "0x0"):
         print("==> Shown, as asked; no test ran")
         return 0

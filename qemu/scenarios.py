@@ -8,7 +8,7 @@ does to the test library has to be the same in both worlds, line by line.
 import re
 from itertools import groupby
 
-from session import Check
+from session import RECORDED, Check
 from shell import quote
 from station import ROOT
 
@@ -47,7 +47,7 @@ def _check(name, variables, command_line, transcript):
         f"scenario {name}: the same transcript as on the host",
         (
             *(f"set {variable} {quote(value)}" for variable, value in pairs),
-            " ".join(["mfgtest.efi", "--trace", *map(quote, _words(" ".join(command_line)))]),
+            " ".join(["mfgtest.efi", quote(RECORDED), "--trace", *map(quote, _words(" ".join(command_line)))]),
             *(f"set -d {variable}" for variable, _ in pairs),
         ),
         verdicts=(_verdict(transcript),),

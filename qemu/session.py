@@ -45,12 +45,15 @@ class Region:
     verdict: str
 
 
+# The option of a run that writes a record, in the folder of the line's.
+RECORDED = "--record=results\\"
+
 LOAD = Check("the library loads", ("load testlib.efi",), shows=("is loaded", "Success"))
 
 
 def module(*words):
     """The command that starts the module."""
-    return " ".join(["mfgtest.efi", *map(quote, words)])
+    return " ".join(["mfgtest.efi", quote(RECORDED), *map(quote, words)])
 
 
 def script(checks):

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ struct Volume {
   struct File {
     EFI_FILE protocol{};  // first: a call tells its file by this address
     Volume* volume;
-    std::string* content = nullptr;
+    std::string* content = nullptr;  // null for a folder
     std::size_t position = 0;
   };
 
@@ -44,7 +45,7 @@ struct Volume {
   EFI_FILE_IO_INTERFACE protocol{};  // first, likewise
   Machine& machine;
   // A vendor's node, and the end.
-  std::array<std::uint8_t, 24> device_path{1, 4, 20, 0, 0x4D, 0x46, 0x47, 0, 0,           0,    0, 0,
+  std::array<std::uint8_t, 24> device_path{1, 4, 20, 0, 0x4D, 0x46, 0x47, 0, 0,    0,    0, 0,
                                            0, 0, 0,  0, 0,    0,    0,    0, 0x7F, 0xFF, 4, 0};
   EFI_HANDLE handle;
   File root;
@@ -52,6 +53,7 @@ struct Volume {
   int open_files = 0;
   // By the path from the root.
   std::map<std::u16string, std::string> files;
+  std::set<std::u16string> folders{u""};
   std::vector<std::u16string> opened;
   struct Behaviour {
     EFI_STATUS open_status = EFI_SUCCESS;
@@ -59,10 +61,19 @@ struct Volume {
     std::size_t portion = SIZE_MAX;       // that a read gives at most
     std::size_t damaged_from = SIZE_MAX;  // where a read fails
     EFI_STATUS write_status = EFI_SUCCESS;
+    std::size_t room = SIZE_MAX;  // bytes by which files may still grow
     bool is_folder = false;
   } behaviour;
 
  private:
+  // What was opened last, in a folder that is there.
+  bool Create(UINT64 attributes) {
+    const std::u16string& path = opened.back();
+    if (!folders.contains(path.substr(0, path.rfind(u'\\')))) return false;
+    if ((attributes & EFI_FILE_DIRECTORY) != 0) folders.insert(path);
+    if ((attributes & EFI_FILE_DIRECTORY) == 0) files.try_emplace(path);
+    return true;
+  }
   static EFI_FILE Calls() {
     EFI_FILE calls{};
     calls.Open = Open;
@@ -72,6 +83,8 @@ struct Volume {
     calls.Flush = Flush;
     calls.Delete = Delete;
     calls.GetInfo = GetInfo;
+    calls.SetInfo = SetInfo;
+    calls.SetPosition = SetPosition;
     return calls;
   }
   static EFI_STATUS EFIAPI OpenVolume(EFI_FILE_IO_INTERFACE* protocol, EFI_FILE** root) {
@@ -81,15 +94,16 @@ struct Volume {
     *root = &volume->root.protocol;
     return EFI_SUCCESS;
   }
-  static EFI_STATUS EFIAPI Open(EFI_FILE* folder, EFI_FILE** file, CHAR16* name, UINT64 mode, UINT64) {
+  static EFI_STATUS EFIAPI Open(EFI_FILE* folder, EFI_FILE** file, CHAR16* name, UINT64 mode, UINT64 attributes) {
     Volume& volume = *reinterpret_cast<File*>(folder)->volume;
     volume.opened.emplace_back(AsText(name));
     if (Fails("Open", volume.opened.back())) return EFI_DEVICE_ERROR;
     if (mode != EFI_FILE_MODE_READ && EFI_ERROR(volume.behaviour.write_status)) return volume.behaviour.write_status;
-    if ((mode & EFI_FILE_MODE_CREATE) != 0) volume.files.try_emplace(volume.opened.back());
+    if ((mode & EFI_FILE_MODE_CREATE) != 0 && !volume.Create(attributes)) return EFI_NOT_FOUND;
     const auto found = volume.files.find(volume.opened.back());
-    if (found == volume.files.end()) return EFI_NOT_FOUND;
-    volume.file = {.protocol = Calls(), .volume = &volume, .content = &found->second};
+    const bool is_file = found != volume.files.end();
+    if (!is_file && !volume.folders.contains(volume.opened.back())) return EFI_NOT_FOUND;
+    volume.file = {.protocol = Calls(), .volume = &volume, .content = is_file ? &found->second : nullptr};
     ++volume.open_files;
     *file = &volume.file.protocol;
     return EFI_SUCCESS;
@@ -109,9 +123,32 @@ struct Volume {
   static EFI_STATUS EFIAPI Write(EFI_FILE* protocol, UINTN* size, void* from) {
     File& file = *reinterpret_cast<File*>(protocol);
     if (Fails("Write")) return EFI_DEVICE_ERROR;
-    file.content->resize(std::max(file.content->size(), file.position + *size));
+    std::size_t& room = file.volume->behaviour.room;
+    const std::size_t size_before = file.content->size();
+    const std::size_t fits = size_before - file.position + std::min(room, *size);
+    const bool is_full = fits < *size;
+    *size = std::min(fits, *size);
+    file.content->resize(std::max(size_before, file.position + *size));
+    room -= file.content->size() - size_before;
     std::memcpy(file.content->data() + file.position, from, *size);
     file.position += *size;
+    return is_full ? EFI_VOLUME_FULL : EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI SetPosition(EFI_FILE* protocol, UINT64 position) {
+    File& file = *reinterpret_cast<File*>(protocol);
+    if (Fails("SetPosition")) return EFI_DEVICE_ERROR;
+    if (position > file.content->size()) Fault("a position behind the end");
+    file.position = position;
+    return EFI_SUCCESS;
+  }
+  // Only the size of a file is ever set.
+  static EFI_STATUS EFIAPI SetInfo(EFI_FILE* protocol, EFI_GUID*, UINTN size, void* from) {
+    const auto& info = *static_cast<EFI_FILE_INFO*>(from);
+    File& file = *reinterpret_cast<File*>(protocol);
+    if (Fails("SetInfo")) return EFI_DEVICE_ERROR;
+    if (size != info.Size || info.FileSize > file.content->size()) Fault("a file was not only cut");
+    if (file.volume->behaviour.room != SIZE_MAX) file.volume->behaviour.room += file.content->size() - info.FileSize;
+    file.content->resize(info.FileSize);
     return EFI_SUCCESS;
   }
   static EFI_STATUS EFIAPI Flush(EFI_FILE*) { return Fails("Flush") ? EFI_DEVICE_ERROR : EFI_SUCCESS; }
@@ -124,12 +161,15 @@ struct Volume {
   }
   static EFI_STATUS EFIAPI GetInfo(EFI_FILE* protocol, EFI_GUID* kind, UINTN* size, void* to) {
     static constexpr EFI_GUID kFileInfo = EFI_FILE_INFO_ID;
-    const Volume& volume = *reinterpret_cast<File*>(protocol)->volume;
+    const File& file = *reinterpret_cast<File*>(protocol);
+    const Volume& volume = *file.volume;
     if (EFI_ERROR(volume.behaviour.info_status)) return volume.behaviour.info_status;
     if (!SameGuid(*kind, kFileInfo) || *size < sizeof(EFI_FILE_INFO)) return EFI_BUFFER_TOO_SMALL;
     EFI_FILE_INFO info{};
     info.Size = *size = sizeof info;
-    info.Attribute = volume.behaviour.is_folder ? EFI_FILE_DIRECTORY : EFI_FILE_ARCHIVE;
+    const bool is_folder = volume.behaviour.is_folder || file.content == nullptr;
+    info.Attribute = is_folder ? EFI_FILE_DIRECTORY : EFI_FILE_ARCHIVE;
+    if (!is_folder) info.FileSize = file.content->size();
     std::memcpy(to, &info, sizeof info);
     return EFI_SUCCESS;
   }

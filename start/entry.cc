@@ -102,6 +102,7 @@ const LineReport* Fail(const char16_t* message) {
   s.report = {.Verdict = u"ERROR",
               .Summary = s.summary.data(),
               .Unit = u"",
+              .Record = u"",
               .Remark = u"",
               .FailureCount = 1,
               .Failures = &s.failure,

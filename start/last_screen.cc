@@ -142,6 +142,7 @@ Page Compose(const LastScreen& screen, char16_t point) {
   for (const char16_t* const text : {report.Remark, screen.note}) {
     if (*text != 0) Add(page, text, Colour::kNotice, page.count + 1);
   }
+  if (*report.Record != 0) AddText(page, Colour::kNormal, "Record %s", report.Record);
   AddFailures(page, report);
   Add(page, screen.closing, Colour::kNormal, page.count + 1);
   return page;

@@ -55,6 +55,11 @@ bool SetDelayScale(CommandLine& command_line, const char16_t* value, ErrorText& 
   return false;
 }
 
+bool SetRecord(CommandLine& command_line, const char16_t* value, ErrorText&) {
+  command_line.record = value;
+  return true;
+}
+
 bool AskForParameters(CommandLine& command_line, const char16_t*, ErrorText&) {
   command_line.action = Action::kShowParameters;
   return true;
@@ -97,8 +102,9 @@ constexpr Option kOptions[] = {
     {u'f', u"file", true, AddFile},           {u'd', u"debug", true, SetDebugMask},
     {u'a', u"answer", true, AddAnswer},       {u's', u"delay-scale", true, SetDelayScale},
     {u'n', u"show", false, AskForParameters}, {u'l', u"list", false, AskForList},
-    {0, u"summary", false, AskForSummary},    {0, u"trace", false, AskForTranscript},
-    {u'h', u"help", false, AskForHelp},       {0, u"connect", false, AskForConnection},
+    {u'r', u"record", true, SetRecord},       {0, u"summary", false, AskForSummary},
+    {0, u"trace", false, AskForTranscript},   {u'h', u"help", false, AskForHelp},
+    {0, u"connect", false, AskForConnection},
 };
 
 // An option as it was written: --name, --name=value, -l or -lvalue.
@@ -221,6 +227,7 @@ constinit const char16_t* const kHelpText =
     u"                            8 trace, 16 IPMI; add them up, or 0x1f for all\n"
     u"  -a, --answer TEXT         the operator's answer, in advance; may be repeated\n"
     u"  -s, --delay-scale PERCENT shorter waits, 0 to 100, for simulated machines\n"
+    u"  -r, --record PATH         a record of the run, in a file or into a folder\n"
     u"  -n, --show                show the parameters and where they come from; with a\n"
     u"                            test, what it reads, what is missing, the limits\n"
     u"  -l, --list                list the tests and the parameters of each\n"

@@ -27,6 +27,7 @@ struct CommandLine {
   std::uint32_t debug_mask;
   bool has_delay_scale;
   std::uint32_t delay_scale;  // percent
+  const char16_t* record;     // file or folder of the record; null for none
   Words<kParameterFiles> files;
   Words<kAnswers> answers;
   Words<kParameters> definitions;  // NAME=VALUE as it was given

@@ -14,8 +14,6 @@ constinit State* state = nullptr;
 
 namespace {
 
-constexpr const char16_t* kVersion = u"1.0";
-
 // An error leaves the driver where it is: what others hold must not go away
 // under them.
 EFI_STATUS EFIAPI Unload(EFI_HANDLE image) {
@@ -64,6 +62,7 @@ extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table)
     Unload(image);
     return status;
   }
-  Say(Colour::kNormal, "testlib %s is loaded. Start a test: mfgtest.efi TEST [NAME=VALUE]... (or --help)\n", kVersion);
+  Say(Colour::kNormal, "testlib %s is loaded. Start a test: mfgtest.efi TEST [NAME=VALUE]... (or --help)\n",
+      kLibraryVersion);
   return EFI_SUCCESS;
 }

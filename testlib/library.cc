@@ -107,6 +107,7 @@ void EFIAPI SetResultNumber(const char16_t* key, UINTN value) {
     AppendDecimal(line, value);
     EndTrace();
   }
+  RecordResult(key, value);
   Keep(key, text.data());
 }
 
@@ -118,6 +119,7 @@ void EFIAPI SetResultString(const char16_t* key, const char16_t* value) {
     AppendQuoted(line, value);
     EndTrace();
   }
+  RecordResult(key, value);
   Keep(key, value);
 }
 
@@ -162,13 +164,16 @@ void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"DebugPrint ", mask, state->message.data());
-  if (is_shown) Show(state->message.data(), Colour::kQuiet);
+  if (!is_shown) return;
+  RecordDebugMessage(state->message.data());
+  Show(state->message.data(), Colour::kQuiet);
 }
 
 void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   __builtin_ms_va_list arguments;
   __builtin_ms_va_start(arguments, format);
   FormatVariadic(state->message, format, arguments);
+  RecordFailure(code, format, arguments, state->message.data());
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"ReportError ", code, state->message.data());
   const ErrorRow* const row = FindError(code, format);

@@ -6,6 +6,8 @@
 
 namespace testlib {
 
+inline constexpr const char16_t* kLibraryVersion = u"1.0";
+
 // Fills the table of operations.
 void FillTable(TestLibrary& table);
 

@@ -192,6 +192,7 @@ void EFIAPI Break(const char16_t* reason) {
   if (!line.is_broken) FormatText(line.reason, "%s", reason);
   line.is_broken = true;
   ShowError(u"ERROR: ", reason);
+  RecordError(u"line-broken", reason);
 }
 
 EFI_STATUS EFIAPI Begin(EFI_HANDLE module, const char16_t* const* words, UINTN count) {
@@ -206,6 +207,8 @@ EFI_STATUS EFIAPI Begin(EFI_HANDLE module, const char16_t* const* words, UINTN c
   line.is_broken = !Prepare(module, {words, count});
   if (line.is_broken) FormatText(line.reason, "%s", state->run.reason.data());
   state->run = {};
+  BeginLineRecord(module, {words, count});
+  if (line.is_broken) RecordError(u"refused", line.reason.data());
   return line.is_broken ? EFI_ABORTED : EFI_SUCCESS;
 }
 
@@ -320,16 +323,25 @@ void WriteSummary(Verdict verdict) {
              VerdictText(verdict));
 }
 
+void RecordMissingResults() {
+  for (const Result& result : state->results.All()) {
+    if (IsMissing(result)) RecordMissingResult(result.key.data());
+  }
+}
+
 const LineReport* EFIAPI End() {
   LineState& line = state->line_run;
   platform::HideStatusLine();
-  const Verdict verdict = line.is_broken ? Verdict::kError : JudgeLine(state->history.line, state->results);
+  const Verdict judged = line.is_broken ? Verdict::kError : JudgeLine(state->history.line, state->results);
+  RecordMissingResults();
+  const Verdict verdict = EndRecord(judged);
   ShowRuns();
   NameUnit();
   WriteSummary(verdict);
   line.report = {.Verdict = VerdictText(verdict),
                  .Summary = line.summary.data(),
                  .Unit = line.unit.data(),
+                 .Record = RecordPath(),
                  .Remark = line.remark.data(),
                  .FailureCount = 0,
                  .Failures = line.failures.data(),

@@ -2,7 +2,6 @@
 #include "testlib/parameter_table.h"
 
 #include <algorithm>
-#include <concepts>
 
 #include "platform/format.h"
 #include "testlib/asking.h"
@@ -15,8 +14,6 @@ namespace testlib {
 namespace {
 
 using enum ParameterKind;
-
-consteval TestSet On(std::same_as<int> auto... tests) { return {(0 | ... | (std::uint64_t{1} << tests))}; }
 
 constexpr TestSet kNone{};
 constexpr char16_t kDigit = u'#';
@@ -72,6 +69,11 @@ constexpr ParameterRow kTable[] = {
     {u"SYS_BOARDS_PART_NUMBER", kText, 70, On(0, 39), On(39), u"compared only when it is env=NAME"},
     {u"OEM_BIOS_String", kText, 256, On(40), On(40), u"the last OEM string in SMBIOS type 11"},
     {u"HSBP_FRU_DelayTime", kNumber, 0, On(0), kNone, u"seconds to wait after the FRU reads, 0"},
+    {u"Record", kYesNoRequired, 0, kNone, kNone, u"of a line; yes when absent, required: an error without"},
+    {u"Record_Console", kYesNo, 0, kNone, kNone, u"yes: the record goes to the serial ports, too"},
+    {u"Station", kAnyText, 0, kNone, kNone, u"for the record: the place of the test"},
+    {u"Order", kAnyText, 0, kNone, kNone, u"for the record: what the unit is made for"},
+    {u"Operator", kAnyText, 0, kNone, kNone, u"for the record: who tests"},
     {kRequiredTestsParameter, kTestList, 0, kNone, kNone, u"tests that have to apply to the machine"},
     {kRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"results that a line has to publish, commas between"},
     {kMoreRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"more of them"},
@@ -182,6 +184,8 @@ bool IsOfItsKind(const ParameterRow& row, std::u16string_view value) {
       return IsHexadecimal(value);
     case kYesNo:
       return SameIgnoringCase(value, u"YES") || SameIgnoringCase(value, u"NO");
+    case kYesNoRequired:
+      return SameIgnoringCase(value, u"yes") || SameIgnoringCase(value, u"no") || SameIgnoringCase(value, u"required");
     default:
       return true;
   }
@@ -248,6 +252,9 @@ std::array<char16_t, 64> KindText(const ParameterRow& row) {
       break;
     case kYesNo:
       FormatText(text, "YES or NO");
+      break;
+    case kYesNoRequired:
+      FormatText(text, "yes, no or required");
       break;
   }
   return text;

@@ -4,6 +4,8 @@
 // compared.
 #pragma once
 
+#include <concepts>
+
 #include "testlib/parameters.h"
 
 namespace testlib {
@@ -15,6 +17,7 @@ enum class ParameterKind : std::uint8_t {
   kHexadecimal,  // at most 16 digits, with or without 0x before them
   kTestList,     // such as "1-14 34, 36"
   kYesNo,        // YES or NO, in any case
+  kYesNoRequired,
 };
 
 // A set of test numbers.
@@ -23,6 +26,8 @@ struct TestSet {
 
   constexpr bool Has(std::uint32_t test) const { return test < 64 && (bits >> test & 1) != 0; }
 };
+
+consteval TestSet On(std::same_as<int> auto... tests) { return {(0 | ... | (std::uint64_t{1} << tests))}; }
 
 struct ParameterRow {
   // "#" stands for a number, "##" for one of two digits.

@@ -17,11 +17,12 @@
 
 namespace testlib {
 
-bool Refuse(const char16_t* error) {
+bool Refuse(const char16_t* error, const char16_t* symptom) {
   state->run.stage = Stage::kRefused;
   ++state->run.errors;
   KeepReason(state->run, error, nullptr);
   ShowError(u"ERROR: ", error);
+  RecordError(symptom, error);
   return false;
 }
 
@@ -43,10 +44,10 @@ void SetVerdictVariable(EFI_HANDLE image, Verdict verdict) {
 
 void CloseRun(Verdict verdict) {
   Run& run = state->run;
-  run.verdict = verdict;
   run.hundredths = platform::Hundredths() - run.hundredths;
   if (run.stage == Stage::kRunning && !Tracing()) ShowRunResults();
-  SetVerdictVariable(state->module, verdict);
+  run.verdict = EndStep(verdict);
+  SetVerdictVariable(state->module, run.verdict);
   ShowVerdict();
   Remember(state->history, run);
 }
@@ -62,9 +63,10 @@ void ForgetRemovalAfter(const Run& run, Verdict verdict) {
 // A module that never came to its EndTest did not pass, whatever it reported.
 void RememberAbandonedRun() {
   if (state->run.stage != Stage::kRunning) return;
-  state->run.verdict = Verdict::kError;
   state->run.reason[0] = 0;
   KeepReason(state->run, u"the test did not come to its end", nullptr);
+  RecordError(u"test-not-finished", u"the test did not come to its end");
+  state->run.verdict = EndStep(Verdict::kError);
   state->run.hundredths = platform::Hundredths() - state->run.hundredths;
   Remember(state->history, state->run);
 }
@@ -210,14 +212,15 @@ bool IsRequired(std::uint32_t test) {
 
 TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) {
   Run& run = state->run;
+  ErrorText error;
+  FormatText(error, "test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
   run.stage = required ? Stage::kMustApply : Stage::kDoesNotApply;
+  RecordRemoval(removal.reason.data(), required ? error.data() : nullptr);
   Note("Test %u does not apply to this machine (removed by test %u): %s\n", run.test, removal.by,
        removal.reason.data());
   if (required) {
     run.errors = 1;
     KeepReason(run, removal.reason.data(), nullptr);
-    ErrorText error;
-    FormatText(error, "test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
     ShowError(u"ERROR: ", error.data());
   }
   return kDoesNotApply;
@@ -236,6 +239,7 @@ TestLibraryStatus Begin(TestDescriptor& descriptor) {
   if (!MayWriteFlash(run.test, state->parameters, error)) return RefuseRun(error.data());
   run.stage = Stage::kRunning;
   descriptor.SelectedTest = run.test;
+  BeginStep();
   Note("Test %u \"%s\", module version %a\n", run.test, TitleOf(run.test), descriptor.Version);
   if (state->command_line.delay_scale != kWholePercent) {
     Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
@@ -265,6 +269,7 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor, EFI_STATUS verdict_removed
   if (runs_test && command_line.has_test && command_line.test == kAutosense) BeginLine();
   if (!is_good) return RefuseRun(error.data());
   if (runs_test) return PrepareTest(descriptor, verdict_removed);
+  if (command_line.action == Action::kConnect) return ConnectControllers();
   if (command_line.action == Action::kShowParameters && !LoadParameters()) return kCommandLineRefused;
   if (command_line.action == Action::kConnect) return ConnectControllers();
   return ShowInstead(command_line.action);
@@ -280,6 +285,7 @@ TestLibraryStatus StartRun(TestDescriptor& descriptor) {
   state->parameters.count = 0;
   state->answers_used = 0;
   state->message[0] = 0;
+  PrepareRecord(descriptor);
   const TestLibraryStatus status = Prepare(descriptor, ForgetVerdict(state->module));
   // A module may report the refusal as a debug message; the operator knows.
   if (status != kTestLibrarySuccess) state->command_line.debug_mask = 0;
@@ -295,7 +301,7 @@ bool ReadParameters(EFI_HANDLE module, std::span<const char16_t* const> argument
 }
 
 void BreakRun(const char16_t* reason) {
-  Refuse(reason);
+  Refuse(reason, u"test-not-finished");
   FinishRun();
 }
 

@@ -12,7 +12,7 @@ namespace testlib {
 TestLibraryStatus StartRun(TestDescriptor& descriptor);
 
 // The run that is open cannot begin; the operator is told why. Gives false.
-bool Refuse(const char16_t* error);
+bool Refuse(const char16_t* error, const char16_t* symptom = u"refused");
 
 // Reads the command line of a module, and the parameters as its run takes them;
 // refuses what cannot be taken.

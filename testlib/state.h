@@ -5,6 +5,7 @@
 #include "testlib/command_line.h"
 #include "testlib/line.h"
 #include "testlib/parameter_file.h"
+#include "testlib/record/record.h"
 #include "testlib/results.h"
 #include "testlib/shell_bridge.h"
 #include "testlib/transcript.h"
@@ -30,6 +31,8 @@ struct State {
   CommandLine command_line;
   ParameterStore parameters;
   std::size_t answers_used;
+
+  Record record;
 
   // Working space.
   std::array<char16_t, 4096> message;

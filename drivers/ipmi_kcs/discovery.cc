@@ -3,14 +3,14 @@
 
 #include <iterator>
 
-#include "drivers/smbios_table.h"
+#include "platform/smbios_table.h"
 #include "platform/byte_fields.h"
 #include "platform/format.h"
 
 namespace ipmi_kcs {
 namespace {
 
-using drivers::FirstSmbiosStructure;
+using platform::FirstSmbiosStructure;
 using platform::NumberAt;
 
 constexpr std::uint8_t kIpmiDeviceInformation = 38;
@@ -52,9 +52,9 @@ EFI_STATUS ReadRegisters(std::span<const std::uint8_t> structure, Registers* reg
 }  // namespace
 
 std::span<const std::uint8_t> SmbiosTable() {
-  drivers::SmbiosEntryPoint entry;
-  for (const EFI_GUID& guid : {drivers::kSmbiosEntryPoint64Guid, drivers::kSmbiosEntryPoint32Guid}) {
-    if (drivers::FindSmbiosEntryPoint(guid, &entry)) return entry.table;
+  platform::SmbiosEntryPoint entry;
+  for (const EFI_GUID& guid : {platform::kSmbiosEntryPoint64Guid, platform::kSmbiosEntryPoint32Guid}) {
+    if (platform::FindSmbiosEntryPoint(guid, &entry)) return entry.table;
   }
   return {};
 }
@@ -62,7 +62,7 @@ std::span<const std::uint8_t> SmbiosTable() {
 EFI_STATUS FindRegisters(std::span<const std::uint8_t> table, Registers* registers, ErrorText& error) {
   FormatText(error, "the firmware's SMBIOS table describes no management controller (type 38).");
   EFI_STATUS status = EFI_NOT_FOUND;
-  for (auto one = FirstSmbiosStructure(table); !one.formatted.empty() && one.Type() != drivers::kEndOfSmbiosTable;
+  for (auto one = FirstSmbiosStructure(table); !one.formatted.empty() && one.Type() != platform::kEndOfSmbiosTable;
        one = FirstSmbiosStructure(table)) {
     table = table.subspan(one.whole.size());
     if (one.Type() != kIpmiDeviceInformation) continue;

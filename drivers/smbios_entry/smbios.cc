@@ -7,15 +7,15 @@
 #include <iterator>
 
 #include "drivers/smbios_entry/say.h"
-#include "drivers/smbios_table.h"
+#include "platform/smbios_table.h"
 #include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
 
 namespace smbios_entry {
 namespace {
 
-using drivers::SmbiosEntryPoint;
-using drivers::SmbiosStructure;
+using platform::SmbiosEntryPoint;
+using platform::SmbiosStructure;
 using platform::Colour;
 using platform::PutNumber;
 using Table = std::span<const std::uint8_t>;
@@ -53,7 +53,7 @@ struct Room {
 // which there is one before the many.
 constexpr std::size_t kRanks = 3;
 std::size_t RankOf(const SmbiosStructure& structure) {
-  constexpr std::uint8_t kReadFirst[] = {0, 1, 2, 3, 11, 15, 38, drivers::kEndOfSmbiosTable};
+  constexpr std::uint8_t kReadFirst[] = {0, 1, 2, 3, 11, 15, 38, platform::kEndOfSmbiosTable};
   constexpr std::uint8_t kMemory[] = {16, 17};
   if (std::ranges::count(kReadFirst, structure.Type()) != 0) return 0;
   return std::ranges::count(kMemory, structure.Type()) != 0 ? 1 : 2;
@@ -69,11 +69,11 @@ template <class Visit>
 WalkEnd Walk(Table table, Visit visit) {
   std::size_t offset = 0;
   for (;;) {
-    const SmbiosStructure structure = drivers::FirstSmbiosStructure(table.subspan(offset));
+    const SmbiosStructure structure = platform::FirstSmbiosStructure(table.subspan(offset));
     if (!structure.is_sound) return {offset, false};
     visit(structure);
     offset += structure.whole.size();
-    if (structure.Type() == drivers::kEndOfSmbiosTable) return {offset, true};
+    if (structure.Type() == platform::kEndOfSmbiosTable) return {offset, true};
   }
 }
 
@@ -175,7 +175,7 @@ void WriteRecord(const SmbiosEntryPoint& newer, const Copy& copy, Offer& offer) 
 
 bool HasEntryPoint32() {
   const void* listed = nullptr;
-  return platform::FindConfigurationTable(drivers::kSmbiosEntryPoint32Guid, &listed) && listed != nullptr;
+  return platform::FindConfigurationTable(platform::kSmbiosEntryPoint32Guid, &listed) && listed != nullptr;
 }
 
 EFI_STATUS Refuse(EFI_STATUS status, const char16_t* reason) {
@@ -188,7 +188,7 @@ EFI_STATUS Refuse(EFI_STATUS status, const char16_t* reason) {
 EFI_STATUS OfferSmbios(Offer& offer) {
   SmbiosEntryPoint newer;
   if (HasEntryPoint32()) return EFI_ALREADY_STARTED;
-  if (!drivers::FindSmbiosEntryPoint(drivers::kSmbiosEntryPoint64Guid, &newer)) return EFI_ALREADY_STARTED;
+  if (!platform::FindSmbiosEntryPoint(platform::kSmbiosEntryPoint64Guid, &newer)) return EFI_ALREADY_STARTED;
   if (!newer.is_sound) return Refuse(EFI_COMPROMISED_DATA, u"the length or checksum of the 64-bit one is wrong.");
 
   EFI_STATUS status = TakePages(offer, kCopyOffset + Room{}.bytes, EfiRuntimeServicesData);
@@ -196,7 +196,7 @@ EFI_STATUS OfferSmbios(Offer& offer) {
   const Copy copy = CopyStructures(newer.table, offer.pages.subspan(kCopyOffset));
   WriteEntryPoint(newer, copy, offer.pages);
   WriteRecord(newer, copy, offer);
-  status = List(offer, drivers::kSmbiosEntryPoint32Guid);
+  status = List(offer, platform::kSmbiosEntryPoint32Guid);
   if (EFI_ERROR(status)) return Refuse(status, u"the firmware does not take it into its list.");
   SayCopy(newer, copy, newer.table);
   return status;

@@ -31,6 +31,7 @@ struct LineReport {
   const char16_t* Verdict;  // PASS, FAIL or ERROR
   const char16_t* Summary;  // the line that begins with SUMMARY, without its end
   const char16_t* Unit;
+  const char16_t* Record;  // its file, when all of it is there
   const char16_t* Remark;
   UINTN FailureCount;
   const LineFailure* Failures;

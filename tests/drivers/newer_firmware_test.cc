@@ -3,7 +3,7 @@
 // what they find on firmware of their own time.
 #include <set>
 
-#include "drivers/smbios_table.h"
+#include "platform/smbios_table.h"
 #include "platform/bridges.h"
 #include "platform/byte_fields.h"
 #include "platform/memory.h"
@@ -110,7 +110,7 @@ struct Machine {
 
 Bytes Types(std::span<const std::uint8_t> table) {
   Bytes types;
-  for (auto one = drivers::FirstSmbiosStructure(table); one.is_sound; one = drivers::FirstSmbiosStructure(table)) {
+  for (auto one = platform::FirstSmbiosStructure(table); one.is_sound; one = platform::FirstSmbiosStructure(table)) {
     types.push_back(one.Type());
     table = table.subspan(one.whole.size());
   }

@@ -5,8 +5,8 @@
 #include "platform/image.h"
 #include "platform/protocols/shell.h"
 #include "simulation/modern_shell.h"
-#include "tests/faults_fail_tests.h"
 #include "simulation/volume.h"
+#include "tests/faults_fail_tests.h"
 
 namespace {
 

@@ -22,9 +22,9 @@
 #include "simulation/modern_shell.h"
 #include "simulation/old_shell.h"
 #include "simulation/text.h"
+#include "simulation/volume.h"
 #include "testlib/results.h"
 #include "tests/faults_fail_tests.h"
-#include "simulation/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);

@@ -1,5 +1,4 @@
-// SPDX-License-Identifier: BSD-2-Clause-Patent
-#include "drivers/smbios_table.h"
+#include "platform/smbios_table.h"
 
 #include <algorithm>
 #include <string_view>
@@ -8,10 +7,8 @@
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
 
-namespace drivers {
+namespace platform {
 namespace {
-
-using platform::NumberAt;
 
 struct Layout {
   EFI_GUID guid;
@@ -43,8 +40,8 @@ bool ReadEntryPoint(const Layout& layout, const std::uint8_t* listed, SmbiosEntr
   *entry = {
       .major_version = bytes[layout.version],
       .minor_version = bytes[layout.version + 1],
-      .is_sound = bytes[layout.length] == layout.bytes && platform::ByteSum(bytes) == 0,
-      .table = {platform::PhysicalMemory(address), std::min(length, UINT64_MAX - address)},
+      .is_sound = bytes[layout.length] == layout.bytes && ByteSum(bytes) == 0,
+      .table = {PhysicalMemory(address), std::min(length, UINT64_MAX - address)},
   };
   return true;
 }
@@ -53,7 +50,7 @@ bool ReadEntryPoint(const Layout& layout, const std::uint8_t* listed, SmbiosEntr
 
 bool FindSmbiosEntryPoint(const EFI_GUID& guid, SmbiosEntryPoint* entry) {
   const void* listed = nullptr;
-  if (!platform::FindConfigurationTable(guid, &listed) || listed == nullptr) return false;
+  if (!FindConfigurationTable(guid, &listed) || listed == nullptr) return false;
   return std::ranges::any_of(kLayouts, [&](const Layout& layout) {
     return SameGuid(layout.guid, guid) && ReadEntryPoint(layout, static_cast<const std::uint8_t*>(listed), entry);
   });
@@ -70,4 +67,4 @@ SmbiosStructure FirstSmbiosStructure(std::span<const std::uint8_t> table) {
   return {table.first(length), is_sound ? reach.first(end + 2) : reach, is_sound};
 }
 
-}  // namespace drivers
+}  // namespace platform

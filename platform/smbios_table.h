@@ -1,13 +1,12 @@
-// SPDX-License-Identifier: BSD-2-Clause-Patent
-// The firmware's SMBIOS table (DSP0134) as our drivers read it: within the size
-// that its entry point states, whatever stands in it.
+// The firmware's SMBIOS table (DSP0134) as drivers and library read it: within the
+// size that its entry point states, whatever stands in it.
 #pragma once
 
 #include <span>
 
 #include "platform/efi.h"
 
-namespace drivers {
+namespace platform {
 
 inline constexpr EFI_GUID kSmbiosEntryPoint32Guid = {
     0xEB9D2D31, 0x2D88, 0x11D3, {0x9A, 0x16, 0x00, 0x90, 0x27, 0x3F, 0xC1, 0x4D}};
@@ -40,4 +39,4 @@ struct SmbiosStructure {
 // there; where the strings do not end the structure goes as far as they do.
 SmbiosStructure FirstSmbiosStructure(std::span<const std::uint8_t> table);
 
-}  // namespace drivers
+}  // namespace platform
