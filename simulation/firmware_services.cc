@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
 #include "simulation/injection.h"
 #include "simulation/machine.h"
@@ -103,6 +105,7 @@ EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) { return Handles().CloseEvent(even
 // The only event to wait for is a key.
 EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
   const Console& console = Machine::Current().console;
+  if (console.keys.empty() && console.on_wait) console.on_wait();
   if (count != 1 || *events != console.input.WaitForKey || console.keys.empty()) {
     throw std::logic_error("WaitForEvent would wait for ever");
   }
@@ -226,7 +229,9 @@ EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHA
 }
 
 EFI_STATUS EFIAPI Stall(UINTN microseconds) {
-  Machine::Current().stalled_microseconds += microseconds;
+  Machine& machine = Machine::Current();
+  machine.stalled_microseconds += microseconds;
+  if (machine.stalls_for_real) std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   return EFI_SUCCESS;
 }
 
