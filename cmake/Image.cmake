@@ -26,6 +26,7 @@ set_source_files_properties(${FREESTANDING_SOURCES} PROPERTIES COMPILE_OPTIONS -
 set(LIBEFI_CUTS
   --defsym=DevicePathFromHandle=0
   --defsym=DevicePathToStr=0
+  --defsym=CompareGuid=0
   --defsym=UnicodeSPrint=FormatUnnamedStatus)
 
 set(IMAGE_LINKER_SCRIPT ${CMAKE_SOURCE_DIR}/cmake/image.lds)

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "guid/random.h"
+#include "module/last_error.h"
 #include "module/report.h"
 #include "net/mac_access.h"
 #include "platform/real_time_clock.h"
@@ -20,17 +21,24 @@ constexpr std::uint32_t kClockSequenceMask = 0x3FFF;
 constexpr std::uint32_t kVariant = 0x8000;
 constexpr std::size_t kNode = 10;
 
+// Without the clock two servers could get the same GUID.
+bool FailOnClock(EFI_STATUS status) {
+  SetLastError("\nFailed to read the clock. Status=0x%x", static_cast<std::uint32_t>(status));
+  return false;
+}
+
 // The clock in 100-ns units since 1970. Kept: every month has 31 days.
-std::uint64_t ReadTimestamp() {
-  const EFI_TIME time = platform::ReadRealTimeClock();
+bool ReadTimestamp(std::uint64_t* timestamp) {
+  EFI_TIME time{};
+  if (const EFI_STATUS status = platform::ReadRealTimeClock(&time); EFI_ERROR(status)) return FailOnClock(status);
   std::uint64_t seconds = (std::uint64_t{time.Year} - 1970) * 12 + time.Month - 1;
   seconds = ((seconds * 31 + time.Day) * 24 + time.Hour) * 60 + time.Minute;
   seconds = seconds * 60 + time.Second;
-  const std::uint64_t timestamp = seconds * kUnitsPerSecond;
+  *timestamp = seconds * kUnitsPerSecond;
   report::DebugPrint(kDebugProgress, "GetTime() = Year:%d  Month:%d  Day:%d  Hour:%d  Minute:%d  Sec:%d\r\n", time.Year,
                      time.Month, time.Day, time.Hour, time.Minute, time.Second);
-  report::DebugPrint(kDebugProgress, "time (t) in 100ns = 0x%lX\r\n", timestamp);
-  return timestamp;
+  report::DebugPrint(kDebugProgress, "time (t) in 100ns = 0x%lX\r\n", *timestamp);
+  return true;
 }
 
 // Kept: the epoch is added in halves, and the carry between them is dropped.
@@ -43,12 +51,13 @@ void SetTimeFields(EFI_GUID* guid, std::uint64_t timestamp) {
                      guid->Data3);
 }
 
-void SetClockSequence(EFI_GUID* guid) {
-  RandomSeed();
+bool SetClockSequence(EFI_GUID* guid) {
+  if (const EFI_STATUS status = RandomSeed(); EFI_ERROR(status)) return FailOnClock(status);
   const std::uint32_t sequence = (Random32() & kClockSequenceMask) | kVariant;
   guid->Data4[0] = static_cast<std::uint8_t>(sequence >> 8);
   guid->Data4[1] = static_cast<std::uint8_t>(sequence);
   report::DebugPrint(kDebugProgress, "clk_seq_hi_and_res_and_lo = 0x%04.4x\r\n", sequence);
+  return true;
 }
 
 bool FindNode(MacAddress* mac) {
@@ -62,9 +71,11 @@ bool FindNode(MacAddress* mac) {
 }  // namespace
 
 bool BuildGuid(RawGuid* raw) {
+  std::uint64_t timestamp = 0;
+  if (!ReadTimestamp(&timestamp)) return false;
   EFI_GUID guid{};
-  SetTimeFields(&guid, ReadTimestamp());
-  SetClockSequence(&guid);
+  SetTimeFields(&guid, timestamp);
+  if (!SetClockSequence(&guid)) return false;
   MacAddress mac{};
   if (!FindNode(&mac)) return false;
   static_assert(sizeof guid == sizeof *raw);

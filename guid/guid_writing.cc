@@ -80,8 +80,8 @@ bool FindPlace(FlashPlace* place) {
   if (!RequireFlashParameter(u"FlashAddress", &place->block)) return false;
   if (!RequireFlashParameter(u"GuidOffsetInFlash", &place->offset)) return false;
   if (place->offset <= kFlashBlockBytes - kGuidBytes) return true;
-  // The GUID would not lie in the block.
-  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", u"GuidOffsetInFlash");
+  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nGuidOffsetInFlash 0x%x is outside of the flash block.\r\n",
+                      place->offset);
   return false;
 }
 

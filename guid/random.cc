@@ -17,14 +17,19 @@ std::uint32_t NextHalf() {
 
 }  // namespace
 
-void RandomSeed() {
+EFI_STATUS RandomSeed() {
   std::uint32_t value = 0;
-  if (TestLib->GetParamNumber(u"RandomSeed", &value) == kTestLibrarySuccess) return SetSeed(value);
-  const EFI_TIME time = platform::ReadRealTimeClock();
+  if (TestLib->GetParamNumber(u"RandomSeed", &value) == kTestLibrarySuccess) {
+    SetSeed(value);
+    return EFI_SUCCESS;
+  }
+  EFI_TIME time{};
+  if (const EFI_STATUS status = platform::ReadRealTimeClock(&time); EFI_ERROR(status)) return status;
   // Kept: the month is counted where a day of the year would stand.
   value = (std::uint32_t{time.Year} - 1970) * 365 + time.Month;
   value = ((value * 31 + time.Day) * 24 + time.Hour) * 60 + time.Minute;
   SetSeed(value * 60 + time.Second);
+  return EFI_SUCCESS;
 }
 
 void SetSeed(std::uint32_t value) { seed = value; }

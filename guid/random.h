@@ -1,12 +1,13 @@
 // The small seeded generator of a new GUID's clock sequence.
 #pragma once
 
-#include <cstdint>
+#include "platform/efi.h"
 
 namespace mfgtest {
 
-// Seeds the generator from the parameter `RandomSeed`, else from the clock.
-void RandomSeed();
+// Seeds the generator from the parameter `RandomSeed`, else from the clock; fails
+// when that cannot be read.
+EFI_STATUS RandomSeed();
 
 void SetSeed(std::uint32_t value);
 std::uint32_t Random32();

@@ -1,10 +1,12 @@
 #include "ipmi/manufacturing_date.h"
 
 #include <array>
+#include <string_view>
 
 #include "ipmi/fru_access.h"
 #include "module/last_error.h"
 #include "module/report.h"
+#include "module/text.h"
 #include "platform/numbers.h"
 
 namespace mfgtest {
@@ -43,6 +45,23 @@ struct DateSource {
 
 FruReport ReportFor(bool probe) { return probe ? FruReport::kToLastError : FruReport::kToLibrary; }
 
+// Leaves a message as the reason that Autosense quotes in a sentence of its own.
+void LeaveReason(std::u16string_view message) {
+  const std::size_t begin = message.find_first_not_of(u"\r\n");
+  const std::size_t end = message.find_last_not_of(u"\r\n") + 1;
+  CopyChars(last_error.data(), &message[begin], end - begin);
+}
+
+// A parameter that is missing or bad. It is reported for a probe as well.
+template <class... Args>
+bool FailOnParameter(ErrorCode code, Format<Args...> format, const Args&... arguments) {
+  report::ReportError(code, format, arguments...);
+  std::array<char16_t, kLastErrorCharacters> message;
+  FormatText(message, format, arguments...);
+  LeaveReason(message.data());
+  return false;
+}
+
 // Splits at the first two slashes. Kept: the character behind each of them
 // belongs to the next field whatever it is.
 Date ParseDate(const char16_t* text) {
@@ -69,27 +88,22 @@ bool ValidateDate(const Date& date) {
   const auto [year, month, day] = date;
   constexpr ErrorCode kCode = ErrorCode::kInvalidDate;
   if (year < kFirstYear || year > kLastYear) {
-    report::ReportError(kCode, "\r\nInvalid date format. Year: 1996 < year < 9999\r\n");
-    return false;
+    return FailOnParameter(kCode, "\r\nInvalid date format. Year: 1996 < year < 9999\r\n");
   }
   if (month < 1 || month > 12) {
-    report::ReportError(kCode, "\r\nInvalid date format. Month: 1 =< month <= 12\r\n");
-    return false;
+    return FailOnParameter(kCode, "\r\nInvalid date format. Month: 1 =< month <= 12\r\n");
   }
   if (day < 1 || day > 31) {
     const std::uint32_t last = month == 2 ? 28 : 31;
-    report::ReportError(kCode, "\r\nInvalid date format. Day: 1 =< day <= %d\r\n", last);
-    return false;
+    return FailOnParameter(kCode, "\r\nInvalid date format. Day: 1 =< day <= %d\r\n", last);
   }
   const std::uint32_t february = IsLeapYear(year) ? 29 : 28;
   if (month == 2 && day > february) {
-    report::ReportError(kCode, "\r\nInvalid date format. Day cannot > %d for Month: %d in Year: %d\r\n", february,
-                        month, year);
-    return false;
+    return FailOnParameter(kCode, "\r\nInvalid date format. Day cannot > %d for Month: %d in Year: %d\r\n", february,
+                           month, year);
   }
   if ((month == 4 || month == 6 || month == 9 || month == 11) && day == 31) {
-    report::ReportError(kCode, "\r\nInvalid date format. Day cannot > 30 for Month: %d\r\n", month);
-    return false;
+    return FailOnParameter(kCode, "\r\nInvalid date format. Day cannot > 30 for Month: %d\r\n", month);
   }
   return true;
 }
@@ -148,8 +162,7 @@ bool VerifyDate(const DateSource& source, const char16_t* expected_text, bool pr
 
 bool RequireNumber(const char16_t* name, std::uint32_t* value) {
   if (TestLib->GetParamNumber(name, value) == kTestLibrarySuccess) return true;
-  report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", name);
-  return false;
+  return FailOnParameter(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: %s\r\n", name);
 }
 
 }  // namespace
@@ -158,8 +171,7 @@ bool VerifyMfgDate(bool probe) {
   if (!RequireIpmi(probe)) return false;
   DateText expected{};
   if (TestLib->GetParamString(u"MFG_DATE", expected.data(), kDateLength) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: MFG_DATE\r\n");
-    return false;
+    return FailOnParameter(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: MFG_DATE\r\n");
   }
   const DateSource source{
       .device = {.id = 0, .route = FruRoute::kBmc, .report = ReportFor(probe)},
@@ -173,8 +185,7 @@ bool VerifySysBoardMfgDate(bool probe) {
   if (!RequireIpmi(probe)) return false;
   DateText expected{};
   if (TestLib->GetParamString(u"SYS_BD_MFG_DATE", expected.data(), kDateLength) != kTestLibrarySuccess) {
-    report::ReportError(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: SYS_BD_MFG_DATE\r\n");
-    return false;
+    return FailOnParameter(ErrorCode::kParameterUnreadable, "\r\nFailed to get param: SYS_BD_MFG_DATE\r\n");
   }
   std::uint32_t id = 0;
   std::uint32_t route = 0;

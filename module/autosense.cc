@@ -340,7 +340,8 @@ void RunProbe(const Probe& probe) {
 
 void ReadFruRecords() {
   std::uint32_t delay_seconds = 0;
-  if (TestLib->GetParamNumber(u"HSBP_FRU_DelayTime", &delay_seconds) != kTestLibrarySuccess) delay_seconds = 0;
+  // Kept: the delay is whatever the library left here, with whatever status.
+  (void)TestLib->GetParamNumber(u"HSBP_FRU_DelayTime", &delay_seconds);
   report::LogMessage("Reading all chassis boards FRU information\n");
   ReadFruBoardRecords();
   report::LogMessage("Reading all HSBP boards FRU information\n");

@@ -25,6 +25,13 @@ constexpr std::size_t kMacDigits = 12;
 // A status as the 32-bit number that the messages show.
 std::uint32_t Shown(EFI_STATUS status) { return static_cast<std::uint32_t>(status); }
 
+// The controller on a handle. Without a mode table it would have no address.
+EFI_STATUS Open(EFI_HANDLE handle, SimpleNetwork** network) {
+  const EFI_STATUS status = platform::HandleInterface(handle, kSimpleNetworkProtocolGuid, network);
+  if (EFI_ERROR(status)) return status;
+  return (*network)->Mode == nullptr ? EFI_UNSUPPORTED : EFI_SUCCESS;
+}
+
 // A controller that was started before is used as it is.
 EFI_STATUS Start(SimpleNetwork* network) {
   const EFI_STATUS status = network->Start(network);
@@ -52,7 +59,7 @@ std::uint64_t CheckValue(const MacAddress& mac) {
 bool ReadController(std::uint32_t position, EFI_HANDLE handle, MacAddress* mac) {
   report::DebugPrint(kDebugProgress, "Trying SNP Protocol %d....\n", position);
   SimpleNetwork* network = nullptr;
-  EFI_STATUS status = platform::HandleInterface(handle, kSimpleNetworkProtocolGuid, &network);
+  EFI_STATUS status = Open(handle, &network);
   if (EFI_ERROR(status)) {
     SetLastError("\nFailed to get SNP Interface. Status=0x%x", Shown(status));
     return false;
@@ -73,7 +80,7 @@ bool ReadController(std::uint32_t position, EFI_HANDLE handle, MacAddress* mac) 
 bool DisplayController(std::uint32_t position, EFI_HANDLE handle) {
   report::DebugPrint(kDebugProgress, "\nTrying SNP Protocol %d...", position);
   SimpleNetwork* network = nullptr;
-  EFI_STATUS status = platform::HandleInterface(handle, kSimpleNetworkProtocolGuid, &network);
+  EFI_STATUS status = Open(handle, &network);
   if (EFI_ERROR(status)) {
     report::ReportError(ErrorCode::kNetworkControllers, "\nNo SNP Interface. Status=0x%x\n", Shown(status));
     return false;

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "module/dispatcher.h"
 #include "module/report.h"
 #include "platform/status_text.h"
 
@@ -55,7 +54,7 @@ void initEfiProtocols(const void*) {
   session.last_status = platform::LocatePciRootBridges(&session.handles);
   if (EFI_ERROR(session.last_status)) report::LogMessage("Error doing Handle search\n");
   for (const EFI_HANDLE handle : session.handles) {
-    session.last_status = platform::OpenPciRootBridge(handle, descriptor.ImageHandle, &session.bridge);
+    session.last_status = platform::OpenPciRootBridge(handle, &session.bridge);
   }
   if (EFI_ERROR(session.last_status)) return report::LogMessage("\ninitEfiProtocols() failed\n");
   session.initialised = 1;

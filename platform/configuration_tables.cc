@@ -1,12 +1,17 @@
 #include "platform/configuration_tables.h"
 
+#include <span>
+
 namespace platform {
 
 bool FindConfigurationTable(const EFI_GUID& guid, const void** table) {
-  void* found = nullptr;
-  if (EFI_ERROR(LibGetSystemConfigurationTable(AsFirmwareGuid(guid), &found))) return false;
-  *table = found;
-  return true;
+  const std::span entries(ST->ConfigurationTable, ST->NumberOfTableEntries);
+  for (const EFI_CONFIGURATION_TABLE& entry : entries) {
+    if (!SameGuid(entry.VendorGuid, guid)) continue;
+    *table = entry.VendorTable;
+    return true;
+  }
+  return false;
 }
 
 }  // namespace platform

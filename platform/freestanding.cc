@@ -1,6 +1,6 @@
 // The C library routines to which compilers turn loops and comparisons, for
-// images only; gnu-efi brings memcpy and memset. Compiled without the
-// recognition of such loops, or they would call themselves.
+// images only. Compiled without the recognition of such loops, or they would
+// call themselves.
 #include <cstddef>
 
 extern "C" {
@@ -12,6 +12,19 @@ int memcmp(const void* a, const void* b, std::size_t size) {
     if (*x != *y) return *x - *y;
   }
   return 0;
+}
+
+void* memcpy(void* destination, const void* source, std::size_t size) {
+  auto* const to = static_cast<unsigned char*>(destination);
+  const auto* const from = static_cast<const unsigned char*>(source);
+  for (std::size_t i = 0; i < size; ++i) to[i] = from[i];
+  return destination;
+}
+
+void* memset(void* destination, int value, std::size_t size) {
+  auto* const to = static_cast<unsigned char*>(destination);
+  for (std::size_t i = 0; i < size; ++i) to[i] = static_cast<unsigned char>(value);
+  return destination;
 }
 
 void* memmove(void* destination, const void* source, std::size_t size) {

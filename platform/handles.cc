@@ -1,6 +1,14 @@
 #include "platform/handles.h"
 
+#include <array>
+
 namespace platform {
+namespace {
+
+// Of a protocol that a system has once, or once for each shell.
+constexpr std::size_t kMostProviders = 64;
+
+}  // namespace
 
 EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface) {
   *interface = nullptr;
@@ -30,8 +38,13 @@ EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list) {
 }
 
 void* FirstInterface(const EFI_GUID& protocol) {
-  void* interface = nullptr;
-  return EFI_ERROR(LibLocateProtocol(AsFirmwareGuid(protocol), &interface)) ? nullptr : interface;
+  std::array<EFI_HANDLE, kMostProviders> handles{};
+  if (EFI_ERROR(LocateHandles(protocol, handles))) return nullptr;
+  for (const EFI_HANDLE handle : handles) {
+    void* interface = nullptr;
+    if (handle != nullptr && !EFI_ERROR(HandleInterface(handle, protocol, &interface))) return interface;
+  }
+  return nullptr;
 }
 
 EFI_STATUS InstallInterface(EFI_HANDLE* handle, const EFI_GUID& protocol, void* interface) {

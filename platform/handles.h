@@ -39,7 +39,8 @@ struct HandleList {
 // failure.
 EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list);
 
-// The first instance of a protocol in the system, or null.
+// The first instance of a protocol in the system, or null. Not for devices: more
+// than 64 handles with the protocol count as none.
 void* FirstInterface(const EFI_GUID& protocol);
 
 template <class Interface>

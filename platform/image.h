@@ -9,6 +9,9 @@ namespace platform {
 // folder works only after it.
 void InitializeImage(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
+// The handle that InitializeImage was given.
+EFI_HANDLE RunningImage();
+
 // Ends the image at once with `status` and no exit data. Does not return on
 // working firmware; gives the status for the caller to return otherwise.
 EFI_STATUS ExitImage(EFI_HANDLE image, EFI_STATUS status);

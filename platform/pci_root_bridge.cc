@@ -1,5 +1,7 @@
 #include "platform/pci_root_bridge.h"
 
+#include "platform/image.h"
+
 namespace platform {
 namespace {
 
@@ -22,10 +24,10 @@ EFI_STATUS LocatePciRootBridges(std::span<EFI_HANDLE>* handles) {
   return status;
 }
 
-EFI_STATUS OpenPciRootBridge(EFI_HANDLE handle, EFI_HANDLE image, PciRootBridge** bridge) {
+EFI_STATUS OpenPciRootBridge(EFI_HANDLE handle, PciRootBridge** bridge) {
   void* interface = nullptr;
-  const EFI_STATUS status = BS->OpenProtocol(handle, AsFirmwareGuid(kPciRootBridgeIoProtocolGuid), &interface, image,
-                                             nullptr, EFI_OPEN_PROTOCOL_GET_PROTOCOL);
+  const EFI_STATUS status = BS->OpenProtocol(handle, AsFirmwareGuid(kPciRootBridgeIoProtocolGuid), &interface,
+                                             RunningImage(), nullptr, EFI_OPEN_PROTOCOL_GET_PROTOCOL);
   *bridge = EFI_ERROR(status) ? nullptr : static_cast<PciRootBridge*>(interface);
   return status;
 }

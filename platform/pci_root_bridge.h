@@ -15,8 +15,8 @@ using PciRootBridge = EFI_PCI_ROOT_BRIDGE_IO_PROTOCOL;
 // the one of the search before and is kept for good. None on failure.
 EFI_STATUS LocatePciRootBridges(std::span<EFI_HANDLE>* handles);
 
-// The bridge's interface, opened for the image without a lasting claim on it.
-EFI_STATUS OpenPciRootBridge(EFI_HANDLE handle, EFI_HANDLE image, PciRootBridge** bridge);
+// The bridge's interface, opened for the running image without a lasting claim on it.
+EFI_STATUS OpenPciRootBridge(EFI_HANDLE handle, PciRootBridge** bridge);
 
 // Each fails with EFI_NOT_READY when there is no bridge.
 EFI_STATUS ReadPciConfiguration(PciRootBridge* bridge, std::uint32_t address, std::span<std::uint32_t> words);

@@ -4,11 +4,7 @@
 
 namespace platform {
 
-// The platform's date and time; all zero when the clock cannot be read.
-inline EFI_TIME ReadRealTimeClock() {
-  EFI_TIME time{};
-  if (EFI_ERROR(RT->GetTime(&time, nullptr))) return {};
-  return time;
-}
+// The platform's date and time.
+inline EFI_STATUS ReadRealTimeClock(EFI_TIME* time) { return RT->GetTime(time, nullptr); }
 
 }  // namespace platform

@@ -5,6 +5,9 @@
 
 #include "platform/efi.h"
 
+// The linker cannot lay out a table without an entry, so every image has this one.
+[[gnu::used, gnu::retain]] static constinit const void* an_address = &an_address;
+
 extern "C" {
 
 // The packed table, by the linker script (generic ABI, section type SHT_RELR):

@@ -2,10 +2,6 @@
 
 #include <stdexcept>
 
-extern "C" {
-#include <lib.h>
-}
-
 #include "simulation/firmware_services.h"
 
 namespace simulation {
@@ -14,12 +10,6 @@ namespace {
 Machine* current = nullptr;
 
 constexpr EFI_GUID kLoadedImageGuid = LOADED_IMAGE_PROTOCOL;
-
-// Every image on real firmware has its own copy of gnu-efi.
-void ForgetEarlierImage() {
-  LibInitialized = FALSE;
-  UnicodeInterface = &LibStubUnicodeInterface;
-}
 
 }  // namespace
 
@@ -59,7 +49,6 @@ EFI_HANDLE Machine::LoadImage() {
 }
 
 ImageEnd Machine::StartImage(EFI_HANDLE image, ImageEntry entry) {
-  ForgetEarlierImage();
   steps = 0;
   has_failed_check = false;
   try {

@@ -126,7 +126,8 @@ void EFIAPI ReadInput(char16_t* answer, UINTN maximum, UINTN flags) {
   if (current->answers.empty()) {
     Fault("ReadInput, and no answer is left");
   } else {
-    call.text = current->answers.front().substr(0, maximum - 1);
+    // The terminator goes behind as many characters as may be filled.
+    call.text = current->answers.front().substr(0, maximum);
     current->answers.pop_front();
   }
   std::memcpy(answer, call.text.c_str(), (call.text.size() + 1) * sizeof(char16_t));

@@ -7,6 +7,7 @@
 #include "module/last_error.h"
 #include "module/report.h"
 #include "pci/access.h"
+#include "platform/image.h"
 #include "simulation/fault.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -48,7 +49,7 @@ void Station::Bind() {
   if (!smbios_device) smbios_device.emplace(machine, smbios, smbios_placement);
   image = machine.LoadImage();
   machine.StartImage(image, [](EFI_HANDLE handle, EFI_SYSTEM_TABLE* system_table) -> EFI_STATUS {
-    InitializeLib(handle, system_table);
+    platform::InitializeImage(handle, system_table);
     return EFI_SUCCESS;
   });
   mfgtest::TestLib = &library->table;

@@ -64,10 +64,11 @@ void DisplayUuid(const SmbiosStructure& system) {
 }
 
 bool OperatorStops() {
-  char16_t answer[kAnswerCharacters] = {};
+  // A library may write its terminator behind the characters that it was asked for.
+  char16_t answer[kAnswerCharacters + 1] = {};
   TestLib->Prompt(u"\nPress any key for next structure or S to Stop: ");
   TestLib->ReadInput(answer, kAnswerCharacters, 0);
-  answer[kAnswerCharacters - 1] = 0;
+  answer[kAnswerCharacters] = 0;
   return StriCmpAscii(answer, u"S") == 0;
 }
 

@@ -24,6 +24,7 @@ constexpr std::size_t kRsdtAddress = 16;
 constexpr std::size_t kTableLength = 4;
 constexpr std::size_t kOemTableId = 16;
 constexpr std::size_t kOemTableIdBytes = 8;
+constexpr std::uint32_t kTableHeaderBytes = 36;
 // No RSDT comes near this; a larger length is that of a damaged header.
 constexpr std::uint32_t kLargestRsdt = 0x100000;
 
@@ -40,9 +41,10 @@ std::uint32_t ReadDword(const std::uint8_t* bytes) {
   return value;
 }
 
-// Steps over the string-set behind a formatted area; false when it does not end
-// in the table.
-bool StepOverStrings(const std::uint8_t* table, std::uint32_t end, std::uint32_t* offset) {
+// Steps over the structure at an offset; false when it does not end in the table.
+bool StepOver(const std::uint8_t* table, std::uint32_t end, std::uint32_t* offset) {
+  if (*offset + 2 > end) return false;
+  *offset += SmbiosStructure{table + *offset}.Length();
   for (; *offset + 2 <= end; ++*offset) {
     if (table[*offset] != 0 || table[*offset + 1] != 0) continue;
     *offset += 2;
@@ -51,20 +53,20 @@ bool StepOverStrings(const std::uint8_t* table, std::uint32_t end, std::uint32_t
   return false;
 }
 
-// The first BIOS structure that lies in the table as a whole, by a walk of its
-// own: it ends where the table's length says, whatever the count of structures.
+// The first BIOS structure that starts in the table, by a walk of its own: the
+// table ends where its length says, whatever the count of structures. Only what
+// lies before the structure has to end in the table.
 bool FindBiosStructure(const SmbiosEntryPoint& entry, SmbiosStructure* bios) {
   const std::uint8_t* const table = platform::PhysicalMemory(entry.table_address);
   const std::uint32_t end = entry.table_length;
   std::uint32_t offset = 0;
-  while (table != nullptr && offset + 2 <= end) {
+  while (table != nullptr && offset < end) {
     const SmbiosStructure structure{table + offset};
-    offset += structure.Length();
-    if (!StepOverStrings(table, end, &offset)) return false;
     if (structure.Type() == 0) {
       *bios = structure;
       return true;
     }
+    if (!StepOver(table, end, &offset)) return false;
   }
   return false;
 }
@@ -86,7 +88,7 @@ const std::uint8_t* FindRsdt(const std::uint8_t* rsdp) {
     return nullptr;
   }
   const std::uint32_t length = ReadDword(rsdt + kTableLength);
-  if (length > kLargestRsdt || AcpiChecksum({rsdt, length}) != 0) {
+  if (length < kTableHeaderBytes || length > kLargestRsdt || AcpiChecksum({rsdt, length}) != 0) {
     platform::Write(u"Failed ComputeChecksum on RSDTPtr (table ptr)\r\n");
     return nullptr;
   }

@@ -217,7 +217,7 @@ void PublishDevice(const MemoryDevice& device) {
 bool VerifyMemoryDevices(bool publish) {
   const std::uint32_t total = CountDevices();
   for (std::uint32_t index = 0; index < total; ++index) {
-    MemoryDevice device;
+    MemoryDevice device{};
     if (!ReadDevice(index, &device)) return false;
     if (publish) {
       PublishDevice(device);

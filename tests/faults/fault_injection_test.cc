@@ -96,12 +96,6 @@ struct Allowance {
   const char* reason;
 };
 constexpr Allowance kAllowances[] = {
-    {0, 43, "GetVariable Lang", true, false, "gnu-efi asks for its own comparisons, which nothing uses"},
-    {0, 43, "GetVariable EFIDebug", true, false, "and for its own debug mask"},
-    {0, 43, "HandleProtocol 5b1b31a1", true, false, "and for the kind of memory to allocate"},
-    {0, 43, "LocateHandle 1d85cd7f", true, false, "and for collation"},
-    {0, 43, "AllocatePool 100", true, false, "its first buffer for a variable"},
-    {0, 43, "AllocatePool 400", true, false, "its first buffer for handles"},
     {0, 43, "LocateHandle a4c751fc", true, false, "without collation ASCII letters are folded"},
     {0, 43, "HandleProtocol a4c751fc", true, false, "likewise"},
     {0, 0, "", true, false, "what Autosense cannot sense leaves the line run, unless the station requires it"},
@@ -111,7 +105,6 @@ constexpr Allowance kAllowances[] = {
     {28, 28, "HandleProtocol c58460a1", true, true, "likewise"},
     {28, 28, "OpenProtocol 2f707ebb", true, false, "the flash service works while root bridges are sought"},
     {28, 31, "GetVariable Nic", true, true, "the controller's own MAC address takes the variable's place"},
-    {28, 31, "GetTime", true, true, "the GUID is then of a time that test 14 refuses"},
     {33, 33, "PciRootBridge Pci.Read", true, false, "a function that cannot be read is not the wanted one"},
     {37, 37, "PciRootBridge Mem.Read", true, false, "a byte that cannot be read is the one that stood there"},
     {37, 37, "LocateHandleBuffer 2f707ebb", false, false, "likewise, and sought again with the next byte"},

@@ -105,4 +105,18 @@ TEST(BuildGuid, NeedsAMac) {
   EXPECT_EQ(std::ranges::count(lines, R"(DebugPrint 1 "BuildGuid()::Failed to GetMacAddr()\r\n")"), 2);
 }
 
+// For its time stamp, and for the seed.
+TEST(BuildGuid, NeedsAClock) {
+  for (const std::uint64_t failing : {1, 3}) {
+    Station station;
+    NetworkController network(station.machine, kServerMac);
+    station.Bind();
+    station.machine.injection.failing = station.machine.injection.calls + failing;
+    mfgtest::RawGuid guid{};
+    EXPECT_FALSE(mfgtest::BuildGuid(&guid));
+    EXPECT_EQ(station.machine.injection.failed, "GetTime");
+    EXPECT_EQ(simulation::Readable(mfgtest::LastError()), R"(\u000AFailed to read the clock. Status=0x7)");
+  }
+}
+
 }  // namespace

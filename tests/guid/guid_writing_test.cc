@@ -158,6 +158,8 @@ const Failure kFailures[] = {
        s.library->parameters[u"GuidOffsetFlash"] = u"0";
      },
      R"(ReportError 1 "\r\nFailed to get param: GuidOffsetInFlash\r\n")", 0, false},
+    {"an offset beyond the block", [](FlashServer& s) { s.library->parameters[u"GuidOffsetInFlash"] = u"0xFFF1"; },
+     R"(ReportError 1 "\r\nGuidOffsetInFlash 0xfff1 is outside of the flash block.\r\n")", 0, false},
     {"no memory for the block", [](FlashServer& s) { s.machine.memory.refused_size = 0x10010; },
      R"(ReportError 11 "WriteGuid()::malloc(flashCopyBlock) failed\r\n")", 0, true},
     {"no memory for the request", [](FlashServer& s) { s.machine.memory.refuses_pages = true; },

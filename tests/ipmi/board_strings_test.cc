@@ -68,6 +68,12 @@ TEST(BoardStrings, AreComparedEachInItsOwnWay) {
       {{{u"SYS_BD_FRU_ID", u"5"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
       {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_PART_NUMBER\n")"}},
       {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}, {u"SYS_BOARDS_PART_NUMBER", u"any"}}, {}},
+      // One that is too long was not left out.
+      {{{u"SYS_BD_FRU_ID", u"2"},
+        {u"HSBP", u"0"},
+        {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Power Example Power Example"},
+        {u"SYS_BOARDS_PART_NUMBER", u"any"}},
+       {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
       // Trailing blanks of the device do not count.
       {With({{u"SYS_BD_FRU_ID", u"4"},
              {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Panels"},

@@ -305,7 +305,7 @@ TEST(Autosense, TheLastOemStringIsPublished) {
 
 TEST(Autosense, WaitsForTheBackplanes) {
   const std::pair<const char16_t*, const char*> delays[] = {
-      {u"7", "Delay 7000"}, {u"0", "Delay 0"}, {u"0xFFFFFFFF", "Delay 4294966296"}, {u"soon", "Delay 0"}};
+      {u"7", "Delay 7000"}, {u"0", "Delay 0"}, {u"0xFFFFFFFF", "Delay 4294966296"}, {u"7x", "Delay 7000"}};
   for (const auto& [parameter, delay] : delays) {
     Station station;
     station.library->parameters[u"HSBP_FRU_DelayTime"] = parameter;
@@ -412,6 +412,31 @@ TEST(Autosense, QuotesTheReasonOfTheGuidsProbe) {
     if (c.method != nullptr) parameters[u"VERIFY_MACADDR_AGAINST"] = c.method;
     EXPECT_EQ(Only({R"(LogMessage "Autosense():: Guid not valid)"}, server.Run()),
               Lines{Log(std::string(R"(Autosense():: Guid not valid, removing subtest 14.\n)") + c.reason + R"(\n)")});
+  }
+}
+
+// Likewise of the dates' probes, for a parameter that is missing or bad.
+TEST(Autosense, QuotesTheReasonOfADatesProbe) {
+  const struct {
+    const char16_t* parameter;
+    const char16_t* value;  // null when it is missing
+    std::string test;
+    std::string reason;
+  } cases[] = {
+      {u"MFG_DATE", nullptr, "34", "Failed to get param: MFG_DATE"},
+      {u"MFG_DATE", u"2010/02/29", "34", "Invalid date format. Day cannot > 28 for Month: 2 in Year: 2010"},
+      {u"SYS_BD_MFG_DATE", nullptr, "38", "Failed to get param: SYS_BD_MFG_DATE"},
+      {u"SYS_BD_FRU_ID", nullptr, "38", "Failed to get param: SYS_BD_FRU_ID"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.reason);
+    simulation::ReferenceServer server(kComplete);
+    auto& parameters = server.station.library->parameters;
+    parameters.erase(c.parameter);
+    if (c.value != nullptr) parameters[c.parameter] = c.value;
+    const Lines lines = server.Run();
+    const std::string said = Log("Autosense():: " + c.reason + R"(.\nRemoving subtest )" + c.test + R"(.\r\n)");
+    EXPECT_EQ(std::ranges::count(lines, said), 1);
   }
 }
 

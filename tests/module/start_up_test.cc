@@ -15,19 +15,15 @@ constexpr std::uint32_t kEmptyTest = 26;
 
 TEST(StartUp, LooksForTheShellThenForTheLibrary) {
   Station station;
+  // gnu-efi's own initialisation asks for this one until it fits.
+  station.machine.variables.Add(u"Lang", {}, EFI_GLOBAL_VARIABLE).read_status = EFI_BUFFER_TOO_SMALL;
   station.Run(kEmptyTest);
   EXPECT_EQ(station.end.status, EFI_SUCCESS);
   EXPECT_FALSE(station.end.by_exit_service);
-
-  // gnu-efi's own initialisation looks for other protocols first.
-  auto& calls = station.machine.protocol_calls;
-  std::erase_if(calls, [](const ProtocolCall& call) {
-    return !SameGuid(call.protocol, kShellInterfaceProtocolGuid) && !SameGuid(call.protocol, kTestLibraryProtocolGuid);
-  });
   const std::vector<ProtocolCall> expected = {{Service::kHandleProtocol, kShellInterfaceProtocolGuid},
                                               {Service::kLocateHandle, kTestLibraryProtocolGuid},
                                               {Service::kHandleProtocol, kTestLibraryProtocolGuid}};
-  EXPECT_TRUE(calls == expected);
+  EXPECT_TRUE(station.machine.protocol_calls == expected);
 }
 
 TEST(StartUp, ExitsWithTheStatusOfTheFirstFailure) {

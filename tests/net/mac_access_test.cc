@@ -59,6 +59,12 @@ const Selection kSelections[] = {
      [](Station& s, Controllers&) {
        s.machine.handles.RefuseInterface(simulation::kSimpleNetworkGuid, EFI_ACCESS_DENIED);
      }},
+    {"no mode table",
+     {Mac(1)},
+     nullptr,
+     {},
+     R"(\u000AFailed to get SNP Interface. Status=0x3)",
+     [](Station&, Controllers& c) { c[0].Mode = nullptr; }},
     {"does not start",
      {Mac(1)},
      nullptr,
@@ -177,6 +183,8 @@ TEST(DisplayAllMac, StopsAtTheFirstFailure) {
          s.machine.handles.RefuseInterface(simulation::kSimpleNetworkGuid, EFI_ACCESS_DENIED);
        },
        R"(ReportError 6 "\nNo SNP Interface. Status=0xf\n")", 0},
+      {"the second has no mode table", [](Station&, Controllers& c) { c[1].Mode = nullptr; },
+       R"(ReportError 6 "\nNo SNP Interface. Status=0x3\n")", 1},
       {"the second does not start", [](Station&, Controllers& c) { c[1].start_status = EFI_TIMEOUT; },
        R"(ReportError 6 "\nFailed to start SNP driver. Status=0x12\n")", 1},
   };

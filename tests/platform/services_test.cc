@@ -2,6 +2,7 @@
 #include "platform/collation.h"
 #include "platform/handles.h"
 #include "platform/image.h"
+#include "platform/protocols/unicode_collation.h"
 #include "platform/shell.h"
 #include "simulation/station.h"
 #include "simulation/text.h"
@@ -22,6 +23,18 @@ TEST(Services, FoldAsciiWithoutACollation) {
   station.collation.reset();
   station.Bind();
   for (const auto& c : cases) EXPECT_EQ(platform::EqualIgnoringCase(c.a, c.b), c.equal) << simulation::Readable(c.a);
+}
+
+TEST(Services, FindNothingWhereNoBufferIsLargeEnough) {
+  simulation::Station station;
+  station.Bind();
+  station.machine.system_table.BootServices->LocateHandle = [](EFI_LOCATE_SEARCH_TYPE, EFI_GUID*, void*, UINTN* size,
+                                                               EFI_HANDLE*) EFIAPI {
+    simulation::CountStep();
+    ++*size;
+    return EFI_STATUS{EFI_BUFFER_TOO_SMALL};
+  };
+  EXPECT_EQ(platform::FirstInterface(kUnicodeCollation2ProtocolGuid), nullptr);
 }
 
 TEST(Services, SetAVariableThroughAnOldShell) {

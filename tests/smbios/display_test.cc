@@ -306,8 +306,8 @@ TEST(Browser, GoesOnUntilTheLastStructureOrTheAnswerS) {
   } cases[] = {
       {{u"s"}, Round(0, "0", "5", "1", "s")},
       {{u"", u"S"}, Joined({first, Round(1, "11", "4", "abcd", "S")})},
-      {{u"", u"SS", u"s ", u"x"},
-       Joined({first, Round(1, "11", "4", "abcd", "SS"), Round(2, "7f", "4", "7f00", "s "),
+      {{u"", u"Stop", u"s ", u"x"},
+       Joined({first, Round(1, "11", "4", "abcd", "Stop"), Round(2, "7f", "4", "7f00", "s "),
                Round(3, "ff", "6", "3", "x")})},
   };
   for (const auto& c : cases) {

@@ -153,18 +153,14 @@ TEST(FirmwareId, CountsTheStringsOfTheFirstBiosStructure) {
 // This walk goes by the table's length, not by the count of structures.
 TEST(FirmwareId, TheTableEndsAtItsLength) {
   const SmbiosTable table = BiosTable("1.0");
-  const auto whole = static_cast<std::uint16_t>(table.bytes.size());
   const struct {
     SmbiosPlacement placement;
     bool found;
   } cases[] = {
-      {{.declared_count = 0}, true},
-      {{.declared_length = 0}, false},
-      {{.declared_length = 1}, false},
-      {{.declared_length = 11}, false},  // the first structure and nothing behind it
-      {{.declared_length = static_cast<std::uint16_t>(whole - 1)}, false},
-      {{.declared_address = 0}, false},
-      {{.declared_length = 0xFFFF}, true},
+      {{.declared_count = 0}, true},    {{.declared_length = 0}, false},
+      {{.declared_length = 1}, false},  {{.declared_length = 11}, false},  // the first structure and nothing behind it
+      {{.declared_length = 12}, true},                                     // the BIOS structure starts inside
+      {{.declared_address = 0}, false}, {{.declared_length = 0xFFFF}, true},
   };
   for (const auto& c : cases) {
     Station station;
@@ -204,6 +200,8 @@ const AcpiCase kAcpiCases[] = {
     {"a length of half of everything", AcpiTables{.declared_length = 0x80000000}, kBadRsdt},
     {"a length that no table has", AcpiTables{.declared_length = 0x100001}, kBadRsdt},
     {"a length without the last byte", AcpiTables{.declared_length = 39}, kBadRsdt},
+    {"a length of the header", AcpiTables{.declared_length = 36}, u""},
+    {"a length of less than the header", AcpiTables{.declared_length = 35}, kBadRsdt},
 };
 
 TEST(FirmwareId, SaysOnTheConsoleWhatIsWrongWithAcpi) {
