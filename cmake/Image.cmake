@@ -62,6 +62,7 @@ if(TESTLIB_SOURCES)
   add_efi_image(testlib efi-bsdrv-x86_64 ${TESTLIB_SOURCES})
 endif()
 add_efi_image(ipmi_kcs efi-bsdrv-x86_64 ${IPMI_KCS_SOURCES})
+add_efi_image(start efi-app-x86_64 ${START_SOURCES})
 
 # Firmware that a board has and OVMF has not; no product.
 string(REGEX REPLACE "/efi([^/]*)$" "/qemu\\1" IMAGE_OUTPUT ${IMAGE_OUTPUT})

@@ -8,6 +8,7 @@ file(GLOB MODULE_SOURCES CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/guid/*.cc)
 file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc)
 file(GLOB IPMI_KCS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/*.cc)
+file(GLOB START_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/start/*.cc)
 # The layer over the firmware, shared by all products; freestanding.cc stands
 # in for the C library, which a host program has, relocate.cc for its loader, and
 # port_io.cc reaches for ports, which the simulated machine has.

@@ -1,6 +1,8 @@
 #include "platform/files.h"
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "platform/handles.h"
 #include "platform/image.h"
@@ -53,22 +55,25 @@ bool IsFolder(EFI_FILE* file) {
   return (reinterpret_cast<EFI_FILE_INFO*>(block.data())->Attribute & EFI_FILE_DIRECTORY) != 0;
 }
 
-EFI_STATUS ReadOnVolume(EFI_HANDLE device, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
+EFI_STATUS OpenOnVolume(EFI_HANDLE device, const char16_t* path, std::uint64_t mode, EFI_FILE** file) {
   EFI_FILE_IO_INTERFACE* volume = nullptr;
-  // An image that came over the network has no volume.
-  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NOT_FOUND;
+  // A drive that was pulled takes its file system off the handle.
+  if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NO_MEDIA;
   EFI_FILE* root = nullptr;
   EFI_STATUS status = volume->OpenVolume(volume, &root);
   if (EFI_ERROR(status)) return status;
-  EFI_FILE* file = nullptr;
-  status = root->Open(root, &file, AsFirmwareText(path), EFI_FILE_MODE_READ, 0);
-  if (!EFI_ERROR(status)) {
-    status = IsFolder(file)
-                 ? EFI_UNSUPPORTED
-                 : ReadWhole([&](UINTN* part, void* to) { return file->Read(file, part, to); }, buffer, size);
-    file->Close(file);
-  }
+  status = root->Open(root, file, AsFirmwareText(path), mode, 0);
   root->Close(root);
+  return status;
+}
+
+EFI_STATUS ReadOnVolume(EFI_HANDLE device, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
+  EFI_FILE* file = nullptr;
+  EFI_STATUS status = OpenOnVolume(device, path, EFI_FILE_MODE_READ, &file);
+  if (EFI_ERROR(status)) return status;
+  status = IsFolder(file) ? EFI_UNSUPPORTED
+                          : ReadWhole([&](UINTN* part, void* to) { return file->Read(file, part, to); }, buffer, size);
+  file->Close(file);
   return status;
 }
 
@@ -96,26 +101,70 @@ bool ImagePath(EFI_DEVICE_PATH* node, Path& path, std::size_t& length) {
   return true;
 }
 
+bool HasVolume(EFI_HANDLE device) {
+  EFI_FILE_IO_INTERFACE* volume = nullptr;
+  return !EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume));
+}
+
 }  // namespace
 
 EFI_STATUS ReadFile(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
   auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
   if (shell != nullptr) return ReadThroughShell(shell, path, buffer, size);
-  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
-  return loaded == nullptr ? EFI_NOT_FOUND : ReadOnVolume(loaded->DeviceHandle, path, buffer, size);
+  return ReadFileOnVolume(image, path, buffer, size);
 }
 
-EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size) {
+EFI_STATUS FolderOf(EFI_HANDLE image, std::span<char16_t> folder) {
   const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
   // An image that was loaded from memory has no folder.
   if (loaded == nullptr || loaded->DeviceHandle == nullptr) return EFI_NOT_FOUND;
   Path path;
   std::size_t length = 0;
-  if (!ImagePath(loaded->FilePath, path, length)) return EFI_NOT_FOUND;
+  if (!ImagePath(loaded->FilePath, path, length)) return EFI_INVALID_PARAMETER;
+  // Nor has one that came over the network.
+  if (length == 0 && !HasVolume(loaded->DeviceHandle)) return EFI_NOT_FOUND;
   while (length > 0 && path[length - 1] != u'\\') --length;
-  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_NOT_FOUND;
+  if (length >= folder.size()) return EFI_INVALID_PARAMETER;
+  *std::copy_n(path.begin(), length, folder.begin()) = 0;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS ReadFileBeside(EFI_HANDLE image, const char16_t* name, std::span<std::uint8_t> buffer, std::size_t* size) {
+  Path path;
+  if (const EFI_STATUS status = FolderOf(image, path); EFI_ERROR(status)) return status;
+  std::size_t length = std::u16string_view(path.data()).size();
+  if (!Append(path, length, AsFirmwareText(name), kPathCharacters)) return EFI_INVALID_PARAMETER;
   path[length] = 0;
-  return ReadOnVolume(loaded->DeviceHandle, path.data(), buffer, size);
+  return ReadFileOnVolume(image, path.data(), buffer, size);
+}
+
+EFI_STATUS ReadFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  return loaded == nullptr ? EFI_NOT_FOUND : ReadOnVolume(loaded->DeviceHandle, path, buffer, size);
+}
+
+EFI_STATUS WriteFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<const std::uint8_t> content) {
+  constexpr std::uint64_t kWrite = EFI_FILE_MODE_READ | EFI_FILE_MODE_WRITE | EFI_FILE_MODE_CREATE;
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  if (loaded == nullptr) return EFI_NOT_FOUND;
+  EFI_FILE* file = nullptr;
+  EFI_STATUS status = OpenOnVolume(loaded->DeviceHandle, path, kWrite, &file);
+  if (EFI_ERROR(status)) return status;
+  UINTN written = content.size();
+  status = file->Write(file, &written, const_cast<std::uint8_t*>(content.data()));
+  if (!EFI_ERROR(status) && written != content.size()) status = EFI_VOLUME_FULL;
+  if (!EFI_ERROR(status)) status = file->Flush(file);
+  file->Close(file);
+  return status;
+}
+
+EFI_STATUS DeleteFileOnVolume(EFI_HANDLE image, const char16_t* path) {
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  if (loaded == nullptr) return EFI_NOT_FOUND;
+  EFI_FILE* file = nullptr;
+  const EFI_STATUS status = OpenOnVolume(loaded->DeviceHandle, path, EFI_FILE_MODE_READ | EFI_FILE_MODE_WRITE, &file);
+  // Firmware warns of a file that it could not delete.
+  return EFI_ERROR(status) ? status : file->Delete(file) == EFI_SUCCESS ? EFI_SUCCESS : EFI_DEVICE_ERROR;
 }
 
 }  // namespace platform

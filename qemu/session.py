@@ -12,7 +12,7 @@ PASS, FAIL, ERROR, SKIP, NONE = ("PASS",), ("FAIL",), ("ERROR",), ("SKIP",), (""
 
 _BEGIN = "<<begin {}>>"
 _END = re.compile(r"<<end (\d+) verdict=(\w*)>>")
-_RESULT = re.compile(r'RESULT test (\d+|-) "(.*)": (\w+), (\d+) errors?, ([0-9.]+) s')
+_RESULT = re.compile(r'RESULT test (\d+|-) "(.*)": (\w+), (\d+) errors?, ([0-9.]+) s(?:, .*)?')
 
 # The last line of a line run.
 SUMMARY = re.compile(r"SUMMARY .*: (?P<verdict>PASS|FAIL|ERROR)")

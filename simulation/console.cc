@@ -34,7 +34,9 @@ EFI_STATUS EFIAPI ReadKeyStroke(SIMPLE_INPUT_INTERFACE*, EFI_INPUT_KEY* key) {
   if (Fails("ReadKeyStroke")) return EFI_DEVICE_ERROR;
   auto& keys = Machine::Current().console.keys;
   if (keys.empty()) return EFI_NOT_READY;
-  *key = {.ScanCode = 0, .UnicodeChar = keys.front()};
+  constexpr char16_t kEscape = 0x1B;
+  const bool is_escape = keys.front() == kEscape;
+  *key = {.ScanCode = static_cast<UINT16>(is_escape ? SCAN_ESC : 0), .UnicodeChar = is_escape ? u'\0' : keys.front()};
   keys.pop_front();
   return EFI_SUCCESS;
 }

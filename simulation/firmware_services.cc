@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <stdexcept>
 #include <thread>
 
 #include "simulation/injection.h"
@@ -107,7 +106,7 @@ EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
   const Console& console = Machine::Current().console;
   if (console.keys.empty() && console.on_wait) console.on_wait();
   if (count != 1 || *events != console.input.WaitForKey || console.keys.empty()) {
-    throw std::logic_error("WaitForEvent would wait for ever");
+    throw WaitsForEver();
   }
   *index = 0;
   return EFI_SUCCESS;
@@ -228,6 +227,52 @@ EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHA
   throw ImageExit{image, status};
 }
 
+// The file path at the end of a device path.
+std::u16string FileIn(EFI_DEVICE_PATH* path) {
+  std::u16string file;
+  for (; !IsDevicePathEnd(path); path = NextDevicePathNode(path)) {
+    const auto length = static_cast<std::size_t>(DevicePathNodeLength(path));
+    if (DevicePathType(path) != MEDIA_DEVICE_PATH || DevicePathSubType(path) != MEDIA_FILEPATH_DP) continue;
+    file.assign(reinterpret_cast<const char16_t*>(path + 1), (length - sizeof *path) / sizeof(char16_t) - 1);
+  }
+  return file;
+}
+
+EFI_STATUS EFIAPI LoadImage(BOOLEAN, EFI_HANDLE parent, EFI_DEVICE_PATH* path, void* source, UINTN, EFI_HANDLE* image) {
+  if (source != nullptr) Fault("LoadImage from memory");
+  const std::u16string file = FileIn(path);
+  return Fails("LoadImage", file) ? EFI_DEVICE_ERROR : Machine::Current().LoadProgram(parent, file, image);
+}
+
+EFI_STATUS EFIAPI StartImage(EFI_HANDLE image, UINTN*, CHAR16**) {
+  if (!Fails("StartImage")) return Machine::Current().StartProgram(image);
+  return EFI_SECURITY_VIOLATION;
+}
+
+EFI_STATUS EFIAPI UnloadImage(EFI_HANDLE image) {
+  constexpr EFI_GUID kLoadedImageGuid = LOADED_IMAGE_PROTOCOL;
+  void* loaded = nullptr;
+  if (EFI_ERROR(Handles().Interface(image, kLoadedImageGuid, &loaded))) return EFI_INVALID_PARAMETER;
+  const auto unload = static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload;
+  const EFI_STATUS status = unload == nullptr ? EFI_SUCCESS : unload(image);
+  if (!EFI_ERROR(status)) Machine::Current().UnloadImage(image);
+  return status;
+}
+
+EFI_STATUS EFIAPI SetWatchdogTimer(UINTN seconds, UINT64, UINTN, CHAR16*) {
+  if (Fails("SetWatchdogTimer")) return EFI_UNSUPPORTED;
+  Machine::Current().watchdog_seconds = seconds;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI ConnectController(EFI_HANDLE, EFI_HANDLE*, EFI_DEVICE_PATH*, BOOLEAN recursive) {
+  if (Fails("ConnectController")) return EFI_NOT_FOUND;
+  Machine::Current().is_connected = recursive != FALSE;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI ResetSystem(EFI_RESET_TYPE type, EFI_STATUS, UINTN, CHAR16*) { throw MachineReset{type}; }
+
 EFI_STATUS EFIAPI Stall(UINTN microseconds) {
   Machine& machine = Machine::Current();
   machine.stalled_microseconds += microseconds;
@@ -278,6 +323,11 @@ void FillBootServices(EFI_BOOT_SERVICES& table) {
   table.LocateHandle = LocateHandle;
   table.LocateHandleBuffer = LocateHandleBuffer;
   table.LocateProtocol = LocateProtocol;
+  table.LoadImage = LoadImage;
+  table.StartImage = StartImage;
+  table.UnloadImage = UnloadImage;
+  table.SetWatchdogTimer = SetWatchdogTimer;
+  table.ConnectController = ConnectController;
   table.Exit = Exit;
   table.Stall = Stall;
 }
@@ -288,6 +338,7 @@ void FillRuntimeServices(EFI_RUNTIME_SERVICES& table) {
   table.GetVariable = GetVariable;
   table.GetNextVariableName = GetNextVariableName;
   table.SetVariable = SetVariable;
+  table.ResetSystem = reinterpret_cast<EFI_RESET_SYSTEM>(&ResetSystem);
 }
 
 }  // namespace simulation

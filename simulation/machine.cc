@@ -48,6 +48,44 @@ EFI_HANDLE Machine::LoadImage() {
   return handles.Install(kLoadedImageGuid, &loaded);
 }
 
+EFI_HANDLE Machine::LoadImage(EFI_HANDLE volume, const std::u16string& path) {
+  const EFI_HANDLE image = LoadImage();
+  loaded_images_.back().DeviceHandle = volume;
+  std::vector<std::uint8_t>& node = file_images_[image].path;
+  const std::size_t size = 4 + 2 * (path.size() + 1);
+  node = {MEDIA_DEVICE_PATH, MEDIA_FILEPATH_DP, static_cast<std::uint8_t>(size), static_cast<std::uint8_t>(size >> 8)};
+  const auto* const text = reinterpret_cast<const std::uint8_t*>(path.c_str());
+  node.insert(node.end(), text, text + size - 4);
+  node.insert(node.end(), {0xFF, 0xFF, 4, 0});
+  loaded_images_.back().FilePath = reinterpret_cast<EFI_DEVICE_PATH*>(node.data());
+  return image;
+}
+
+EFI_STATUS Machine::LoadProgram(EFI_HANDLE parent, const std::u16string& path, EFI_HANDLE* image) {
+  void* loaded = nullptr;
+  void* volume = nullptr;
+  constexpr EFI_GUID kVolumeGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+  if (EFI_ERROR(handles.Interface(parent, kLoadedImageGuid, &loaded))) return EFI_INVALID_PARAMETER;
+  const EFI_HANDLE device = static_cast<EFI_LOADED_IMAGE*>(loaded)->DeviceHandle;
+  const auto found = programs.find(path);
+  if (found == programs.end() || EFI_ERROR(handles.Interface(device, kVolumeGuid, &volume))) return EFI_NOT_FOUND;
+  // What may not be started is loaded all the same.
+  const EFI_STATUS status = found->second.load_status;
+  if (EFI_ERROR(status) && status != EFI_SECURITY_VIOLATION) return status;
+  *image = LoadImage(device, path);
+  file_images_[*image].program = &found->second;
+  return status;
+}
+
+EFI_STATUS Machine::StartProgram(EFI_HANDLE image) {
+  const auto found = file_images_.find(image);
+  if (found == file_images_.end()) return EFI_INVALID_PARAMETER;
+  const Program& program = *found->second.program;
+  const EFI_STATUS status = StartImage(image, program.entry).status;
+  if (!program.is_driver || EFI_ERROR(status)) UnloadImage(image);
+  return status;
+}
+
 ImageEnd Machine::StartImage(EFI_HANDLE image, ImageEntry entry) {
   steps = 0;
   has_failed_check = false;
@@ -63,6 +101,7 @@ void Machine::UnloadImage(EFI_HANDLE image) {
   void* loaded = nullptr;
   if (EFI_ERROR(handles.Interface(image, kLoadedImageGuid, &loaded))) return Fault("unloading what is not an image");
   handles.Uninstall(image, kLoadedImageGuid, loaded);
+  file_images_.erase(image);
   loaded_images_.remove_if([&](const EFI_LOADED_IMAGE& one) { return &one == loaded; });
 }
 

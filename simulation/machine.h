@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <list>
+#include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -36,6 +38,24 @@ struct ImageEnd {
 
 using ImageEntry = EFI_STATUS (*)(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
+// An image file: what runs when it is started, or why it is not loaded.
+struct Program {
+  ImageEntry entry = nullptr;
+  bool is_driver = false;
+  EFI_STATUS load_status = EFI_SUCCESS;
+};
+
+// Thrown where the machine leaves what it does: by the service ResetSystem, and
+// by a program that hangs until the watchdog bites.
+struct MachineReset {
+  EFI_RESET_TYPE type;
+};
+
+// Thrown where the machine waits for a key that nobody presses.
+struct WaitsForEver : std::logic_error {
+  WaitsForEver() : std::logic_error("WaitForEvent would wait for ever") {}
+};
+
 // Firmware services have no argument that tells the machine, so there is one
 // machine at a time.
 struct Machine {
@@ -50,8 +70,18 @@ struct Machine {
 
   // A handle with a loaded image on it.
   EFI_HANDLE LoadImage();
+  // From a volume's file.
+  EFI_HANDLE LoadImage(EFI_HANDLE volume, const std::u16string& path);
   ImageEnd StartImage(EFI_HANDLE image, ImageEntry entry);
   void UnloadImage(EFI_HANDLE image);
+
+  // The images of the volumes, by their path from the root.
+  std::map<std::u16string, Program> programs;
+  // Set by whoever runs; 0 for none.
+  std::uint64_t watchdog_seconds = 0;
+  bool is_connected = false;
+  EFI_STATUS LoadProgram(EFI_HANDLE parent, const std::u16string& path, EFI_HANDLE* image);
+  EFI_STATUS StartProgram(EFI_HANDLE image);
 
   Memory memory;
   HandleDatabase handles;
@@ -85,7 +115,12 @@ struct Machine {
   EFI_BOOT_SERVICES boot_services_{};
   EFI_RUNTIME_SERVICES runtime_services_{};
   std::vector<EFI_CONFIGURATION_TABLE> configuration_tables_;
+  struct FileImage {
+    const Program* program;
+    std::vector<std::uint8_t> path;
+  };
   std::list<EFI_LOADED_IMAGE> loaded_images_;
+  std::map<EFI_HANDLE, FileImage> file_images_;
 };
 
 }  // namespace simulation

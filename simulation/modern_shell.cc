@@ -68,7 +68,7 @@ std::map<std::u16string, std::u16string> given_values;
 EFI_STATUS EFIAPI Execute(EFI_HANDLE*, CHAR16* line, CHAR16**, EFI_STATUS* status) {
   if (Fails("Shell Execute")) return EFI_DEVICE_ERROR;
   current->commands.push_back(AsText(line));
-  if (status != nullptr) *status = current->command_status;
+  if (status != nullptr) *status = EFI_SUCCESS;
   return EFI_SUCCESS;
 }
 

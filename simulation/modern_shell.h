@@ -22,8 +22,6 @@ class ModernShell {
   ImageEnd Run(EFI_HANDLE image, ImageEntry entry, const CommandLine& command_line);
 
   std::vector<std::u16string> commands;
-  // What commands end with.
-  EFI_STATUS command_status = EFI_SUCCESS;
   // By the path under which a program opens them.
   std::map<std::u16string, std::vector<std::uint8_t>> files;
 

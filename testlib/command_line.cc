@@ -6,8 +6,6 @@
 namespace testlib {
 namespace {
 
-constexpr std::uint32_t kWholePercent = 100;
-
 bool SelectTest(CommandLine& command_line, const char16_t* value, ErrorText& error) {
   if (command_line.has_test) {
     FormatText(error, "a second test is given: %s. One run is one test.", value);
@@ -50,7 +48,8 @@ bool SetDebugMask(CommandLine& command_line, const char16_t* value, ErrorText& e
 }
 
 bool SetDelayScale(CommandLine& command_line, const char16_t* value, ErrorText& error) {
-  if (ParseNumber(value, &command_line.delay_scale) && command_line.delay_scale <= kWholePercent) return true;
+  command_line.has_delay_scale = true;
+  if (ParseDelayScale(value, &command_line.delay_scale)) return true;
   FormatText(error, "expected a delay scale of 0 to 100 percent, found \"%s\"", value);
   return false;
 }
@@ -180,6 +179,10 @@ bool ReadCommandLine(std::span<const char16_t* const> arguments, CommandLine& co
   return false;
 }
 
+bool ParseDelayScale(std::u16string_view text, std::uint32_t* percent) {
+  return ParseNumber(text, percent) && *percent <= kWholePercent;
+}
+
 bool DefineFromCommandLine(const CommandLine& command_line, ParameterStore& store, ErrorText& error) {
   for (std::size_t i = 0; i < command_line.definitions.count; ++i) {
     const std::u16string_view word = command_line.definitions.words[i];
@@ -194,7 +197,7 @@ bool DefineFromCommandLine(const CommandLine& command_line, ParameterStore& stor
     } else if (Define(store, PartBefore(word, sign), PartFrom(word, sign + 1), {}, reason)) {
       continue;
     }
-    FormatText(error, "parameter \"%s\": %s", word.data(), reason.data());
+    FormatText(error, "command line: \"%s\": %s", word.data(), reason.data());
     return false;
   }
   return true;
@@ -212,14 +215,16 @@ constinit const char16_t* const kHelpText =
     u"                            8 trace, 16 IPMI; add them up, or 0x1f for all\n"
     u"  -a, --answer TEXT         the operator's answer, in advance; may be repeated\n"
     u"  -s, --delay-scale PERCENT shorter waits, 0 to 100, for simulated machines\n"
-    u"  -n, --show                show the parameters and where they come from\n"
-    u"  -l, --list                list the tests\n"
+    u"  -n, --show                show the parameters and where they come from; with a\n"
+    u"                            test, what it reads, what is missing, the limits\n"
+    u"  -l, --list                list the tests and the parameters of each\n"
     u"      --summary             show all runs since the library was loaded\n"
     u"      --trace               show every step as a line for a machine\n"
     u"  -h, --help                this text\n"
     u"The file mfgtest.cfg beside the module is read first when it is there. The\n"
     u"command line wins over files. Numbers are decimal, or hexadecimal after 0x.\n"
-    u"Names are case-sensitive. The shell variable MfgVerdict holds PASS, FAIL,\n"
+    u"Names are case-sensitive, and one that no test knows is refused, unless it\n"
+    u"begins with X_: such names are the station's own. The shell variable MfgVerdict holds PASS, FAIL,\n"
     u"ERROR or SKIP afterwards.\n";
 
 }  // namespace testlib

@@ -24,6 +24,7 @@ struct CommandLine {
   bool trace;
   std::uint32_t test;
   std::uint32_t debug_mask;
+  bool has_delay_scale;
   std::uint32_t delay_scale;  // percent
   Words<kParameterFiles> files;
   Words<kAnswers> answers;
@@ -34,6 +35,11 @@ struct CommandLine {
 // reason in `error`, at the first word that cannot be taken; what stood before
 // it is kept.
 bool ReadCommandLine(std::span<const char16_t* const> arguments, CommandLine& command_line, ErrorText& error);
+
+inline constexpr std::uint32_t kWholePercent = 100;
+
+// Reads a share of the waits, 0 to 100 percent.
+bool ParseDelayScale(std::u16string_view text, std::uint32_t* percent);
 
 // Defines the parameters that the command line gives.
 bool DefineFromCommandLine(const CommandLine& command_line, ParameterStore& store, ErrorText& error);

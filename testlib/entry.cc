@@ -21,10 +21,12 @@ EFI_STATUS EFIAPI Unload(EFI_HANDLE image) {
   if (state == nullptr) return EFI_SUCCESS;
   if (const EFI_STATUS status = EndBridge(state->bridge); EFI_ERROR(status)) return status;
   if (state->provider != nullptr) {
+    platform::UninstallInterface(state->provider, kLineRunProtocolGuid, &state->line_table);
     const EFI_STATUS status = platform::UninstallInterface(state->provider, kTestLibraryProtocolGuid, &state->table);
     if (EFI_ERROR(status)) return status;
   }
-  ForgetVerdict(image);
+  // Nothing of this driver is left to say more.
+  (void)ForgetVerdict(image);
   platform::ReleaseBlock(state);
   state = nullptr;
   return EFI_SUCCESS;
@@ -34,7 +36,10 @@ EFI_STATUS Install(EFI_HANDLE image) {
   state = static_cast<State*>(platform::TakeBlock(sizeof(State)));
   if (state == nullptr) return EFI_OUT_OF_RESOURCES;
   FillTable(state->table);
-  const EFI_STATUS status = platform::InstallInterface(&state->provider, kTestLibraryProtocolGuid, &state->table);
+  FillLineRun(state->line_table);
+  EFI_STATUS status = platform::InstallInterface(&state->provider, kTestLibraryProtocolGuid, &state->table);
+  if (EFI_ERROR(status)) return status;
+  status = platform::InstallInterface(&state->provider, kLineRunProtocolGuid, &state->line_table);
   if (EFI_ERROR(status)) return status;
   if (EFI_LOADED_IMAGE* const loaded = platform::LoadedImage(image); loaded != nullptr) loaded->Unload = Unload;
   return StartBridge(state->bridge, state->provider, PrepareForApplication);

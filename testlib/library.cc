@@ -3,10 +3,13 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "testlib/asking.h"
+#include "testlib/error_table.h"
+#include "testlib/input.h"
 #include "testlib/output.h"
+#include "testlib/parameter_table.h"
 #include "testlib/run.h"
 #include "testlib/status.h"
-#include "testlib/text_part.h"
 #include "testlib/trace.h"
 
 namespace testlib {
@@ -32,12 +35,21 @@ void EFIAPI EndTest() {
 
 void EFIAPI Delay(std::uint32_t milliseconds) {
   TraceNumber(u"Delay ", milliseconds);
+  NoteLineWait(milliseconds);
+  state->run.waited += milliseconds;
   // 1000 microseconds a millisecond, 100 percent of them.
   platform::Wait(std::uint64_t{milliseconds} * 10 * state->command_line.delay_scale);
 }
 
+// A question that no line has asked is asked when a test reads it.
+const Parameter* FindAnswered(const char16_t* name) {
+  Parameter* const parameter = Find(state->parameters, name);
+  if (parameter == nullptr || !IsAsked(parameter->value.data())) return parameter;
+  return Ask(*parameter) ? parameter : nullptr;
+}
+
 TestLibraryStatus ReadNumber(const char16_t* name, std::uint32_t* value) {
-  const Parameter* const parameter = Find(state->parameters, name);
+  const Parameter* const parameter = FindAnswered(name);
   if (parameter == nullptr) return kNotFound;
   if (ParseNumber(parameter->value.data(), value)) return kTestLibrarySuccess;
   Note("%s = \"%s\" (%s): expected a number of at most 32 bits, decimal or 0x hexadecimal\n", name,
@@ -61,7 +73,7 @@ TestLibraryStatus EFIAPI GetParamNumber(const char16_t* name, std::uint32_t* val
 }
 
 TestLibraryStatus EFIAPI GetParamString(const char16_t* name, char16_t* value, UINTN maximum) {
-  const Parameter* const parameter = Find(state->parameters, name);
+  const Parameter* const parameter = FindAnswered(name);
   const TestLibraryStatus status = parameter == nullptr ? kNotFound : CopyValue(*parameter, value, maximum);
   if (!Tracing()) return status;
   TranscriptLine& line = BeginTrace(u"GetParamString ");
@@ -133,7 +145,14 @@ void EFIAPI DisplayPrint(const char16_t* format, ...) {
   Show(state->message.data());
 }
 
+// A request without its answer is one that had to be repeated, or failed.
+void CountExchange(std::u16string_view format) {
+  if (format.starts_with(u"\nSend IPMI Cmd")) ++state->run.requests;
+  if (format.starts_with(u", RespData")) ++state->run.responses;
+}
+
 void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
+  if ((mask & kDebugIpmi) != 0) CountExchange(format);
   const bool is_shown = (mask & state->command_line.debug_mask) != 0;
   // Most of what a test says, and on the line for nobody.
   if (!is_shown && !Tracing()) return;
@@ -151,13 +170,15 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
   TraceNumberAndText(u"ReportError ", code, state->message.data());
+  const ErrorRow* const row = FindError(code, format);
   ++state->run.errors;
-  // The module's own code for a number that is no test of its.
-  if (code == 0) state->run.no_such_test = true;
+  KeepReason(state->run, state->message.data(), row == nullptr ? nullptr : row->advice);
+  if (row != nullptr && row->blame == Blame::kStation) ++state->run.station_errors;
   if (Tracing()) return;
   std::array<char16_t, 32> label;
   FormatText(label, "ERROR %lu: ", code);
   ShowError(label.data(), state->message.data());
+  if (row != nullptr) Say(Colour::kNotice, "  -> %s\n", row->advice);
 }
 
 void EFIAPI Prompt(const char16_t* text) {
@@ -165,41 +186,9 @@ void EFIAPI Prompt(const char16_t* text) {
   Show(text, Colour::kNotice);
 }
 
-void TakeAnswer(std::span<char16_t> answer) {
-  const auto& answers = state->command_line.answers;
-  if (state->answers_used == answers.count) return Note("(no answer is left: taken as empty)\n");
-  const std::u16string_view text = answers.words[state->answers_used++];
-  *std::ranges::copy(PartBefore(text, answer.size() - 1), answer.begin()).out = 0;
-  Show(answer.data());
-  Show(u"  (answer given in advance)\n", Colour::kQuiet);
-}
-
-// Reads a line from the keyboard.
-void TypeAnswer(std::span<char16_t> answer) {
-  std::size_t length = 0;
-  for (char16_t key = platform::ReadKey(); key != u'\r' && key != u'\n'; key = platform::ReadKey()) {
-    if (key == u'\b' && length > 0) {
-      --length;
-      platform::EraseCharacter();
-    } else if (key >= u' ' && length + 1 < answer.size()) {
-      answer[length++] = key;
-      const char16_t echo[] = {key, 0};
-      platform::Write(echo);
-    }
-  }
-  answer[length] = 0;
-  platform::Write(u"\n");
-}
-
 void EFIAPI ReadInput(char16_t* answer, UINTN maximum, UINTN flags) {
   if (answer == nullptr || maximum == 0) return;
-  answer[0] = 0;
-  if (state->command_line.answers.count > 0) {
-    TakeAnswer({answer, maximum});
-  } else {
-    Show(u"(Enter ends the answer) ", Colour::kQuiet);
-    TypeAnswer({answer, maximum});
-  }
+  ReadLine({answer, maximum});
   TranscriptLine& line = BeginTrace(u"ReadInput ");
   AppendDecimal(line, maximum);
   AppendPlain(line, u" ");
@@ -241,7 +230,8 @@ void FillTable(TestLibrary& table) {
 }
 
 void PrepareForApplication() {
-  ForgetVerdict(nullptr);
+  // When it cannot be removed, the run that starts now tells.
+  (void)ForgetVerdict(nullptr);
   state->table.Initialize = Initialize;
 }
 

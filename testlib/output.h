@@ -43,7 +43,9 @@ void ShowError(const char16_t* label, const char16_t* message);
 // The lists and tables. Each begins on a fresh line.
 void ShowTests();
 void ShowParameters();
+void ShowParametersOf(std::uint32_t test);
 void ShowSummary();
+void ShowRuns();  // the summary but for its last line
 void ShowRunResults();
 void ShowVerdict();
 

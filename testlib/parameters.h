@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "platform/protocols/test_library.h"
 
@@ -38,6 +39,7 @@ struct ParameterStore {
   std::size_t count;
 
   std::span<const Parameter> All() const { return std::span(parameters).first(count); }
+  std::span<Parameter> All() { return std::span(parameters).first(count); }
 };
 
 // Adds a parameter, or replaces the one that an earlier source gave. Refused,
@@ -48,6 +50,9 @@ bool Define(ParameterStore& store, std::u16string_view name, std::u16string_view
 
 // The parameter of that name, or null.
 const Parameter* Find(const ParameterStore& store, const char16_t* name);
+inline Parameter* Find(ParameterStore& store, const char16_t* name) {
+  return const_cast<Parameter*>(Find(std::as_const(store), name));
+}
 
 // A number of at most 32 bits: decimal digits, or hexadecimal ones after 0x.
 bool ParseNumber(std::u16string_view text, std::uint32_t* number);

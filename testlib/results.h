@@ -27,16 +27,28 @@ enum class Stage : std::uint8_t {
 struct Run {
   Stage stage;
   bool has_test;
-  bool no_such_test;  // the module found no test of that number
   Verdict verdict;
   std::uint32_t test;
   std::uint32_t errors;
-  std::uint64_t hundredths;  // of a second: the start while it runs, then the duration
+  std::uint32_t station_errors;  // those among them that say nothing about the unit
+  std::uint64_t hundredths;      // of a second: the start while it runs, then the duration
+  std::uint64_t waited;          // milliseconds that the test asked to wait
+  // Requests to a management controller, and those that were answered.
+  std::uint32_t requests;
+  std::uint32_t responses;
+  // The first error, on one line, and what to do about it; null when nobody knows.
+  std::array<char16_t, 192> reason;
+  const char16_t* advice;
+
+  std::uint32_t Repeats() const { return requests > responses ? requests - responses : 0; }
 };
 
 // The verdict on a run that came to its regular end. Only a test that ran and
-// reported nothing passes.
+// reported nothing passes; only errors of the unit are the unit's failure.
 Verdict Judge(const Run& run);
+
+// Keeps the first reason that a run is given for its verdict.
+void KeepReason(Run& run, std::u16string_view message, const char16_t* advice);
 
 // How many runs ended with each verdict.
 struct Tally {
@@ -66,11 +78,17 @@ struct RunHistory {
 
 void Remember(RunHistory& history, const Run& run);
 
-// A published result: the last value of its key.
+// A line run begins here.
+void StartLine(RunHistory& history);
+
+// A published result: the last value of its key; or one that the order requires
+// and no test has published yet, whose value is empty.
 struct Result {
   std::array<char16_t, 256> key;
   std::array<char16_t, 256> value;
   std::uint32_t run;  // the run that published it, counted from 0
+  bool is_published;
+  bool is_required;
 };
 
 struct ResultStore {
@@ -83,6 +101,12 @@ struct ResultStore {
 
 // Keeps the result, cut to what a Result holds. False when the store is full.
 bool Publish(ResultStore& store, std::u16string_view key, std::u16string_view value, std::uint32_t run);
+
+// Requires a result of that key. False when the store is full.
+bool Require(ResultStore& store, std::u16string_view key);
+
+// Whether a required result was not published, or is empty.
+bool IsMissing(const Result& result);
 
 // The label of a result that the operator shall see, or null for another key.
 const char16_t* DisplayLabel(const Result& result);

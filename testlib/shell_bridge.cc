@@ -19,17 +19,16 @@ EFI_HANDLE ParentImage(EFI_HANDLE* parent) {
   return platform::LoadedImage(parent) != nullptr ? static_cast<EFI_HANDLE>(parent) : *parent;
 }
 
-// A shell that runs `set` in a nested shell keeps its own copy of the value, so
-// these commands go to its variables directly.
+// Sets a variable and does nothing else, whatever the command line says: names
+// and values come from parameter files and tables, and a shell would take
+// "> file" in one of them for its own. A nested shell would keep its own copy of
+// the value besides.
 EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* command_line, BOOLEAN) {
   if (command_line == nullptr) return EFI_INVALID_PARAMETER;
-  // Without one the only shell environment would be this one again.
-  if (!platform::HasModernShell()) return EFI_UNSUPPORTED;
   const EFI_HANDLE image = ParentImage(parent);
   SetCommand command;
-  if (!ReadSetCommand(command_line, &command)) return platform::RunShellCommand(image, command_line);
-  const auto life = command.is_volatile ? platform::VariableLife::kUntilReset : platform::VariableLife::kKept;
-  return platform::SetShellVariable(image, command.name.data(), command.value.data(), life);
+  if (!ReadSetCommand(command_line, &command)) return EFI_INVALID_PARAMETER;
+  return platform::SetShellVariable(image, command.name.data(), command.value.data(), platform::VariableLife::kKept);
 }
 
 const char16_t* EFIAPI GetEnv(const char16_t* name) { return platform::ShellVariable(name); }
@@ -115,14 +114,16 @@ bool ShellHasOldProtocols() {
 }  // namespace
 
 EFI_STATUS StartBridge(ShellBridge& bridge, EFI_HANDLE provider, ApplicationStarted on_start) {
-  if (ShellHasOldProtocols()) return EFI_SUCCESS;
   active = &bridge;
   application_started = on_start;
-  bridge.environment = kEnvironment;
-  EFI_STATUS status = platform::InstallInterface(&provider, kShellEnvironmentProtocolGuid, &bridge.environment);
-  if (EFI_ERROR(status)) return status;
-  bridge.provider = provider;
-  status = platform::WatchProtocol(kShellParametersProtocolGuid, OnShellParameters, &bridge.watch);
+  if (!ShellHasOldProtocols()) {
+    bridge.environment = kEnvironment;
+    const EFI_STATUS status = platform::InstallInterface(&provider, kShellEnvironmentProtocolGuid, &bridge.environment);
+    if (EFI_ERROR(status)) return status;
+    bridge.provider = provider;
+  }
+  // An old shell installs no parameters; start.efi does, on any of them.
+  const EFI_STATUS status = platform::WatchProtocol(kShellParametersProtocolGuid, OnShellParameters, &bridge.watch);
   // What carries the protocol already is the shell itself, no application.
   while (!EFI_ERROR(status) && platform::NextWatchedHandle(bridge.watch) != nullptr) continue;
   return status;

@@ -27,8 +27,8 @@ struct ShellBridge {
 // What is done whenever the shell starts an application.
 using ApplicationStarted = void (*)();
 
-// Puts the shell environment on `provider` and watches for applications. Where
-// the shell has the old protocols itself nothing is installed.
+// Puts the shell environment on `provider`, unless the shell has its own, and
+// watches for applications.
 EFI_STATUS StartBridge(ShellBridge& bridge, EFI_HANDLE provider, ApplicationStarted on_start);
 
 // Takes the shell interface off an image.

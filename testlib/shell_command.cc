@@ -1,58 +1,41 @@
 #include "testlib/shell_command.h"
 
-#include <string_view>
+#include <algorithm>
+
+#include "testlib/text_part.h"
 
 namespace testlib {
 namespace {
 
-using Word = std::array<char16_t, kShellTextCharacters>;
+constexpr std::u16string_view kSet = u"set \"";
+constexpr std::u16string_view kDelete = u"set -d \"";
+constexpr std::u16string_view kBetween = u" \"";
 
-bool IsBlank(char16_t c) { return c == u' ' || c == u'\t'; }
+bool IsControl(char16_t c) { return c < u' ' || (c >= 0x7F && c <= 0x9F); }
 
-const char16_t* SkipBlanks(const char16_t* cursor) {
-  while (IsBlank(*cursor)) ++cursor;
-  return cursor;
-}
-
-// Takes a word without its quotation marks; null when the marks do not close
-// or the word is too long. At the end of the text the word is empty.
-const char16_t* TakeWord(const char16_t* cursor, Word& word) {
-  cursor = SkipBlanks(cursor);
-  bool quoted = false;
-  std::size_t length = 0;
-  for (; *cursor != 0 && (quoted || !IsBlank(*cursor)); ++cursor) {
-    if (*cursor == u'"') {
-      quoted = !quoted;
-    } else if (length + 1 < word.size()) {
-      word[length++] = *cursor;
-    } else {
-      return nullptr;
-    }
-  }
-  word[length] = 0;
-  return quoted ? nullptr : cursor;
-}
-
-bool Is(const Word& word, std::u16string_view text) { return text == word.data(); }
-
-bool IsSet(const Word& word) {
-  return (word[0] | 0x20) == u's' && (word[1] | 0x20) == u'e' && (word[2] | 0x20) == u't' && word[3] == 0;
+// Takes the word in front of the next quotation mark, and the mark.
+bool TakeWord(std::u16string_view& rest, std::span<char16_t> word) {
+  const std::u16string_view text = PartBefore(rest, rest.find(u'"'));
+  if (text.empty() || text.size() == rest.size() || text.size() >= word.size()) return false;
+  if (std::ranges::any_of(text, IsControl)) return false;
+  *std::ranges::copy(text, word.begin()).out = 0;
+  rest = PartFrom(rest, text.size() + 1);
+  return true;
 }
 
 }  // namespace
 
 bool ReadSetCommand(const char16_t* command_line, SetCommand* command) {
-  const char16_t* cursor = TakeWord(command_line, command->name);
-  if (cursor == nullptr || !IsSet(command->name)) return false;
-  cursor = TakeWord(cursor, command->name);
-  if (cursor == nullptr) return false;
-  const bool deletes = Is(command->name, u"-d");
-  command->is_volatile = Is(command->name, u"-v");
-  if (deletes || command->is_volatile) cursor = TakeWord(cursor, command->name);
+  std::u16string_view rest = command_line;
   command->value[0] = 0;
-  if (cursor != nullptr && !deletes) cursor = TakeWord(cursor, command->value);
-  if (cursor == nullptr || *SkipBlanks(cursor) != 0 || command->name[0] == 0) return false;
-  return deletes != (command->value[0] != 0);
+  const bool deletes = rest.starts_with(kDelete);
+  if (!deletes && !rest.starts_with(kSet)) return false;
+  rest = PartFrom(rest, (deletes ? kDelete : kSet).size());
+  if (!TakeWord(rest, command->name)) return false;
+  if (deletes) return rest.empty();
+  if (!rest.starts_with(kBetween)) return false;
+  rest = PartFrom(rest, kBetween.size());
+  return TakeWord(rest, command->value) && rest.empty();
 }
 
 }  // namespace testlib

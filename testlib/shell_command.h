@@ -8,15 +8,15 @@ namespace testlib {
 
 inline constexpr std::size_t kShellTextCharacters = 512;
 
-// set NAME VALUE, set -v NAME VALUE (lost at the next reset), set -d NAME; each
-// word may stand in quotation marks.
+// set "NAME" "VALUE" or set -d "NAME".
 struct SetCommand {
   std::array<char16_t, kShellTextCharacters> name;
   std::array<char16_t, kShellTextCharacters> value;  // empty: delete the variable
-  bool is_volatile;
 };
 
-// False for every other command; `command` then holds nothing of use.
+// False for every other command, and for a name or value that is empty, too
+// long or holds a quotation mark or a control character; `command` then holds
+// nothing of use.
 bool ReadSetCommand(const char16_t* command_line, SetCommand* command);
 
 }  // namespace testlib

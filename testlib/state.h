@@ -2,6 +2,7 @@
 #pragma once
 
 #include "testlib/command_line.h"
+#include "testlib/line.h"
 #include "testlib/parameter_file.h"
 #include "testlib/results.h"
 #include "testlib/shell_bridge.h"
@@ -12,12 +13,15 @@ namespace testlib {
 struct State {
   EFI_HANDLE provider;  // carries the test library
   TestLibrary table;
+  LineRun line_table;
   ShellBridge bridge;
 
   // The boot.
   RunHistory history;
   ResultStore results;
   RemovedTests removed;
+
+  LineState line_run;
 
   // The run that is open.
   Run run;

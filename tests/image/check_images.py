@@ -12,7 +12,12 @@ from pathlib import Path
 
 APPLICATION = 10
 BOOT_SERVICE_DRIVER = 11
-SUBSYSTEMS = {"mfgtest": APPLICATION, "testlib": BOOT_SERVICE_DRIVER, "ipmi_kcs": BOOT_SERVICE_DRIVER}
+SUBSYSTEMS = {
+    "mfgtest": APPLICATION,
+    "start": APPLICATION,
+    "testlib": BOOT_SERVICE_DRIVER,
+    "ipmi_kcs": BOOT_SERVICE_DRIVER,
+}
 
 # What the module may fill: stations load it over slow links and from small disks.
 SIZE_LIMITS = {"mfgtest": 96 * 1024}

@@ -5,7 +5,7 @@
 #include "platform/protocols/shell.h"
 #include "simulation/modern_shell.h"
 #include "tests/faults_fail_tests.h"
-#include "tests/volume.h"
+#include "simulation/volume.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ struct Files : testing::Test {
   }
 
   simulation::Machine machine;
-  Volume volume{machine};
+  simulation::Volume volume{machine};
   EFI_HANDLE image;
   std::array<std::uint8_t, 10> buffer{};
   std::size_t size = 99;
@@ -71,7 +71,7 @@ TEST_F(Files, AreLookedForInTheImagesFolder) {
     AddNode(path, HARDWARE_DEVICE_PATH, MEDIA_FILEPATH_DP, {u'\\', 0, 0, 0});
     AddNode(path, MEDIA_DEVICE_PATH, MEDIA_HARDDRIVE_DP, {u'\\', 0, 0, 0});
     for (const std::u16string& node : c.nodes) AddName(path, node);
-    EXPECT_EQ(ReadBeside(path), EFI_NOT_FOUND);
+    EXPECT_EQ(ReadBeside(path), c.opened.empty() ? EFI_INVALID_PARAMETER : EFI_NOT_FOUND);
     EXPECT_EQ(volume.opened, c.opened);
   }
   DevicePath unterminated;
@@ -80,7 +80,7 @@ TEST_F(Files, AreLookedForInTheImagesFolder) {
   EXPECT_EQ(volume.opened, Names{u"D\\cfg"});
   DevicePath endless;
   AddNode(endless, MEDIA_DEVICE_PATH, MEDIA_FILEPATH_DP, {}, 3);
-  EXPECT_EQ(ReadBeside(endless), EFI_NOT_FOUND);
+  EXPECT_EQ(ReadBeside(endless), EFI_INVALID_PARAMETER);
   EXPECT_EQ(volume.opened, Names{});
 }
 
@@ -88,7 +88,7 @@ TEST_F(Files, AreReadWholeOrNotAtAll) {
   const struct {
     std::string content;
     EFI_STATUS status;
-    Volume::Behaviour behaviour;
+    simulation::Volume::Behaviour behaviour;
   } cases[] = {
       {"", EFI_SUCCESS, {}},
       {"12345", EFI_SUCCESS, {}},
@@ -115,7 +115,11 @@ TEST_F(Files, AreNotThereWithoutAVolume) {
   EXPECT_EQ(ReadBeside({}), EFI_NOT_FOUND);
   platform::LoadedImage(image)->DeviceHandle = image;
   EXPECT_EQ(ReadBeside({}), EFI_NOT_FOUND);
-  EXPECT_EQ(platform::ReadFile(image, u"a", buffer, &size), EFI_NOT_FOUND);
+  // It came from a volume, and that is gone.
+  DevicePath path;
+  AddName(path, u"mfgtest.efi");
+  EXPECT_EQ(ReadBeside(path), EFI_NO_MEDIA);
+  EXPECT_EQ(platform::ReadFile(image, u"a", buffer, &size), EFI_NO_MEDIA);
   EXPECT_EQ(platform::ReadFile(volume.handle, u"a", buffer, &size), EFI_NOT_FOUND);
   EXPECT_EQ(platform::ReadFileBeside(volume.handle, u"a", buffer, &size), EFI_NOT_FOUND);
 }

@@ -156,8 +156,8 @@ TEST(CommandLine, DefinesItsParameters) {
     std::u16string error;
   } cases[] = {
       {{u"1", u"A=x=y "}, u"x=y ", u""},
-      {{u"1", u"-p", u"A"}, u"", u"parameter \"A\": expected NAME=VALUE"},
-      {{u"1", u"A="}, u"", u"parameter \"A=\": the value is empty"},
+      {{u"1", u"-p", u"A"}, u"", u"command line: \"A\": expected NAME=VALUE"},
+      {{u"1", u"A="}, u"", u"command line: \"A=\": the value is empty"},
       {{u"1", u"=x"}, u"", u"letters, digits and underscores"},
       {{u"1", u"A=x", u"A=x"}, u"x", u"A is given a second time"},
   };

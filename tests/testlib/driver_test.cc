@@ -21,7 +21,7 @@
 #include "simulation/text.h"
 #include "testlib/results.h"
 #include "tests/faults_fail_tests.h"
-#include "tests/volume.h"
+#include "simulation/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -123,10 +123,14 @@ void ReportTwice(TestLibrary& library) {
   library.ReportError(4, u"\n%s mismatched. \nExp: \"%s\"\nRec: \"%s\"\n", u"X", u"a", u"b");
   library.ReportError(23, u"again %x\n", UINTN{0xAB});
 }
+void ReportStationError(TestLibrary& library) {
+  library.ReportError(23, u"Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n");
+}
 void ReportNoSuchTest(TestLibrary& library) { library.ReportError(0, u"Invalid test number: %d\n", UINTN{15}); }
 
 TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
+  AddFile(u"typo.cfg", "X_Own=1\nSytem_Product=x\nHSBP=y\n");
   AddFile(u"bad.cfg", "# x\nA B\n");
   AddFile(u"full.cfg", "#" + std::string(500, 'x') + "\n" + std::string(64 * 1024 - 502, '\n'));
   AddFile(u"big.cfg", std::string(64 * 1024 + 1, '\n'));
@@ -142,7 +146,7 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
        ReportTwice,
        u"FAIL",
        true,
-       u"\r\nERROR 4: X mismatched. \r\n  Exp: \"a\"\r\n  Rec: \"b\"\r\nERROR 23: again ab"},
+       u"\r\nERROR 4: X mismatched. \r\n  Exp: \"a\"\r\n  Rec: \"b\"\r\n  -> program the unit, or correct the order's data\r\nERROR 23: again ab"},
       {{u"1"}, ReportTwice, u"FAIL", true, u"\r\nRESULT test 1 \"System manufacturer\": FAIL, 2 errors, "},
       {{u"15"}, ReportNoSuchTest, u"ERROR", true, u"\r\nRESULT test 15 \"-\": ERROR, 1 error, "},
       {{u"--bogus"}, Nothing, u"ERROR", false, u"unknown option --bogus"},
@@ -151,8 +155,23 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
       {{u"1", u"-f", u"bad.cfg"}, Nothing, u"ERROR", false, u"bad.cfg line 2: expected NAME = VALUE"},
       {{u"1", u"-f", u"big.cfg"}, Nothing, u"ERROR", false, u"big.cfg: the file is larger than 65536 bytes"},
       {{u"1", u"-f", u"full.cfg"}, Nothing, u"PASS", true, u"RESULT"},
-      {{u"1", u"X="}, Nothing, u"ERROR", false, u"parameter \"X=\": the value is empty"},
+      {{u"1", u"X="}, Nothing, u"ERROR", false, u"command line: \"X=\": the value is empty"},
+      {{u"1", u"-f", u"typo.cfg"},
+       Nothing,
+       u"ERROR",
+       false,
+       u"ERROR: typo.cfg line 2: Sytem_Product = \"x\": no test knows this parameter. Is it System_Product? (Names of "
+       u"the station's own begin with X_.)\r\nERROR: typo.cfg line 3: HSBP = \"y\": expected a number"},
+      {{u"1", u"HSBP=x"}, Nothing, u"ERROR", false, u"ERROR: command line: HSBP = \"x\": expected a number"},
+      {{u"1"}, ReportStationError, u"ERROR", true, u"\r\n  -> load ipmi_kcs.efi, then start the test again\r\nRESULT"},
+      {{u"39", u"-n", u"HSBP=1"},
+       Nothing,
+       u"",
+       false,
+       u"  SYS_BD_FRU_ID: missing\r\n      FRU device ID, when HSBP is 0\r\n      a number of 32 bits, "
+       u"required\r\n  HSBP = \"1\"  (command line)\r\n"},
       {{u"--help"}, Nothing, u"", false, u"mfgtest.efi [options]"},
+      {{u"-l"}, Nothing, u"", false, u"Chassis type\r\n      Chassis_Type\r\n"},
       {{u"-l"}, Nothing, u"", false, u"  10  Chassis type"},
   };
   for (const auto& c : cases) {
@@ -171,8 +190,8 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
 }
 
 TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
-  Volume volume(machine);
-  volume.files[u"mfgtest.cfg"] = "A=1\nB";
+  simulation::Volume volume(machine);
+  volume.files[u"mfgtest.cfg"] = "X_A=1\nB";
   ASSERT_EQ(Load(), EFI_SUCCESS);
   AddFile(u"a", "");
   const auto set_env = [](const CHAR16*, const CHAR16*, BOOLEAN) EFIAPI { return EFI_STATUS{EFI_ACCESS_DENIED}; };
@@ -212,15 +231,24 @@ TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
       {{u"1"}, publish_too_much, u"\r\nThere is no room for more results: last is not kept\r\n"},
       {{u"1"},
        Nothing,
-       u"The shell variable MfgVerdict could not be set: Access Denied",
+       u"ERROR: the verdict of an earlier run, MfgVerdict, cannot be removed: Access Denied. Delete it in the shell: set "
+       u"-d MfgVerdict\r\nThe shell variable MfgVerdict could not be set: Access Denied\r\nRESULT test 1 \"System "
+       u"manufacturer\": ERROR",
        [&] { calls->SetEnv = set_env; }},
+      {{u"28", u"FlashAddress=0xFFFE0001"},
+       Nothing,
+       u"ERROR: test 28 would erase and rewrite the 64 KiB at FlashAddress"},
+      {{u"28", u"FlashAddress=0xFFFFFFFF", u"Allow_Top_Of_Flash=no"}, Nothing, u"ERROR: test 28 would erase"},
+      {{u"28", u"FlashAddress=0xFFFF0000", u"Allow_Top_Of_Flash=YES"}, Nothing, u"GUID writing\": PASS"},
+      {{u"28", u"FlashAddress=0xFFFE0000"}, Nothing, u"GUID writing\": PASS"},
+      {{u"30", u"FlashAddress=0xFFFF0000"}, Nothing, u"GUID in flash\": PASS"},
       {{u"1", u"-fa"}, Nothing, u"a: this is a folder, expected a file", [&] { calls->GetFileInfo = file_info; }},
       {{u"1", u"-fa"}, Nothing, u"a: the file cannot be read: Device Error", [&] { calls->ReadFile = read_file; }},
       {{u"1"}, Nothing, u"mfgtest.cfg line 2: expected NAME = VALUE", [&] { device = volume.handle; }},
       {{u"1"},
        Nothing,
        u"Parameters of mfgtest.cfg beside the module count.\r\n",
-       [&] { volume.files[u"mfgtest.cfg"].resize(4); }},
+       [&] { volume.files[u"mfgtest.cfg"].resize(6); }},
       {{u"1"},
        Nothing,
        u"mfgtest.cfg: the file cannot be read: No Media",
@@ -238,27 +266,27 @@ TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
 
 TEST_F(DriverOnModernShell, GivesParametersByRank) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
-  AddFile(u"a", "A=a\nB=a\nC=a\nN=0x1F\nM=-1\n");
-  AddFile(u"b", "B=b\nC=b\n");
-  const std::u16string written = Run({u"1", u"C=typed", u"-fa", u"-fb"}, [](TestLibrary& library) {
+  AddFile(u"a", "X_A=a\nX_B=a\nX_C=a\nX_N=0x1F\nX_M=-1\n");
+  AddFile(u"b", "X_B=b\nX_C=b\n");
+  const std::u16string written = Run({u"1", u"X_C=typed", u"-fa", u"-fb"}, [](TestLibrary& library) {
     std::array<char16_t, 8> text{};
-    for (const auto& [name, value] : {std::pair{u"A", u"a"}, {u"B", u"b"}, {u"C", u"typed"}}) {
+    for (const auto& [name, value] : {std::pair{u"X_A", u"a"}, {u"X_B", u"b"}, {u"X_C", u"typed"}}) {
       EXPECT_EQ(library.GetParamString(name, text.data(), sizeof text), 0u);
       EXPECT_EQ(std::u16string(text.data()), value);
     }
-    EXPECT_EQ(library.GetParamString(u"C", text.data(), 11), kTestLibraryBufferTooSmall);
-    EXPECT_EQ(library.GetParamString(u"c", text.data(), sizeof text), 1u);
+    EXPECT_EQ(library.GetParamString(u"X_C", text.data(), 11), kTestLibraryBufferTooSmall);
+    EXPECT_EQ(library.GetParamString(u"X_c", text.data(), sizeof text), 1u);
     std::uint32_t number = 0;
-    EXPECT_EQ(library.GetParamNumber(u"N", &number), 0u);
+    EXPECT_EQ(library.GetParamNumber(u"X_N", &number), 0u);
     EXPECT_EQ(number, 0x1Fu);
     EXPECT_EQ(library.GetParamNumber(u"none", &number), 1u);
-    EXPECT_EQ(library.GetParamNumber(u"M", &number), 2u);
+    EXPECT_EQ(library.GetParamNumber(u"X_M", &number), 2u);
     EXPECT_EQ(library.unused22(), 7u);
   });
-  EXPECT_NE(written.find(u"M = \"-1\" (a line 5): expected a number"), written.npos);
-  const std::u16string shown = Run({u"--show", u"C=typed", u"-fa", u"-fb"});
+  EXPECT_NE(written.find(u"X_M = \"-1\" (a line 5): expected a number"), written.npos);
+  const std::u16string shown = Run({u"--show", u"X_C=typed", u"-fa", u"-fb"});
   for (const auto* const line :
-       {u"A = \"a\"  (a line 1)", u"B = \"b\"  (b line 1)", u"C = \"typed\"  (command line)"}) {
+       {u"X_A = \"a\"  (a line 1)", u"X_B = \"b\"  (b line 1)", u"X_C = \"typed\"  (command line)"}) {
     EXPECT_NE(shown.find(line), shown.npos) << simulation::Readable(shown);
   }
 }
@@ -288,6 +316,7 @@ TEST_F(DriverOnModernShell, TalksToTheOperator) {
     EXPECT_NE(scripted.find(text), scripted.npos) << simulation::Readable(scripted);
   }
   EXPECT_EQ(scripted.find(u"progress"), scripted.npos);
+  EXPECT_NE(scripted.find(u" s, 1.0 s of waits\r\n"), scripted.npos);
   // A quarter of a second, and the calibration of the clock.
   EXPECT_EQ(machine.stalled_microseconds, 250'000u + 10'000u);
 
@@ -327,32 +356,63 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
   EXPECT_EQ(Verdict(), u"");
   application_ends = true;
   const std::u16string summary = Run({u"--summary"});
-  for (const auto* const line : {u"loaded: 5\r\n", u"     0  Autosense                      PASS          0  ",
-                                 u"    13  Chassis asset tag              SKIP          0  ",
-                                 u"    13  Chassis asset tag              FAIL          1  ",
-                                 u"     2  System product                 ERROR         0  ",
-                                 u"test 13 does not apply (removed by test 0): No asset tag.",
-                                 u"\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
+  for (const auto* const line :
+       {u"loaded: 5\r\n", u"     0  Autosense                      PASS          0  ",
+        u"    13  Chassis asset tag              SKIP          0  ",
+        u"    13  Chassis asset tag              FAIL          1  ",
+        u"     2  System product                 ERROR         0  ",
+        u"test 13 does not apply (removed by test 0):\r\n      No asset tag. Removing 13.\r\n",
+        u"\r\nFAIL test 13 \"Chassis asset tag\":\r\n  No asset tag. Removing 13.\r\nERROR test 1 ",
+        u"\r\n  the test did not come to its end\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
     EXPECT_NE(summary.find(line), summary.npos) << simulation::Readable(summary);
   }
   Run({u"0"});
   Run({u"13"});
   EXPECT_EQ(Verdict(), u"PASS");
   const std::u16string second = Run({u"--summary"});
-  const std::u16string earlier = u"  (before Autosense, not counted)\r\n";
+  const std::u16string earlier = u"  (not counted)\r\n";
   std::size_t marked = 0;
   for (std::size_t at = 0; (at = second.find(earlier, at)) != second.npos; ++at) ++marked;
   EXPECT_EQ(marked, 5u);
   EXPECT_TRUE(second.ends_with(u"SUMMARY 2 passed, 0 failed, 0 errors, 0 skipped: PASS\r\n"));
+
+  // A result that is required and missing; a new line that does not start.
+  Run({u"13", u"Required_Results=UUID, Asset"}, [](TestLibrary& library) { library.SetResultNumber(u"Asset", 7); });
+  EXPECT_TRUE(
+      Run({u"--summary"})
+          .ends_with(
+              u"\r\nFAIL required result missing or empty:\r\n  UUID\r\nSUMMARY 3 passed, 0 failed, 0 errors, 0 skipped: FAIL\r\n"));
+  Run({u"0", u"HSBP=x"});
+  const std::u16string refused = Run({u"--summary"});
+  EXPECT_EQ(refused.find(u"Asset  "), refused.npos);
+  EXPECT_TRUE(refused.ends_with(u"\r\nSUMMARY 0 passed, 0 failed, 1 errors, 0 skipped: ERROR\r\n"));
+}
+
+// A request that was not answered had to be repeated. The lines for rigs begin
+// with their word, even where a colour change is written to the terminal.
+TEST_F(DriverOnModernShell, TellsRigsInPlainLines) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  machine.system_table.ConOut->SetAttribute = [](SIMPLE_TEXT_OUTPUT_INTERFACE*, UINTN) EFIAPI {
+    simulation::Machine::Current().console.written += u'\x1B';
+    return EFI_STATUS{EFI_SUCCESS};
+  };
+  const std::u16string written = Run({u"43"}, [](TestLibrary& library) {
+    for (int i = 0; i < 3; ++i) library.DebugPrint(16, u"\nSend IPMI Cmd to BMC: NetFn=0x%02x", UINTN{10});
+    library.DebugPrint(16, u", RespData:0x");
+    library.ReportError(31, u"\nbad\n");
+  });
+  EXPECT_NE(written.find(u"\r\nRESULT test 43 \"FRU end markers\": FAIL, 1 error, "), written.npos);
+  EXPECT_TRUE(written.ends_with(u" s, 2 repeats\r\n")) << simulation::Readable(written);
+  EXPECT_NE(Run({u"--summary"}).find(u"\r\nSUMMARY 0 passed, 1 failed,"), written.npos);
 }
 
 TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   const std::u16string long_text(100, u'x');
-  std::u16string written = Run({u"1", u"A=v", u"-as", u"-s0", u"--trace", u"-d1"}, [&](TestLibrary& library) {
+  std::u16string written = Run({u"1", u"X_A=v", u"-as", u"-s0", u"--trace", u"-d1"}, [&](TestLibrary& library) {
     std::array<char16_t, 4> text;
-    library.GetParamString(u"A", text.data(), 8);
-    library.GetParamString(u"B", text.data(), 8);
+    library.GetParamString(u"X_A", text.data(), 8);
+    library.GetParamString(u"X_B", text.data(), 8);
     library.DebugPrint(1, u"\n%s", long_text.c_str());
     library.ReadInput(text.data(), 4, 0);
     library.Delay(5);
@@ -360,7 +420,7 @@ TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
     library.ReportError(4, u"bad\n");
   });
   const std::u16string expected =
-      u"@ Initialize -> 0 test 1\r\n@ GetParamString \"A\" 8 -> 0 \"v\"\r\n@ GetParamString \"B\" 8 -> 1\r\n"
+      u"@ Initialize -> 0 test 1\r\n@ GetParamString \"X_A\" 8 -> 0 \"v\"\r\n@ GetParamString \"X_B\" 8 -> 1\r\n"
       u"@ DebugPrint 1 \"\\n" +
       std::u16string(72 - 16, u'x') + u"\r\n@+" + std::u16string(100 - 72 + 16, u'x') +
       u"\"\r\n@ ReadInput 4 0 -> \"s\"\r\n@ Delay 5\r\n@ SetResultNumber \"display.cfg:k\" 3\r\n"
@@ -382,10 +442,7 @@ TEST_F(DriverOnModernShell, BridgesAModernShell) {
     EXPECT_EQ(std::u16string(environment->GetEnv(u"MFG")), u"A B");
     EXPECT_EQ(environment->Execute(static_cast<EFI_HANDLE*>(image), u"set -d \"MFG\"", FALSE), EFI_SUCCESS);
     EXPECT_EQ(environment->GetEnv(u"MFG"), nullptr);
-    EXPECT_EQ(environment->Execute(&image, u"set -v \"MFG\" x", FALSE), EFI_SUCCESS);
-    EXPECT_EQ(machine.variables.Find(u"MFG", simulation::kShellVariableGuid)->attributes & EFI_VARIABLE_NON_VOLATILE,
-              0u);
-    EXPECT_EQ(environment->Execute(nullptr, u"ls fs0:", FALSE), EFI_SUCCESS);
+    EXPECT_EQ(environment->Execute(nullptr, u"ls fs0:", FALSE), EFI_INVALID_PARAMETER);
     EXPECT_EQ(environment->Execute(&image, nullptr, FALSE), EFI_INVALID_PARAMETER);
     EXPECT_EQ(environment->GetMap(u"fs0"), nullptr);
     EXPECT_EQ(environment->CurDir(u"fs0"), nullptr);
@@ -394,10 +451,8 @@ TEST_F(DriverOnModernShell, BridgesAModernShell) {
     EXPECT_EQ(environment->FileMetaArg(u"*", nullptr), EFI_UNSUPPORTED);
     EXPECT_EQ(environment->FreeFileList(nullptr), EFI_UNSUPPORTED);
     environment->AddProt(nullptr, nullptr, nullptr, nullptr);
-    shell.command_status = EFI_DEVICE_ERROR;
-    EXPECT_EQ(environment->Execute(&image, u"ls fs1:", FALSE), EFI_DEVICE_ERROR);
   });
-  EXPECT_EQ(shell.commands, (std::vector<std::u16string>{u"ls fs0:", u"ls fs1:"}));
+  EXPECT_TRUE(shell.commands.empty());
   EXPECT_TRUE(machine.handles.Handles(&kShellInterfaceProtocolGuid).empty());
 
   // An application that ends without a word is cleared away at the next start,
@@ -435,7 +490,8 @@ TEST_F(DriverOnModernShell, RunsTheModule) {
   EXPECT_EQ(Verdict(), u"PASS");
   const std::u16string written = Run({u"15"});
   EXPECT_EQ(Verdict(), u"ERROR");
-  EXPECT_NE(written.find(u"ERROR 0: Invalid test number: 15\r\nRESULT"), written.npos) << simulation::Readable(written);
+  EXPECT_NE(written.find(u"ERROR 0: Invalid test number: 15\r\n  -> --list shows the tests\r\nRESULT"), written.npos)
+      << simulation::Readable(written);
   EXPECT_EQ(status, EFI_SUCCESS);
 }
 

@@ -6,7 +6,8 @@
 #include <string>
 
 #include "module/catalogue.h"
-#include "testlib/test_titles.h"
+#include "testlib/required_results.h"
+#include "testlib/tests.h"
 
 namespace testlib {
 namespace {
@@ -15,20 +16,20 @@ TEST(Verdict, OnlyARunWithoutErrorsPasses) {
   const struct {
     Stage stage;
     std::uint32_t errors;
-    bool no_such_test;
+    std::uint32_t station_errors;
     const char16_t* verdict;
   } cases[] = {
-      {Stage::kRunning, 0, false, u"PASS"},   {Stage::kRunning, 1, false, u"FAIL"},
-      {Stage::kRunning, 1, true, u"ERROR"},   {Stage::kRefused, 1, false, u"ERROR"},
-      {Stage::kRefused, 0, false, u"ERROR"},  {Stage::kDoesNotApply, 0, false, u"SKIP"},
-      {Stage::kMustApply, 1, false, u"FAIL"}, {Stage::kNothingToRun, 0, false, u""},
-      {Stage::kIdle, 0, false, u""},
+      {Stage::kRunning, 0, 0, u"PASS"},      {Stage::kRunning, 1, 0, u"FAIL"},
+      {Stage::kRunning, 2, 1, u"FAIL"},      {Stage::kRunning, 2, 2, u"ERROR"},
+      {Stage::kRefused, 1, 0, u"ERROR"},     {Stage::kRefused, 0, 0, u"ERROR"},
+      {Stage::kDoesNotApply, 0, 0, u"SKIP"}, {Stage::kMustApply, 1, 0, u"FAIL"},
+      {Stage::kNothingToRun, 0, 0, u""},     {Stage::kIdle, 0, 0, u""},
   };
   for (const auto& c : cases) {
     testlib::Run run{};
     run.stage = c.stage;
     run.errors = c.errors;
-    run.no_such_test = c.no_such_test;
+    run.station_errors = c.station_errors;
     EXPECT_EQ(std::u16string(VerdictText(Judge(run))), c.verdict);
   }
 }
@@ -54,6 +55,28 @@ TEST(Results, LongTextIsCutAndAFullStoreRefuses) {
   EXPECT_EQ(std::u16string(store->results[0].key.data()).size(), 255u);
   for (char16_t i = 1; i < ResultStore::kResults; ++i) EXPECT_TRUE(Publish(*store, std::u16string(1, i), u"", 0));
   EXPECT_FALSE(Publish(*store, u"one more", u"", 0));
+}
+
+TEST(RequiredResults, FailALineThatPassed) {
+  const auto store = std::make_unique<ResultStore>();
+  const auto parameters = std::make_unique<ParameterStore>();
+  ErrorText error;
+  Define(*parameters, u"Required_Results", u" display.cfg:Supply 1, UUID ,", {}, error);
+  Define(*parameters, u"Required_Results_2", u"Type", {}, error);
+  Define(*parameters, u"Required_Tests", u"1", {}, error);
+  EXPECT_TRUE(RequireResults(*parameters, *store));
+  EXPECT_TRUE(RequireResults(*parameters, *store));
+  EXPECT_EQ(store->count, 3u);
+  Tally passed{};
+  passed.runs[static_cast<std::size_t>(Verdict::kPass)] = 1;
+  Publish(*store, u"UUID", u"x", 0);
+  Publish(*store, u"Type", u"1", 0);
+  EXPECT_EQ(JudgeLine(passed, *store), Verdict::kFail);
+  EXPECT_EQ(JudgeLine({}, *store), Verdict::kError);
+  Publish(*store, u"display.cfg:Supply 1", u"", 0);
+  EXPECT_EQ(JudgeLine(passed, *store), Verdict::kFail);
+  Publish(*store, u"display.cfg:Supply 1", u"y", 0);
+  EXPECT_EQ(JudgeLine(passed, *store), Verdict::kPass);
 }
 
 TEST(RemovedTests, AreFoundAndBounded) {
@@ -100,11 +123,11 @@ TEST(RunHistory, ALineRunCountsFromTheLastAutosense) {
   EXPECT_EQ(remember(0, true, Verdict::kError), Verdict::kError);
 }
 
-TEST(TestTitles, EveryTestOfTheModuleHasOne) {
+TEST(Tests, EveryTestOfTheModuleHasARow) {
   const auto catalogue = mfgtest::Catalogue();
-  const auto titles = TestTitles();
-  ASSERT_EQ(titles.size(), catalogue.size());
-  for (std::size_t i = 0; i < titles.size(); ++i) EXPECT_EQ(titles[i].number, catalogue[i].number);
+  const auto tests = Tests();
+  ASSERT_EQ(tests.size(), catalogue.size());
+  for (std::size_t i = 0; i < tests.size(); ++i) EXPECT_EQ(tests[i].number, catalogue[i].number);
 }
 
 }  // namespace

@@ -1,33 +1,50 @@
 // A volume with files on it, as the driver of a file system offers it.
 #pragma once
 
+#include <array>
 #include <cstring>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "simulation/fault.h"
+#include "simulation/injection.h"
 #include "simulation/machine.h"
+#include "simulation/text.h"
+
+namespace simulation {
 
 struct Volume {
   struct File {
     EFI_FILE protocol{};  // first: a call tells its file by this address
     Volume* volume;
-    const std::string* content = nullptr;
+    std::string* content = nullptr;
     std::size_t position = 0;
   };
 
-  explicit Volume(simulation::Machine& machine) : handle(machine.handles.Install(kGuid, &protocol)) {
+  explicit Volume(Machine& on) : machine(on), handle(machine.handles.Install(kGuid, &protocol)) {
+    machine.handles.Install(&handle, kDevicePathGuid, device_path.data());
     protocol.OpenVolume = OpenVolume;
     root = {.protocol = Calls(), .volume = this};
   }
   Volume(const Volume&) = delete;
   ~Volume() {
-    if (open_files != 0) simulation::Fault("files were left open");
+    if (open_files != 0) Fault("files were left open");
+  }
+
+  // The drive is pulled.
+  void Vanish() {
+    machine.handles.Uninstall(handle, kGuid, &protocol);
+    behaviour.open_status = EFI_NO_MEDIA;
   }
 
   static constexpr EFI_GUID kGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
+  static constexpr EFI_GUID kDevicePathGuid = DEVICE_PATH_PROTOCOL;
   EFI_FILE_IO_INTERFACE protocol{};  // first, likewise
+  Machine& machine;
+  // A vendor's node, and the end.
+  std::array<std::uint8_t, 24> device_path{1, 4, 20, 0, 0x4D, 0x46, 0x47, 0, 0,           0,    0, 0,
+                                           0, 0, 0,  0, 0,    0,    0,    0, 0x7F | 0x80, 0xFF, 4, 0};
   EFI_HANDLE handle;
   File root;
   File file;  // one at a time
@@ -40,6 +57,7 @@ struct Volume {
     EFI_STATUS info_status = EFI_SUCCESS;
     std::size_t portion = SIZE_MAX;       // that a read gives at most
     std::size_t damaged_from = SIZE_MAX;  // where a read fails
+    EFI_STATUS write_status = EFI_SUCCESS;
     bool is_folder = false;
   } behaviour;
 
@@ -49,6 +67,9 @@ struct Volume {
     calls.Open = Open;
     calls.Close = Close;
     calls.Read = Read;
+    calls.Write = Write;
+    calls.Flush = Flush;
+    calls.Delete = Delete;
     calls.GetInfo = GetInfo;
     return calls;
   }
@@ -62,8 +83,11 @@ struct Volume {
   static EFI_STATUS EFIAPI Open(EFI_FILE* folder, EFI_FILE** file, CHAR16* name, UINT64 mode, UINT64) {
     Volume& volume = *reinterpret_cast<File*>(folder)->volume;
     volume.opened.emplace_back(AsText(name));
+    if (Fails("Open", volume.opened.back())) return EFI_DEVICE_ERROR;
+    if (mode != EFI_FILE_MODE_READ && EFI_ERROR(volume.behaviour.write_status)) return volume.behaviour.write_status;
+    if ((mode & EFI_FILE_MODE_CREATE) != 0) volume.files.try_emplace(volume.opened.back());
     const auto found = volume.files.find(volume.opened.back());
-    if (found == volume.files.end() || mode != EFI_FILE_MODE_READ) return EFI_NOT_FOUND;
+    if (found == volume.files.end()) return EFI_NOT_FOUND;
     volume.file = {.protocol = Calls(), .volume = &volume, .content = &found->second};
     ++volume.open_files;
     *file = &volume.file.protocol;
@@ -81,6 +105,22 @@ struct Volume {
     file.position += *size;
     return EFI_SUCCESS;
   }
+  static EFI_STATUS EFIAPI Write(EFI_FILE* protocol, UINTN* size, void* from) {
+    File& file = *reinterpret_cast<File*>(protocol);
+    if (Fails("Write")) return EFI_DEVICE_ERROR;
+    file.content->resize(std::max(file.content->size(), file.position + *size));
+    std::memcpy(file.content->data() + file.position, from, *size);
+    file.position += *size;
+    return EFI_SUCCESS;
+  }
+  static EFI_STATUS EFIAPI Flush(EFI_FILE*) { return Fails("Flush") ? EFI_DEVICE_ERROR : EFI_SUCCESS; }
+  static EFI_STATUS EFIAPI Delete(EFI_FILE* protocol) {
+    File& file = *reinterpret_cast<File*>(protocol);
+    Close(protocol);
+    if (Fails("Delete")) return EFI_WARN_DELETE_FAILURE;
+    std::erase_if(file.volume->files, [&](const auto& one) { return &one.second == file.content; });
+    return EFI_SUCCESS;
+  }
   static EFI_STATUS EFIAPI GetInfo(EFI_FILE* protocol, EFI_GUID* kind, UINTN* size, void* to) {
     static constexpr EFI_GUID kFileInfo = EFI_FILE_INFO_ID;
     const Volume& volume = *reinterpret_cast<File*>(protocol)->volume;
@@ -93,3 +133,5 @@ struct Volume {
     return EFI_SUCCESS;
   }
 };
+
+}  // namespace simulation
