@@ -15,7 +15,7 @@ export TEST PARAMS LINE
 
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
-PRODUCT_FOLDERS := module platform smbios guid net pci ipmi testlib drivers start
+PRODUCT_FOLDERS := module platform smbios guid net pci ipmi testlib drivers start dump
 CODE := $(wildcard $(PRODUCT_FOLDERS) simulation qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.

@@ -70,6 +70,11 @@ target_link_libraries(host_start PUBLIC host_platform)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/start/entry.cc PROPERTIES
   COMPILE_DEFINITIONS efi_main=start_efi_main)
 
+add_product(host_dump ${DUMP_SOURCES})
+target_link_libraries(host_dump PUBLIC host_module host_testlib)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/dump/entry.cc PROPERTIES
+  COMPILE_DEFINITIONS efi_main=dump_efi_main)
+
 # What runs on the host only may use all of C++.
 add_library(host_test_flags INTERFACE)
 target_link_libraries(host_test_flags INTERFACE gnu_efi host_flags)

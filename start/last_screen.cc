@@ -132,7 +132,8 @@ Page Compose(const LastScreen& screen, char16_t point) {
   Page page;
   AddLetters(page, report.Verdict, point);
   AddText(page, Colour::kNormal, "");
-  const EFI_TIME now = platform::ReadRealTimeClock();
+  EFI_TIME now{};
+  platform::ReadRealTimeClock(&now);
   AddText(page, Colour::kNormal, "Unit %s   %u-%02u-%02u %02u:%02u:%02u   %lu s",
           *report.Unit == 0 ? u"without a serial number" : report.Unit, now.Year, now.Month, now.Day, now.Hour,
           now.Minute, now.Second, screen.hundredths / 100);

@@ -16,6 +16,7 @@ SUBSYSTEMS = {
     "mfgtest": APPLICATION,
     "start": APPLICATION,
     "testlib": BOOT_SERVICE_DRIVER,
+    "dump": APPLICATION,
     "ipmi_kcs": BOOT_SERVICE_DRIVER,
 }
 
