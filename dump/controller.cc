@@ -49,7 +49,8 @@ Answer AskController(mfgtest::IpmiCommand command, Bytes request) {
     std::uint32_t length = mfgtest::kIpmiResponseCapacity;
     answer.status = transport->ReceiveIpmiResponse(transport, &header[0], &header[1], &header[2], &answer.bytes[0],
                                                    &answer.bytes[1], &length);
-    answer.length = 1 + std::min(length, mfgtest::kIpmiResponseCapacity);
+    // What lies behind an error's completion code is nobody's.
+    answer.length = 1 + (answer.bytes[0] == 0 ? std::min(length, mfgtest::kIpmiResponseCapacity) : 0);
   }
   return answer;
 }
@@ -134,9 +135,10 @@ void DumpFru(const FruDevice& device) {
   Answer last;
   const std::size_t size = device.Size();
   const std::size_t read = ReadAll(device, size, the_dump->room, last);
+  // A server has few of the devices that it may have.
+  if (read == 0 && device.address == kController) return AddRefusal(device, last);
   if (read < size) MissFru(device, last, read);
-  if (read > 0) return WritePart(device.Name().data(), Bytes(the_dump->room).first(read));
-  if (device.address == kController) AddRefusal(device, last);
+  if (read > 0) WritePart(device.Name().data(), Bytes(the_dump->room).first(read));
 }
 
 }  // namespace

@@ -21,6 +21,11 @@ def make_drive(image, files):
         _mtools("mcopy", "-i", image, "-", f"::{name}", content=content)
 
 
+def read_folder(image, folder, to):
+    """Copies a folder of a FAT image, with all that is in it, into a folder of the host."""
+    _mtools("mcopy", "-s", "-n", "-i", image, f"::{folder}", to)
+
+
 def _mtools(*command, content=None):
     done = subprocess.run(command, input=content, capture_output=True)
     if done.returncode != 0:

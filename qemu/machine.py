@@ -66,7 +66,8 @@ def smbios_options(identity):
         yield ",".join([f"type={structure}", *(f"{name}={text.replace(',', ',,')}" for name, text in fields.items())])
 
 
-def boot(smbios, files, commands, time_limit, on_line=lambda line: None, options=(), answers=(), variables=None):
+def boot(smbios, files, commands, time_limit, on_line=lambda line: None, options=(), answers=(), variables=None,
+         on_off=lambda drive: None):
     """Boots a machine once and gives the lines that it said.
 
     smbios: values of QEMU's -smbios option, and structures as bytes; QEMU makes none of their types of its own
@@ -77,6 +78,7 @@ def boot(smbios, files, commands, time_limit, on_line=lambda line: None, options
     options: further options of QEMU
     answers: what a person types, in this order: each as a prompt and the keys that are sent when it stands there
     variables: the file of a variable store that a later boot is to find again; the first boot makes it
+    on_off: called with the drive's image when the machine is off
     """
     with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
         drive = Path(folder, "drive.img")
@@ -88,7 +90,9 @@ def boot(smbios, files, commands, time_limit, on_line=lambda line: None, options
             shutil.copyfile(_VARIABLES, variables)
         smbios = _with_files(smbios, Path(folder))
         keys = ((_COUNTDOWN, _ESCAPE if commands is None else " "), *answers)
-        return _run([*_command_line(smbios, drive, variables), *options], time_limit, on_line, keys)
+        lines = _run([*_command_line(smbios, drive, variables), *options], time_limit, on_line, keys)
+        on_off(drive)
+        return lines
 
 
 def _with_files(smbios, folder):

@@ -1,6 +1,8 @@
 #include "replay/learn.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -66,7 +68,9 @@ std::string Quoted(const std::string& name, const std::string& value) {
   const auto is_control = [](unsigned char c) { return c < ' ' || c == 0x7F; };
   if (std::ranges::any_of(value, is_control)) return "";
   if (name == "Chassis_Type" && !value.empty() && value.find_first_not_of("0123456789") == value.npos) {
-    return Hexadecimal(std::stoul(value));
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%02llX", std::strtoull(value.c_str(), nullptr, 10));
+    return text;
   }
   const bool needs_marks = value.empty() || value.front() == ' ' || value.back() == ' ' || value.front() == '"' ||
                            value.front() == '#' || value.find(" #") != value.npos || value == kAsk ||

@@ -18,6 +18,7 @@ namespace {
 using namespace replay;
 
 constexpr int kError = 2;
+constexpr std::uint64_t kTellingWait = 100'000;  // microseconds
 
 MachineData ReadMachine(const Options& options) {
   MachineData data;
@@ -58,7 +59,7 @@ void RemarkOnRun(const simulation::Machine& machine, bool waited) {
   char text[80];
   std::snprintf(text, sizeof text, "waits of %.1f s were %s", static_cast<double>(machine.stalled_microseconds) / 1e6,
                 waited ? "waited for" : "counted, not waited for");
-  if (machine.stalled_microseconds > 0) Remark(text);
+  if (machine.stalled_microseconds >= kTellingWait) Remark(text);
   std::map<std::string, int> writes;
   for (const std::string& write : machine.writes) ++writes[write];
   for (const auto& [what, count] : writes) {

@@ -101,6 +101,8 @@ void ReadPlainWord(const std::string& word, Options& options) {
     options.action = Options::Action::kLearn;
   } else if (word == "line" && options.action == Options::Action::kRun) {
     options.action = Options::Action::kRunLine;
+  } else if ((word == "stop" || word == "write") && options.action == Options::Action::kRunLine) {
+    options.words.push_back(word);
   } else if (word.find('=') != word.npos || (IsNumber(word) && !std::filesystem::is_directory(word))) {
     options.words.push_back(word);
   } else if (options.dumps.size() < most_dumps) {
@@ -125,7 +127,6 @@ void Check(const Options& options) {
 
 Options ReadOptions(const std::vector<std::string>& words) {
   Options options;
-  if (words.empty()) options.action = Options::Action::kShowHelp;
   for (std::size_t at = 0; at < words.size(); ++at) {
     if (IsOption(words[at])) {
       ReadOption(words, at, options);
@@ -138,7 +139,7 @@ Options ReadOptions(const std::vector<std::string>& words) {
 }
 
 const char* const kHelpText =
-    "replay [DUMP] [options] TEST | line [NAME=VALUE]...\n"
+    "replay [DUMP] [options] TEST | line [stop] [write] [NAME=VALUE]...\n"
     "replay learn DUMP|RECORD [DUMP|RECORD] [options] [NAME=VALUE]... > mfgtest.cfg\n"
     "Runs the module and the test library on the machine of a dump. Exit status: 0 PASS,\n"
     "1 FAIL, 2 ERROR and bad input, 3 SKIP.\n"

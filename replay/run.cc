@@ -4,9 +4,10 @@
 
 #include "replay/text.h"
 #include "simulation/station.h"
-#include "testlib/state.h"
+#include "simulation/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+extern "C" EFI_STATUS start_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace replay {
@@ -16,12 +17,27 @@ using simulation::CommandLine;
 
 constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
 
-// Test 22 asks at every structure; 28, 31 and 32 write.
-constexpr unsigned kLineTests[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 20, 21, 23,
-                                   24, 25, 26, 27, 29, 30, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43};
+// A program measures its clock against such a wait.
+constexpr std::uint64_t kCalibration = 10'000;
 
-Verdict VerdictOf(const simulation::Machine& machine) {
-  const simulation::Variable* const variable = machine.variables.Find(u"MfgVerdict", simulation::kShellVariableGuid);
+// The module, as the line starts it: with its globals as the linker laid them out.
+EFI_STATUS Module(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table) {
+  simulation::ForgetEarlierRun();
+  return efi_main(image, system_table);
+}
+
+// A driver that is not needed here.
+EFI_STATUS NotNeeded(EFI_HANDLE, EFI_SYSTEM_TABLE*) { return EFI_NOT_FOUND; }
+
+std::vector<std::u16string> Arguments(const char16_t* program, const std::vector<std::string>& words) {
+  std::vector<std::u16string> arguments = {program};
+  for (const std::string& word : words) arguments.push_back(FromUtf8(word));
+  return arguments;
+}
+
+// By the shell variable that was left.
+Verdict VerdictIn(const simulation::Machine& machine, std::u16string_view name) {
+  const simulation::Variable* const variable = machine.variables.Find(name, simulation::kShellVariableGuid);
   for (const Verdict verdict : {Verdict::kPass, Verdict::kFail, Verdict::kError, Verdict::kSkip}) {
     if (variable != nullptr && variable->data == simulation::TextData(testlib::VerdictText(verdict))) return verdict;
   }
@@ -31,13 +47,11 @@ Verdict VerdictOf(const simulation::Machine& machine) {
 }  // namespace
 
 Session::Session(ReplayedMachine& machine, bool waits_for_real) : machine_(machine) {
-  // The library measures its clock against a short wait.
-  machine.machine.stalls_for_real = true;
+  machine.machine.longest_real_stall = waits_for_real ? ~std::uint64_t{0} : kCalibration;
   library_ = machine.machine.LoadImage();
   if (EFI_ERROR(machine.machine.StartImage(library_, testlib_efi_main).status)) {
     throw std::runtime_error("the test library does not start on this machine");
   }
-  machine.machine.stalls_for_real = waits_for_real;
   machine.machine.stalled_microseconds = 0;
 }
 
@@ -49,23 +63,24 @@ Session::~Session() {
 }
 
 Verdict Session::Run(const std::vector<std::string>& words) {
-  std::vector<std::u16string> arguments = {u"mfgtest.efi"};
-  for (const std::string& word : words) arguments.push_back(FromUtf8(word));
-  simulation::ForgetEarlierRun();
   const EFI_HANDLE image = machine_.machine.LoadImage();
-  machine_.shell.Run(image, efi_main, CommandLine(arguments));
+  machine_.shell.Run(image, Module, CommandLine(Arguments(u"mfgtest.efi", words)));
   machine_.machine.UnloadImage(image);
-  return VerdictOf(machine_.machine);
+  return VerdictIn(machine_.machine, u"MfgVerdict");
 }
 
-Verdict Session::RunLine(const std::vector<std::string>& words) {
-  for (const unsigned test : kLineTests) {
-    std::vector<std::string> arguments = {std::to_string(test)};
-    arguments.insert(arguments.end(), words.begin(), words.end());
-    Run(arguments);
-  }
-  Run({"--summary"});
-  return testlib::Judge(testlib::state->history.line);
+Verdict Session::RunLine(std::vector<std::string> words) {
+  simulation::Machine& machine = machine_.machine;
+  simulation::Volume stick(machine);
+  machine.programs = {{u"\\mfgtest.efi", {Module}},
+                      {u"\\ipmi_kcs.efi", {NotNeeded, true}},
+                      {u"\\smbios_entry.efi", {NotNeeded, true}}};
+  // Nobody is at this machine.
+  words.push_back("After_Line=exit");
+  const EFI_HANDLE image = machine.LoadImage(stick.handle, u"\\start.efi");
+  machine_.shell.Run(image, start_efi_main, CommandLine(Arguments(u"start.efi", words)));
+  machine.UnloadImage(image);
+  return VerdictIn(machine, u"MfgLineVerdict");
 }
 
 }  // namespace replay

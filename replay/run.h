@@ -22,8 +22,8 @@ class Session {
 
   // One start of mfgtest.efi with these words; kNone where they start no test.
   Verdict Run(const std::vector<std::string>& words);
-  // Autosense, all tests of the line with these words, and the summary.
-  Verdict RunLine(const std::vector<std::string>& words);
+  // The line of start.efi with these words.
+  Verdict RunLine(std::vector<std::string> words);
 
  private:
   ReplayedMachine& machine_;

@@ -105,9 +105,12 @@ Bytes ReadBytes(const fs::path& file) {
   std::ifstream stream(file, std::ios::binary);
   if (!stream) throw BadInput(file.string() + ": cannot be read: " + std::strerror(errno));
   // The kernel's files do not say how long they are.
-  Bytes bytes(kLargestFile + 1);
-  stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(stream.gcount()));
+  Bytes bytes;
+  std::array<char, 64 * 1024> part;
+  do {
+    stream.read(part.data(), part.size());
+    bytes.insert(bytes.end(), part.begin(), part.begin() + stream.gcount());
+  } while (stream && bytes.size() <= kLargestFile);
   if (bytes.size() <= kLargestFile) return bytes;
   throw BadInput(file.string() + ": more than " + std::to_string(kLargestFile) + " bytes, which no table has");
 }

@@ -276,7 +276,7 @@ EFI_STATUS EFIAPI ResetSystem(EFI_RESET_TYPE type, EFI_STATUS, UINTN, CHAR16*) {
 EFI_STATUS EFIAPI Stall(UINTN microseconds) {
   Machine& machine = Machine::Current();
   machine.stalled_microseconds += microseconds;
-  if (machine.stalls_for_real) std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+  if (microseconds <= machine.longest_real_stall) std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   return EFI_SUCCESS;
 }
 

@@ -89,8 +89,8 @@ struct Machine {
   Console console;
   EFI_TIME time{};
   std::uint64_t stalled_microseconds = 0;
-  // Else waits are counted only.
-  bool stalls_for_real = false;
+  // Longer ones are counted only, in microseconds.
+  std::uint64_t longest_real_stall = 0;
   std::vector<ProtocolCall> protocol_calls;
   Injection injection;
   // Of the running image: calls of the platform and of the test library.
