@@ -16,13 +16,13 @@ export TEST PARAMS LINE
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
 PRODUCT_FOLDERS := module platform smbios guid net pci ipmi testlib drivers start dump
-CODE := $(wildcard $(PRODUCT_FOLDERS) simulation qemu/bmc qemu/demonstration tests fuzz bench)
+CODE := $(wildcard $(PRODUCT_FOLDERS) simulation replay qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.
-HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
+HOST_ONLY = $(filter simulation/% replay/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage mutation faults bench fuzz format lint setup clean \
+.PHONY: help run test efi image tools coverage mutation faults bench fuzz format lint setup clean \
         check-format check-images check-host check-firmware
 .NOTPARALLEL:
 
@@ -46,6 +46,10 @@ efi: setup-efi build-image ## the UEFI images, in build/efi
 image: setup-run build-image ## a drive for a real server: folder build/usb, FAT image build/usb.img
 	@python3 -B qemu/station.py build/usb
 	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
+
+tools: setup-tools configure-tools ## programs for the desk and the line's server, in build/tools: replay
+	@echo "==> Building the tools"
+	@cmake --build build/tools -j $(JOBS) --target tools
 
 coverage: setup-coverage build-coverage ## lines and branches that the host tests reach; pages in build/coverage/report
 	@find build/coverage -name '*.gcda' -delete
@@ -103,7 +107,7 @@ check-host: build-host
 	@echo "==> Host tests"
 	@ctest --test-dir build/host -j $(JOBS) --output-on-failure --progress
 
-check-firmware: build-image build-host
+check-firmware: build-image build-host tools
 	@echo "==> On OVMF in QEMU (software emulation)"
 	@python3 -B qemu/end_to_end.py
 

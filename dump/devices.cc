@@ -195,7 +195,8 @@ void DumpFlash() {
   std::uint32_t address = 0;
   if (!GetNumber(u"FlashAddress", &address)) return Miss(u"flash.bin", u"no FlashAddress is given");
   const bool is_flash = address >= kFlashWindow && address <= 0u - mfgtest::kFlashBlockBytes;
-  if (!is_flash) return Miss(u"flash.bin", "a block at 0x%x is not in the firmware's flash, 0xff000000 and up", address);
+  if (!is_flash)
+    return Miss(u"flash.bin", "a block at 0x%x is not in the firmware's flash, 0xff000000 and up", address);
   std::copy_n(platform::PhysicalMemory(address), mfgtest::kFlashBlockBytes, the_dump->room.begin());
   WritePart(u"flash.bin", std::span<const std::uint8_t>(the_dump->room).first(mfgtest::kFlashBlockBytes), address);
 }

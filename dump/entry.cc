@@ -101,6 +101,8 @@ bool TakeWord(Words& words, std::uint16_t& source) {
     if (words.empty()) return false;
     ReadParameters(words.front(), ++source);
     words = words.subspan(1);
+  } else if (word.starts_with(u"--file=") || word.starts_with(u"-f")) {
+    ReadParameters(word.data() + (word[1] == u'f' ? 2 : sign + 1), ++source);
   } else if (sign != word.npos) {
     testlib::ErrorText error;
     const std::u16string_view name(word.data(), sign);

@@ -74,19 +74,19 @@ class Server:
             (value,) = struct.unpack_from("<Q", self._log, offset)
             yield f"mm {_LOG + _LOG_START + offset:X} {value:X} -w 8 -MMIO -n"
 
-    def run_line(self, commands, on_line=lambda line: None, files=None, on_off=lambda drive: None):
+    def run_line(self, commands, on_line=lambda line: None, files=None, on_off=lambda drive: None, time_limit=TIME_LIMIT):
         """Boots the stick and types the commands at the shell's prompt; gives what the machine said.
 
         files: further ones on the stick, by name
         on_off: called with the drive's image when the machine is off
         """
         typed = (*self.log_commands, *commands, "reset -s")
-        with Controller(self._frus, TIME_LIMIT) as controller:
+        with Controller(self._frus, time_limit) as controller:
             lines = boot(
                 self.smbios,
                 {**stick_files(), **(files or {})},
                 None,
-                TIME_LIMIT,
+                time_limit,
                 on_line,
                 options=(*self.options, *controller.options),
                 answers=(("Shell> ", "fs0:\r"), *(("FS0:\\> ", f"{command}\r") for command in typed)),

@@ -11,6 +11,9 @@ from drive import read_folder
 from session import transcript
 from station import ROOT
 
+# Every exchange of every test goes over the serial line.
+_TIME_LIMIT = 400
+
 _REPLAY = ROOT / "build" / "tools" / "replay"
 _CONFIGURATION = ROOT / "station" / "mfgtest.cfg"
 
@@ -46,6 +49,7 @@ def _faults(server):
             ["load testlib.efi", "load ipmi_kcs.efi", "replayed.nsh"],
             files={"replayed.nsh": _SCRIPT},
             on_off=lambda drive: read_folder(drive, "dump", folder),
+            time_limit=_TIME_LIMIT,
         )
         dumps = [file.parent for file in Path(folder).rglob("machine.json")]
         if len(dumps) != 1:

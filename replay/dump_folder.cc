@@ -24,7 +24,9 @@ struct Value {
   const json* value;
   std::string place;
 
-  [[noreturn]] void Refuse(const std::string& expected) const { throw BadInput(place + ": expected " + expected); }
+  [[noreturn]] void Refuse(const std::string& expected) const {
+    throw BadInput(place + (place.ends_with(": ") ? "" : ": ") + "expected " + expected);
+  }
 
   bool Has(const char* key) const { return value->is_object() && value->contains(key) && !(*value)[key].is_null(); }
 
@@ -54,8 +56,8 @@ struct Value {
     if (is_good) number = value->get<std::uint64_t>();
     if (value->is_string()) {
       const std::string text = value->get<std::string>();
-      const auto [end, fault] = std::from_chars(text.data() + 2, text.data() + std::max<std::size_t>(text.size(), 2),
-                                                number, 16);
+      const auto [end, fault] =
+          std::from_chars(text.data() + 2, text.data() + std::max<std::size_t>(text.size(), 2), number, 16);
       is_good = text.starts_with("0x") && fault == std::errc() && end == text.data() + text.size();
     }
     if (!is_good || number > most) Refuse("a number up to " + Hexadecimal(most));
@@ -90,7 +92,8 @@ json Parse(const fs::path& file, const Bytes& bytes) {
   try {
     return json::parse(bytes);
   } catch (const json::parse_error& fault) {
-    throw BadInput(file.string() + ": no JSON from offset " + Hexadecimal(fault.byte) + " on");
+    throw BadInput(file.string() + ": no JSON from offset " +
+                   Hexadecimal(fault.byte - std::min<std::size_t>(fault.byte, 1)) + " on");
   }
 }
 
@@ -120,8 +123,10 @@ void TakeFile(Folder& folder, const Value& entry) {
     throw BadInput(place + ": ends at offset " + Hexadecimal(file.bytes.size()) + ", " + kIndex + " says " +
                    Hexadecimal(size));
   }
-  if (platform::Crc32(file.bytes) != entry["crc32"].Number(0xFFFFFFFF)) {
-    throw BadInput(place + ": damaged, its CRC-32 from offset 0 on is not that of " + kIndex);
+  const std::uint64_t stated = entry["crc32"].Number(0xFFFFFFFF);
+  if (const std::uint32_t found = platform::Crc32(file.bytes); found != stated) {
+    throw BadInput(place + ": damaged, its CRC-32 from offset 0 on is " + Hexadecimal(found) + ", " + kIndex +
+                   " says " + Hexadecimal(stated));
   }
   if (entry.Has("address")) file.address = entry["address"].Number(kAnyAddress);
   folder.files[name] = std::move(file);
@@ -249,9 +254,9 @@ EFI_GUID TakeGuid(const Value& value) {
   unsigned rest[8] = {};
   int end = 0;
   const std::string text = value.Text();
-  const int count = std::sscanf(text.c_str(), "%8x-%4hx-%4hx-%2x%2x-%2x%2x%2x%2x%2x%2x%n", &guid.Data1, &guid.Data2,
-                                &guid.Data3, &rest[0], &rest[1], &rest[2], &rest[3], &rest[4], &rest[5], &rest[6],
-                                &rest[7], &end);
+  const int count =
+      std::sscanf(text.c_str(), "%8x-%4hx-%4hx-%2x%2x-%2x%2x%2x%2x%2x%2x%n", &guid.Data1, &guid.Data2, &guid.Data3,
+                  &rest[0], &rest[1], &rest[2], &rest[3], &rest[4], &rest[5], &rest[6], &rest[7], &end);
   if (count != 11 || end != static_cast<int>(text.size())) value.Refuse("a GUID");
   std::ranges::copy(rest, guid.Data4);
   return guid;
@@ -264,8 +269,10 @@ std::vector<simulation::Variable> TakeVariables(const Folder& folder) {
   const fs::path path = folder.path / "variables.json";
   const json document = Parse(path, file->bytes);
   for (const Value& one : Value{&document, path.string() + ": "}.List()) {
-    simulation::Variable variable{FromUtf8(one["name"].Text()), TakeGuid(one["vendor"]),
-                                  EFI_VARIABLE_NON_VOLATILE | EFI_VARIABLE_BOOTSERVICE_ACCESS, {}};
+    simulation::Variable variable{FromUtf8(one["name"].Text()),
+                                  TakeGuid(one["vendor"]),
+                                  EFI_VARIABLE_NON_VOLATILE | EFI_VARIABLE_BOOTSERVICE_ACCESS,
+                                  {}};
     // The dump names every variable, in their order, and holds few.
     if (one.Has("data")) {
       variable.data = one["data"].Hex();

@@ -15,7 +15,8 @@
 // The linker's view of the sample, which is part of this program.
 asm(".pushsection .rodata\n"
     ".global sample_begin, sample_end\n"
-    "sample_begin: .incbin \"" SAMPLE_FILE "\"\n"
+    "sample_begin: .incbin \"" SAMPLE_FILE
+    "\"\n"
     "sample_end: .byte 0\n"
     ".popsection");
 extern "C" const char sample_begin[];
@@ -42,8 +43,8 @@ bool ReadSampleLine(const std::string& line, SampleLine* sample) {
   const std::size_t start = line.starts_with('#') ? 1 : 0;
   const std::size_t name_end = line.find_first_of(" =", start);
   const std::size_t sign = line.find("= ", start);
-  const bool is_parameter = name_end != line.npos && name_end > start && sign != line.npos &&
-                            line.find_first_not_of(' ', name_end) == sign;
+  const bool is_parameter =
+      name_end != line.npos && name_end > start && sign != line.npos && line.find_first_not_of(' ', name_end) == sign;
   if (!is_parameter) return false;
   *sample = {line.substr(start, name_end - start), line.substr(start, sign + 2 - start), line.substr(sign + 2),
              start == 1};

@@ -80,14 +80,14 @@ void ReplayedMachine::AddController(const ControllerData& data) {
   controller.frus = data.frus;
   const auto answer = [&](Bytes request, const Bytes& completion_code_and_data) {
     if (completion_code_and_data.empty()) return;
-    controller.script.push_back({.kind = Misbehaviour::Kind::kAnswer,
-                                 .request = std::move(request),
-                                 .arguments = completion_code_and_data});
+    controller.script.push_back(
+        {.kind = Misbehaviour::Kind::kAnswer, .request = std::move(request), .arguments = completion_code_and_data});
   };
   if (data.device_id) answer({0x06, 0x01}, *data.device_id);
   if (data.oem_answer) answer({0x30, 0x93}, *data.oem_answer);
   for (const FruRefusal& refusal : data.refusals) {
-    Misbehaviour one{.kind = Misbehaviour::Kind::kSilence, .address = refusal.address, .request = {0x0A, 0x11, refusal.id}};
+    Misbehaviour one{
+        .kind = Misbehaviour::Kind::kSilence, .address = refusal.address, .request = {0x0A, 0x11, refusal.id}};
     if (refusal.completion_code) {
       one.kind = Misbehaviour::Kind::kAnswer;
       one.arguments = {*refusal.completion_code};

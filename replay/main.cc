@@ -20,23 +20,6 @@ using namespace replay;
 constexpr int kError = 2;
 constexpr std::uint64_t kTellingWait = 100'000;  // microseconds
 
-MachineData ReadMachine(const Options& options) {
-  MachineData data;
-  if (!options.dumps.empty()) data = ReadDump(options.dumps.front());
-  if (options.smbios) data.smbios = ReadSmbios(*options.smbios, data.remarks);
-  if (!options.frus.empty() && !data.controller) data.controller.emplace();
-  for (const FruFile& fru : options.frus) {
-    const Bytes image = ReadBytes(fru.file);
-    if (image.empty() || image.size() > 0xFFFF) {
-      throw BadInput(fru.file + ": ends at offset " + Hexadecimal(image.size()) + ", a FRU device has 1 to 65535 bytes");
-    }
-    data.controller->frus[fru.address][fru.id] = image;
-    std::erase_if(data.controller->refusals,
-                  [&](const FruRefusal& one) { return one.address == fru.address && one.id == fru.id; });
-  }
-  return data;
-}
-
 void Remark(const std::string& text) { std::cerr << "replay: " << text << "\n"; }
 
 // A console shows "\r\n" as a line end.
@@ -94,7 +77,8 @@ int Run(const Options& options) {
   simulation::Console& console = machine.machine.console;
   console.on_write = ShowOnTerminal;
   console.on_wait = [&] { TypeFromTerminal(console); };
-  const Verdict verdict = options.action == Options::Action::kRunLine ? session.RunLine(options.words) : session.Run(options.words);
+  const Verdict verdict =
+      options.action == Options::Action::kRunLine ? session.RunLine(options.words) : session.Run(options.words);
   console.on_write = nullptr;
   RemarkOnRun(machine.machine, options.waits_for_real);
   return ExitStatus(verdict);
@@ -108,7 +92,8 @@ Unit LearnFrom(const std::string& source, Options options) {
   std::string complaint;
   const Unit unit = LearnFromMachine(data, options.files, options.words, &complaint);
   if (complaint.empty()) return unit;
-  throw BadInput((source.empty() ? "this machine" : source) + " is no golden unit, Autosense does not pass on it:\n" + complaint);
+  throw BadInput((source.empty() ? "this machine" : source) + " is no golden unit, Autosense does not pass on it:\n" +
+                 complaint);
 }
 
 int Learn(const Options& options) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "replay/text.h"
 #include "simulation/management_controller.h"
 
 namespace replay {
@@ -25,7 +26,8 @@ void AddFru(Options& options, const std::string& word) {
   const std::size_t sign = std::min(word.find('='), word.size());
   const std::string place = word.substr(0, sign);
   const std::size_t at = place.find('@');
-  FruFile fru{simulation::kControllerAddress, Byte(place.substr(0, at), 10, word), word.substr(std::min(sign + 1, word.size()))};
+  FruFile fru{simulation::kControllerAddress, Byte(place.substr(0, at), 10, word),
+              word.substr(std::min(sign + 1, word.size()))};
   if (at != place.npos) fru.address = Byte(place.substr(at + 1), 16, word);
   if (fru.file.empty()) Byte("", 10, word);
   options.frus.push_back(fru);
@@ -51,13 +53,11 @@ struct Option {
 };
 
 constexpr Option kOptions[] = {
-    {"smbios", 0, true, SetSmbios},     {"fru", 0, true, AddFru},
-    {"file", 'f', true, AddFile},       {"real-time", 0, false, WaitForReal},
-    {"help", 'h', false, ShowHelp},     {"gdb-help", 0, false, ShowGdbHelp},
-    {"trace", 0, false, nullptr},       {"debug", 'd', true, nullptr},
-    {"answer", 'a', true, nullptr},     {"param", 'p', true, nullptr},
-    {"test", 't', true, nullptr},       {"delay-scale", 's', true, nullptr},
-    {"show", 'n', false, nullptr},      {"list", 'l', false, nullptr},
+    {"smbios", 0, true, SetSmbios},       {"fru", 0, true, AddFru},       {"file", 'f', true, AddFile},
+    {"real-time", 0, false, WaitForReal}, {"help", 'h', false, ShowHelp}, {"gdb-help", 0, false, ShowGdbHelp},
+    {"trace", 0, false, nullptr},         {"debug", 'd', true, nullptr},  {"answer", 'a', true, nullptr},
+    {"param", 'p', true, nullptr},        {"test", 't', true, nullptr},   {"delay-scale", 's', true, nullptr},
+    {"show", 'n', false, nullptr},        {"list", 'l', false, nullptr},
 };
 
 bool IsOption(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
@@ -119,7 +119,8 @@ void Check(const Options& options) {
   }
   if (options.action != Options::Action::kRun && options.action != Options::Action::kRunLine) return;
   if (options.dumps.empty() && !has_files) {
-    throw BadInput("on which machine? Name the folder of a dump, or give --smbios or --fru. replay --help shows the way.");
+    throw BadInput(
+        "on which machine? Name the folder of a dump, or give --smbios or --fru. replay --help shows the way.");
   }
 }
 
@@ -136,6 +137,24 @@ Options ReadOptions(const std::vector<std::string>& words) {
   }
   Check(options);
   return options;
+}
+
+MachineData ReadMachine(const Options& options) {
+  MachineData data;
+  if (!options.dumps.empty()) data = ReadDump(options.dumps.front());
+  if (options.smbios) data.smbios = ReadSmbios(*options.smbios, data.remarks);
+  if (!options.frus.empty() && !data.controller) data.controller.emplace();
+  for (const FruFile& fru : options.frus) {
+    const Bytes image = ReadBytes(fru.file);
+    if (image.empty() || image.size() > 0xFFFF) {
+      throw BadInput(fru.file + ": ends at offset " + Hexadecimal(image.size()) +
+                     ", a FRU device has 1 to 65535 bytes");
+    }
+    data.controller->frus[fru.address][fru.id] = image;
+    std::erase_if(data.controller->refusals,
+                  [&](const FruRefusal& one) { return one.address == fru.address && one.id == fru.id; });
+  }
+  return data;
 }
 
 const char* const kHelpText =
@@ -161,11 +180,10 @@ const char* const kHelpText =
     "memory only, and a controller that answers differently each time answers alike.\n";
 
 const char* const kGdbHelpText =
-    "gdb --args build/tools/replay DUMP 4 --file mfgtest.cfg\n"
-    "(gdb) handle SIGSEGV nostop noprint pass\n"
+    "gdb -ex 'handle SIGSEGV nostop noprint pass' --args build/tools/replay DUMP 4 -f mfgtest.cfg\n"
     "(gdb) break mfgtest::VerifySystemString\n"
     "(gdb) run\n"
-    "The first line stops nowhere by itself; the second lets memory that a dump does not\n"
-    "hold be read. module/catalogue.cc names the routine of each test.\n";
+    "module/catalogue.cc names the routine of each test. Memory that a dump does not hold is\n"
+    "served by that signal.\n";
 
 }  // namespace replay

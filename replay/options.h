@@ -31,6 +31,9 @@ struct Options {
 // Throws BadInput for a command line that cannot be taken.
 Options ReadOptions(const std::vector<std::string>& words);
 
+// The machine that they name.
+MachineData ReadMachine(const Options& options);
+
 extern const char* const kHelpText;
 extern const char* const kGdbHelpText;
 

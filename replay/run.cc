@@ -72,9 +72,8 @@ Verdict Session::Run(const std::vector<std::string>& words) {
 Verdict Session::RunLine(std::vector<std::string> words) {
   simulation::Machine& machine = machine_.machine;
   simulation::Volume stick(machine);
-  machine.programs = {{u"\\mfgtest.efi", {Module}},
-                      {u"\\ipmi_kcs.efi", {NotNeeded, true}},
-                      {u"\\smbios_entry.efi", {NotNeeded, true}}};
+  machine.programs = {
+      {u"\\mfgtest.efi", {Module}}, {u"\\ipmi_kcs.efi", {NotNeeded, true}}, {u"\\smbios_entry.efi", {NotNeeded, true}}};
   // Nobody is at this machine.
   words.push_back("After_Line=exit");
   const EFI_HANDLE image = machine.LoadImage(stick.handle, u"\\start.efi");

@@ -81,8 +81,8 @@ SmbiosData Take(const fs::path& path, const EntryPoint& kind, Bytes entry, const
                 std::vector<std::string>& remarks) {
   SmbiosData smbios{{std::move(entry)}, {}};
   const bool is_64_bit = &kind == &k64Bit;
-  std::size_t length = is_64_bit ? Number(smbios.entry.bytes, kMaximumLength, 4)
-                                 : Number(smbios.entry.bytes, kTableLength, 2);
+  std::size_t length =
+      is_64_bit ? Number(smbios.entry.bytes, kMaximumLength, 4) : Number(smbios.entry.bytes, kTableLength, 2);
   const std::size_t present = file.size() - std::min(table_at, file.size());
   // A 64-bit entry point states how long the table is at most.
   if (is_64_bit && present > 0) length = std::min(length, present);

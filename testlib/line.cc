@@ -1,6 +1,7 @@
 #include "testlib/line.h"
 
 #include "platform/clock.h"
+#include "platform/collation.h"
 #include "platform/screens.h"
 #include "platform/status_text.h"
 #include "platform/watchdog.h"
@@ -20,6 +21,7 @@ namespace {
 constexpr const char16_t* kTestsParameter = u"Line_Tests";
 constexpr const char16_t* kTimeoutParameter = u"Test_Timeout";
 constexpr const char16_t* kAfterParameter = u"After_Line";
+constexpr const char16_t* kDumpParameter = u"Dump_On_Failure";
 constexpr const char16_t* kIpmiOptionsParameter = u"Ipmi_Kcs_Options";
 constexpr std::uint32_t kUsualTimeout = 60;  // seconds
 constexpr std::uint32_t kLongestTimeout = 24 * 60 * 60;
@@ -320,6 +322,11 @@ void WriteSummary(Verdict verdict) {
              VerdictText(verdict));
 }
 
+bool WantsDump() {
+  const char16_t* const value = ValueOf(kDumpParameter);
+  return value != nullptr && platform::EqualIgnoringCase(value, u"yes");
+}
+
 const LineReport* EFIAPI End() {
   LineState& line = state->line_run;
   platform::HideStatusLine();
@@ -333,7 +340,8 @@ const LineReport* EFIAPI End() {
                  .Remark = line.remark.data(),
                  .FailureCount = 0,
                  .Failures = line.failures.data(),
-                 .After = line.after};
+                 .After = line.after,
+                 .DumpsMachine = verdict != Verdict::kPass && WantsDump()};
   AddFailures();
   line.is_open = false;
   return &line.report;

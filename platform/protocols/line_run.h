@@ -35,6 +35,7 @@ struct LineReport {
   UINTN FailureCount;
   const LineFailure* Failures;
   AfterLine After;
+  bool DumpsMachine;  // the order asks for a dump of a machine like this one
 };
 
 struct LineRun {
