@@ -18,15 +18,15 @@ export TEST PARAMS LINE KEY CERT
 
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
-PRODUCT_FOLDERS := module report platform smbios guid net pci ipmi testlib drivers start
-CODE := $(wildcard $(PRODUCT_FOLDERS) simulation qemu/bmc qemu/demonstration tests fuzz bench)
+PRODUCT_FOLDERS := module report platform smbios guid net pci ipmi testlib drivers start dump
+CODE := $(wildcard $(PRODUCT_FOLDERS) simulation replay qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.
-HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
+HOST_ONLY = $(filter simulation/% replay/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image pictures coverage mutation faults bench fuzz format lint setup clean \
-        check-format check-images check-host check-firmware
+.PHONY: help run test efi image tools pictures coverage mutation faults bench fuzz format lint setup clean \
+        check-format check-images check-host check-firmware check-dump
 .NOTPARALLEL:
 
 help: ## this list
@@ -53,6 +53,10 @@ image: setup-run build-image ## a drive for a real server: folder build/usb, FAT
 
 pictures: setup-run build-image build-controller ## what the screen shows in the end, in docs/pictures
 	@python3 -B qemu/pictures.py docs/pictures
+
+tools: setup-tools configure-tools ## programs for the desk and the line's server, in build/tools: replay
+	@echo "==> Building the tools"
+	@cmake --build build/tools -j $(JOBS) --target tools
 
 coverage: setup-coverage build-coverage ## lines and branches that the host tests reach; pages in build/coverage/report
 	@find build/coverage -name '*.gcda' -delete
@@ -113,6 +117,11 @@ check-host: build-host
 check-firmware: build-image build-host
 	@echo "==> On OVMF in QEMU (software emulation)"
 	@python3 -B qemu/end_to_end.py
+
+# Every exchange of every test goes over the serial line: minutes, so not in `make test`.
+check-dump: setup-test build-image build-controller tools
+	@echo "==> Dumps of machines in QEMU, replayed"
+	@python3 -B qemu/end_to_end.py dump
 
 setup-%:
 	@./setup.sh $*

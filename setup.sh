@@ -1,13 +1,14 @@
 #!/bin/sh
 # SPDX-License-Identifier: BSD-2-Clause-Patent
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
-#   setup.sh efi | run | test | coverage | bench | lint | fuzz | all
+#   setup.sh efi | run | test | tools | coverage | bench | lint | fuzz | all
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf sbsigntool openssl"
 host='libgtest-dev libgmock-dev nlohmann-json3-dev python3-jsonschema ipmitool dmidecode'
 test="$run $host clang clang-format"
+tools="$efi nlohmann-json3-dev"
 coverage="$efi $host gcovr"
 bench="$run $host valgrind"
 # clang-tidy parses every file as clang would build it, the host tests included.
@@ -18,13 +19,14 @@ case "${1:-all}" in
   efi) packages=$efi ;;
   run) packages=$run ;;
   test) packages=$test ;;
+  tools) packages=$tools ;;
   coverage) packages=$coverage ;;
   bench) packages=$bench ;;
   lint) packages=$lint ;;
   fuzz) packages=$fuzz ;;
   all) packages="$test $coverage $bench $lint $fuzz" ;;
   *)
-    echo "usage: $0 [efi|run|test|coverage|bench|lint|fuzz|all]" >&2
+    echo "usage: $0 [efi|run|test|tools|coverage|bench|lint|fuzz|all]" >&2
     exit 2
     ;;
 esac

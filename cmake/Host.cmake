@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause-Patent
 # Host programs: the products' own sources over the simulated machine.
-set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench or plain")
+set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench, tools or plain")
 
 # All host programs; and, beyond that, the products and the machine around them.
 # What only drives them has to compile quickly: `make test` spends most of its
@@ -71,6 +71,11 @@ target_link_libraries(host_start PUBLIC host_platform)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/start/entry.cc PROPERTIES
   COMPILE_DEFINITIONS efi_main=start_efi_main)
 
+add_product(host_dump ${DUMP_SOURCES})
+target_link_libraries(host_dump PUBLIC host_module host_testlib)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/dump/entry.cc PROPERTIES
+  COMPILE_DEFINITIONS efi_main=dump_efi_main)
+
 # What runs on the host only may use all of C++.
 add_library(host_test_flags INTERFACE)
 target_link_libraries(host_test_flags INTERFACE gnu_efi host_flags)
@@ -108,6 +113,11 @@ endforeach()
 add_executable(bench EXCLUDE_FROM_ALL bench/main.cc)
 target_link_libraries(bench PRIVATE simulation)
 
+include(Tools)
+if(MFGTEST_FLAVOUR STREQUAL "tools")
+  return()
+endif()
+
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
@@ -138,9 +148,11 @@ add_host_tests(ipmi_tests ipmi)
 add_host_tests(driver_tests drivers)
 add_host_tests(fault_tests faults)
 add_host_tests(start_tests start)
+add_host_tests(replay_tests replay)
 foreach(tests driver_tests fault_tests start_tests)
   target_link_libraries(${tests} PRIVATE host_drivers)
 endforeach()
+target_link_libraries(replay_tests PRIVATE replay_machine host_dump)
 foreach(tests fault_tests start_tests)
   target_link_libraries(${tests} PRIVATE host_start)
 endforeach()
@@ -162,12 +174,12 @@ if(MFGTEST_FLAVOUR STREQUAL "fuzz")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/replay.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine)
 elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   set_target_properties(fuzz_targets PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine)
   file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
   foreach(corpus ${corpora})
     get_filename_component(target ${corpus} NAME)

@@ -12,6 +12,16 @@ file(GLOB TESTLIB_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/testlib/*.cc ${C
 file(GLOB IPMI_KCS_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/*.cc)
 file(GLOB SMBIOS_ENTRY_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/smbios_entry/*.cc)
 file(GLOB START_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/start/*.cc)
+# What dump.efi reads through, beside its own.
+file(GLOB DUMP_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/dump/*.cc)
+set(DUMP_GLOBALS ${CMAKE_SOURCE_DIR}/dump/module_globals.cc)
+list(REMOVE_ITEM DUMP_SOURCES ${DUMP_GLOBALS})
+set(ACCESS_SOURCES
+  ${CMAKE_SOURCE_DIR}/smbios/structures.cc ${CMAKE_SOURCE_DIR}/smbios/entry_point.cc
+  ${CMAKE_SOURCE_DIR}/smbios/firmware_id.cc ${CMAKE_SOURCE_DIR}/module/text.cc ${CMAKE_SOURCE_DIR}/module/last_error.cc
+  ${CMAKE_SOURCE_DIR}/ipmi/transport.cc ${CMAKE_SOURCE_DIR}/ipmi/bridge.cc
+  ${CMAKE_SOURCE_DIR}/ipmi/completion_codes.cc ${CMAKE_SOURCE_DIR}/pci/access.cc ${CMAKE_SOURCE_DIR}/guid/flash.cc
+  ${CMAKE_SOURCE_DIR}/testlib/parameters.cc ${CMAKE_SOURCE_DIR}/testlib/parameter_file.cc)
 # The layer over the firmware, shared by all products; freestanding.cc stands
 # in for the C library, which a host program has, relocate.cc for its loader, and
 # port_io.cc reaches for ports, which the simulated machine has.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Marks a PE32+ image as one that never needs memory both writable and executable: mark_nx.py IMAGE
 
 Signers ask for the mark, and objcopy cannot set it.

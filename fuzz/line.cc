@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What a line is given: its words, the question that the order asks, and the
 // keys that come instead of an answer.
 #include "fuzz/targets.h"

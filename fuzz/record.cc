@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What goes into a record: text from SMBIOS, FRUs, variables, parameters and
 // reports, whatever characters it has. Each line has to be JSON in valid UTF-8.
 #include <nlohmann/json.hpp>

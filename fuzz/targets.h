@@ -20,6 +20,7 @@ void FuzzKcs(Input input);
 void FuzzNewerTables(Input input);
 void FuzzLine(Input input);
 void FuzzRecord(Input input);
+void FuzzDump(Input input);
 
 struct Target {
   const char* name;
@@ -30,6 +31,7 @@ inline constexpr Target kTargets[] = {
     {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},       {"acpi", FuzzAcpi}, {"fru", FuzzFru},
     {"ipmb", FuzzIpmb},     {"variables", FuzzVariables},      {"pci", FuzzPci},   {"parameters", FuzzParameters},
     {"kcs", FuzzKcs},       {"newer_tables", FuzzNewerTables}, {"line", FuzzLine}, {"record", FuzzRecord},
+    {"dump", FuzzDump},
 };
 
 }  // namespace fuzz

@@ -15,6 +15,7 @@ namespace {
 constexpr EFI_GUID kSimpleFileSystemProtocolGuid = EFI_SIMPLE_FILE_SYSTEM_PROTOCOL_GUID;
 constexpr EFI_GUID kFileInfoGuid = EFI_FILE_INFO_ID;
 
+constexpr std::uint64_t kWrite = EFI_FILE_MODE_READ | EFI_FILE_MODE_WRITE | EFI_FILE_MODE_CREATE;
 constexpr std::size_t kPathCharacters = 512;
 using Path = std::array<char16_t, kPathCharacters>;
 
@@ -56,14 +57,15 @@ bool IsFolder(EFI_FILE* file) {
   return (reinterpret_cast<EFI_FILE_INFO*>(block.data())->Attribute & EFI_FILE_DIRECTORY) != 0;
 }
 
-EFI_STATUS OpenOnVolume(EFI_HANDLE device, const char16_t* path, std::uint64_t mode, EFI_FILE** file) {
+EFI_STATUS OpenOnVolume(EFI_HANDLE device, const char16_t* path, std::uint64_t mode, EFI_FILE** file,
+                        std::uint64_t attributes = 0) {
   EFI_FILE_IO_INTERFACE* volume = nullptr;
   // A drive that was pulled takes its file system off the handle.
   if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NO_MEDIA;
   EFI_FILE* root = nullptr;
   EFI_STATUS status = volume->OpenVolume(volume, &root);
   if (EFI_ERROR(status)) return status;
-  status = root->Open(root, file, AsFirmwareText(path), mode, 0);
+  status = root->Open(root, file, AsFirmwareText(path), mode, attributes);
   root->Close(root);
   return status;
 }
@@ -145,7 +147,6 @@ EFI_STATUS ReadFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<st
 }
 
 EFI_STATUS WriteFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<const std::uint8_t> content) {
-  constexpr std::uint64_t kWrite = EFI_FILE_MODE_READ | EFI_FILE_MODE_WRITE | EFI_FILE_MODE_CREATE;
   const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
   if (loaded == nullptr) return EFI_NOT_FOUND;
   EFI_FILE* file = nullptr;
@@ -159,6 +160,15 @@ EFI_STATUS WriteFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<c
   return status;
 }
 
+EFI_STATUS MakeFolderOnVolume(EFI_HANDLE image, const char16_t* path) {
+  const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
+  if (loaded == nullptr) return EFI_NOT_FOUND;
+  EFI_FILE* folder = nullptr;
+  const EFI_STATUS status = OpenOnVolume(loaded->DeviceHandle, path, kWrite, &folder, EFI_FILE_DIRECTORY);
+  if (!EFI_ERROR(status)) folder->Close(folder);
+  return status;
+}
+
 EFI_STATUS DeleteFileOnVolume(EFI_HANDLE image, const char16_t* path) {
   const EFI_LOADED_IMAGE* const loaded = LoadedImage(image);
   if (loaded == nullptr) return EFI_NOT_FOUND;
@@ -166,6 +176,27 @@ EFI_STATUS DeleteFileOnVolume(EFI_HANDLE image, const char16_t* path) {
   const EFI_STATUS status = OpenOnVolume(loaded->DeviceHandle, path, EFI_FILE_MODE_READ | EFI_FILE_MODE_WRITE, &file);
   // Firmware warns of a file that it could not delete.
   return EFI_ERROR(status) ? status : file->Delete(file) == EFI_SUCCESS ? EFI_SUCCESS : EFI_DEVICE_ERROR;
+}
+
+EFI_STATUS WriteFile(EFI_HANDLE image, const char16_t* path, std::span<const std::uint8_t> content) {
+  auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
+  if (shell == nullptr) return WriteFileOnVolume(image, path, content);
+  SHELL_FILE_HANDLE file = nullptr;
+  EFI_STATUS status = shell->OpenFileByName(AsFirmwareText(path), &file, kWrite);
+  if (EFI_ERROR(status)) return status;
+  UINTN written = content.size();
+  status = shell->WriteFile(file, &written, const_cast<std::uint8_t*>(content.data()));
+  if (!EFI_ERROR(status) && written != content.size()) status = EFI_VOLUME_FULL;
+  const EFI_STATUS closed = shell->CloseFile(file);
+  return EFI_ERROR(status) ? status : closed;
+}
+
+EFI_STATUS MakeFolder(EFI_HANDLE image, const char16_t* path) {
+  auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
+  if (shell == nullptr) return MakeFolderOnVolume(image, path);
+  SHELL_FILE_HANDLE folder = nullptr;
+  const EFI_STATUS status = shell->CreateFile(AsFirmwareText(path), EFI_FILE_DIRECTORY, &folder);
+  return EFI_ERROR(status) ? status : shell->CloseFile(folder);
 }
 
 }  // namespace platform

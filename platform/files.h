@@ -29,6 +29,12 @@ EFI_STATUS FolderOf(EFI_HANDLE image, std::span<char16_t> folder);
 // one held behind.
 EFI_STATUS ReadFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size);
 EFI_STATUS WriteFileOnVolume(EFI_HANDLE image, const char16_t* path, std::span<const std::uint8_t> content);
+EFI_STATUS MakeFolderOnVolume(EFI_HANDLE image, const char16_t* path);
 EFI_STATUS DeleteFileOnVolume(EFI_HANDLE image, const char16_t* path);
+
+// The same on any drive, by a path as the shell finds it; without a modern shell,
+// on the image's volume.
+EFI_STATUS WriteFile(EFI_HANDLE image, const char16_t* path, std::span<const std::uint8_t> content);
+EFI_STATUS MakeFolder(EFI_HANDLE image, const char16_t* path);
 
 }  // namespace platform

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/growing_file.h"
 
 #include "platform/handles.h"

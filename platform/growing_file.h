@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A file that grows piece by piece and is closed in between, so that what was
 // written survives whatever comes next.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The MAC addresses of the machine's network controllers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The screens of the machine, apart from its console: that one mostly writes to
 // serial ports as well, and what a rig reads there stays plain text.
 #pragma once

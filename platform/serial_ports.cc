@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/serial_ports.h"
 
 #include <algorithm>

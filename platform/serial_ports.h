@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The serial ports as the firmware drives them, beside the console that may use
 // the same ones.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/smbios_table.h"
 
 #include <algorithm>

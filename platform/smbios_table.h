@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's SMBIOS table (DSP0134) as drivers and library read it: within the
 // size that its entry point states, whatever stands in it.
 #pragma once

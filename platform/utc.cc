@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/utc.h"
 
 #include "platform/real_time_clock.h"

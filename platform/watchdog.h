@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's watchdog, which resets the machine unless it is told of
 // progress in time.
 #pragma once

@@ -37,6 +37,11 @@ def read_folder(image, folder):
         return {file.name: file.read_bytes() for file in sorted(Path(copy, folder).glob("*"))}
 
 
+def copy_folder(image, folder, to):
+    """Copies a folder of a FAT image, with all that is in it, into a folder of the host."""
+    _mtools("mcopy", "-s", "-n", "-i", image, f"::{folder}", to)
+
+
 def _mtools(*command, content=None):
     done = subprocess.run(command, input=content, capture_output=True)
     if done.returncode != 0:

@@ -94,6 +94,7 @@ def boot(
     variables=None,
     firmware=PLAIN,
     memory=(),
+    on_off=lambda drive: None,
 ):
     """Boots a machine once and gives the lines that it said.
 
@@ -107,6 +108,7 @@ def boot(
     variables: the file of a variable store that a later boot is to find again; the first boot makes it
     firmware: PLAIN or SECURE
     memory: pairs of address and bytes that are written once the firmware has placed every device
+    on_off: called with the drive's image when the machine is off
     """
     with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
         if files is not None:
@@ -129,6 +131,7 @@ def boot(
         finally:
             if files is not None:
                 RECORDS.extend(read_folder(drive, "results").items())
+                on_off(drive)
 
 
 def _writing(socket, memory, on_line):

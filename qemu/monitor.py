@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """A running machine from outside, through QEMU's sockets."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Pictures of the last screen of a line, one a demonstration server: pictures.py FOLDER"""
 
 import sys

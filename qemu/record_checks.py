@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The records of a boot: each is valid, and together they tell of each run what its closing line tells."""
 
 import re

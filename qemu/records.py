@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Reads and judges records: against our schema, the published one where it is at hand, and what neither can say.
 
 As a program: python3 records.py FILE... tells each fault, and succeeds when there is none.

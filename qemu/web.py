@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """A web server for machines that boot from the network."""
 
 import functools

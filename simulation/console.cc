@@ -19,7 +19,9 @@ static_assert(kNamesEverySlot<kInputNames, offsetof(SIMPLE_INPUT_INTERFACE, Wait
 
 EFI_STATUS EFIAPI OutputString(SIMPLE_TEXT_OUTPUT_INTERFACE*, CHAR16* text) {
   if (Fails("OutputString")) return EFI_DEVICE_ERROR;
-  Machine::Current().console.written += AsText(text);
+  Console& console = Machine::Current().console;
+  console.written += AsText(text);
+  if (console.on_write) console.on_write(AsText(text));
   return EFI_SUCCESS;
 }
 

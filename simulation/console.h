@@ -3,7 +3,9 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "platform/efi.h"
 
@@ -14,6 +16,10 @@ struct Console {
 
   std::u16string written;
   std::deque<char16_t> keys;
+  // Sees what is written as it is written.
+  std::function<void(std::u16string_view text)> on_write;
+  // Runs when a program waits for a key and there is none: somebody may type.
+  std::function<void()> on_wait;
 
   SIMPLE_TEXT_OUTPUT_INTERFACE output{};
   SIMPLE_INPUT_INTERFACE input{};

@@ -3,8 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
-#include <stdexcept>
+#include <thread>
 
 #include "simulation/injection.h"
 #include "simulation/machine.h"
@@ -122,6 +123,7 @@ EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) { return Handles().CloseEvent(even
 // The only event to wait for is a key.
 EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
   const Console& console = Machine::Current().console;
+  if (console.keys.empty() && console.on_wait) console.on_wait();
   if (count != 1 || *events != console.input.WaitForKey || console.keys.empty()) {
     throw WaitsForEver();
   }
@@ -300,7 +302,9 @@ EFI_STATUS EFIAPI SetWatchdogTimer(UINTN seconds, UINT64, UINTN, CHAR16*) {
 EFI_STATUS EFIAPI ResetSystem(EFI_RESET_TYPE type, EFI_STATUS, UINTN, CHAR16*) { throw MachineReset{type}; }
 
 EFI_STATUS EFIAPI Stall(UINTN microseconds) {
-  Machine::Current().stalled_microseconds += microseconds;
+  Machine& machine = Machine::Current();
+  machine.stalled_microseconds += microseconds;
+  if (microseconds <= machine.longest_real_stall) std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   return EFI_SUCCESS;
 }
 

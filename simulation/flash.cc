@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "simulation/fault.h"
 #include "simulation/injection.h"
@@ -22,22 +23,37 @@ T Field(const std::uint8_t* page, std::size_t offset) {
   return value;
 }
 
+Mapping AtOrLow(std::uint32_t address) {
+  std::optional<Mapping> block = Mapping::IfFree(address, kBlockBytes);
+  return block ? std::move(*block) : Mapping::Low(kBlockBytes);
+}
+
 bool IsErase(const std::uint8_t* page) {
   return std::all_of(page + 4, page + 8, [](std::uint8_t byte) { return byte == Memory::kFresh; });
 }
 
 }  // namespace
 
-Flash::Flash(Machine& machine) : machine_(machine), block_(Mapping::Low(kBlockBytes)) {
+Flash::Flash(Machine& machine) : Flash(machine, Mapping::Low(kBlockBytes)) {
   // No two 16-byte pieces of the block are alike.
+  std::vector<std::uint8_t> pattern(kBlockBytes);
   for (std::size_t i = 0; i < kBlockBytes; ++i)
-    block_.Data()[i] = static_cast<std::uint8_t>(i % 16 == 0 ? i >> 4 : i >> 12 ^ i);
+    pattern[i] = static_cast<std::uint8_t>(i % 16 == 0 ? i >> 4 : i >> 12 ^ i);
+  Program(0, pattern);
+}
+
+Flash::Flash(Machine& machine, std::uint32_t address, std::span<const std::uint8_t> content)
+    : Flash(machine, AtOrLow(address)) {
+  Program(0, content);
+}
+
+Flash::Flash(Machine& machine, Mapping block) : machine_(machine), block_(std::move(block)) {
   // A write ends the program: only the service can change the flash.
   block_.Protect();
   machine.before_search = [this](const EFI_GUID& protocol) {
     if (!SameGuid(protocol, kRootBridgeGuid)) return;
-    for (const auto& [address, pages] : machine_.memory.Pages()) {
-      if (address < 0x10000) Serve(pages.Data());
+    for (const auto& [page_address, pages] : machine_.memory.Pages()) {
+      if (page_address < 0x10000) Serve(pages.Data());
     }
   };
 }

@@ -17,6 +17,9 @@ namespace simulation {
 class Flash {
  public:
   explicit Flash(Machine& machine);
+  // A block with this content, at that address unless the host has something
+  // else there.
+  Flash(Machine& machine, std::uint32_t address, std::span<const std::uint8_t> content);
   Flash(const Flash&) = delete;
   Flash& operator=(const Flash&) = delete;
   ~Flash();
@@ -32,6 +35,7 @@ class Flash {
   std::uint64_t write_status = 0;
 
  private:
+  Flash(Machine& machine, Mapping block);
   void Serve(std::uint8_t* page);
 
   Machine& machine_;

@@ -9,8 +9,6 @@
 namespace simulation {
 namespace {
 
-constexpr std::uint64_t kMostSteps = 200'000;
-
 template <class MakeName>
 bool CountCall(MakeName make_name) {
   CountStep();
@@ -33,7 +31,8 @@ bool Fails(std::string_view service, const EFI_GUID& protocol) {
 }
 
 void CountStep() {
-  if (++Machine::Current().steps > kMostSteps) throw std::runtime_error("the run does not come to its end");
+  Machine& machine = Machine::Current();
+  if (++machine.steps > machine.most_steps) throw std::runtime_error("the run does not come to its end");
 }
 
 }  // namespace simulation

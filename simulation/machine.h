@@ -92,10 +92,14 @@ struct Machine {
   Console console;
   EFI_TIME time{};
   std::uint64_t stalled_microseconds = 0;
+  // Longer ones are counted only, in microseconds.
+  std::uint64_t longest_real_stall = 0;
   std::vector<ProtocolCall> protocol_calls;
   Injection injection;
   // Of the running image: calls of the platform and of the test library.
   std::uint64_t steps = 0;
+  // A run that takes more does not come to its end.
+  std::uint64_t most_steps = 200'000;
   // What was asked to change the machine, in its order. After a failed check of
   // the run that is a fault: a machine that was found wrong keeps what it holds.
   void NoteWrite(const char* what);

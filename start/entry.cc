@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The stick's own application: power on, scan, one answer.
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -23,6 +24,7 @@ using platform::Colour;
 
 constexpr const char16_t* kVersion = u"1.0";
 constexpr const char16_t* kModule = u"mfgtest.efi";
+constexpr const char16_t* kDump = u"dump.efi";
 constexpr const char16_t* kVerdictVariable = u"MfgLineVerdict";
 constexpr char16_t kControlC = 3;
 
@@ -106,7 +108,8 @@ const LineReport* Fail(const char16_t* message) {
               .Remark = u"",
               .FailureCount = 1,
               .Failures = &s.failure,
-              .After = AfterLine::kUnsaid};
+              .After = AfterLine::kUnsaid,
+              .DumpsMachine = false};
   return &s.report;
 }
 
@@ -209,6 +212,42 @@ const LineReport* RunLine() {
   return line->End();
 }
 
+// Whether a word of the line tells dump.efi of a parameter, or of a file of them
+// whose path may be the next word.
+bool TellsOfParameters(std::u16string_view word, std::u16string_view before) {
+  const bool is_option = word.starts_with(u'-');
+  return word.starts_with(u"-f") || word.starts_with(u"--file") || before == u"-f" || before == u"--file" ||
+         (!is_option && word.find(u'=') != word.npos);
+}
+
+// What the machine was like that did not pass, for whoever looks for the reason.
+void DumpMachine() {
+  std::array<const char16_t*, Words::kMost> words{kDump};
+  std::size_t count = 1;
+  const auto given = std::span(session.words.words).first(session.words.count);
+  for (std::size_t i = 1; i < given.size(); ++i) {
+    if (TellsOfParameters(given[i], given[i - 1])) words[count++] = given[i];
+  }
+  EFI_HANDLE image = nullptr;
+  EFI_STATUS status = platform::LoadImageFile(session.self, PathIn(session.folder, kDump).data(), &image);
+  if (EFI_ERROR(status)) {
+    FormatText(session.note, "%s is not loaded: %s.", kDump, ReasonOf(status).data());
+    return;
+  }
+  ShellParameters parameters{};
+  parameters.Argv = reinterpret_cast<CHAR16**>(const_cast<char16_t**>(words.data()));
+  parameters.Argc = count;
+  status = platform::InstallInterface(&image, kShellParametersProtocolGuid, &parameters);
+  if (!EFI_ERROR(status)) {
+    status = platform::StartLoadedImage(image);
+    platform::UninstallInterface(image, kShellParametersProtocolGuid, &parameters);
+  }
+  platform::UnloadImage(image);
+  FormatText(session.note, "%s",
+             EFI_ERROR(status) ? u"dump.efi could not write what this machine is like."
+                               : u"What this machine is like lies in the folder dump.");
+}
+
 // Removes the verdict of the line before, which must not be taken for that of
 // this one.
 bool ForgetVerdict() {
@@ -262,6 +301,8 @@ const LineReport* RunFromFolder() {
   const LineReport* const report = RunLine();
   platform::SetWatchdog(0);
   ForgetHungTest();
+  // As the tests saw it, bridges and all.
+  if (report->DumpsMachine) DumpMachine();
   if (entries != nullptr) platform::UnloadImage(entries);
   return report;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What is left of a test that hangs: the watchdog resets the machine, and a file
 // on the volume tells the next boot which test it was, so that a line that hangs
 // does not start again for ever.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The images beside start.efi, and the folder in which they lie.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "start/last_screen.h"
 
 #include <algorithm>

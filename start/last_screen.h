@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What stands at the end of a line: its verdict in letters that can be read
 // across a room, the unit, the time, every failure and what to do about it.
 #pragma once

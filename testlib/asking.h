@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Values that differ from unit to unit: a parameter whose value is one of
 //   ask
 //   ask:"Scan the serial number"

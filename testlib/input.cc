@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/input.h"
 
 #include "testlib/output.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the operator types, or gave in advance.
 #pragma once
 

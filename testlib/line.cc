@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/line.h"
 
 #include "platform/clock.h"
+#include "platform/collation.h"
 #include "platform/screens.h"
 #include "platform/status_text.h"
 #include "platform/watchdog.h"
@@ -20,6 +22,7 @@ namespace {
 constexpr const char16_t* kTestsParameter = u"Line_Tests";
 constexpr const char16_t* kTimeoutParameter = u"Test_Timeout";
 constexpr const char16_t* kAfterParameter = u"After_Line";
+constexpr const char16_t* kDumpParameter = u"Dump_On_Failure";
 constexpr const char16_t* kIpmiOptionsParameter = u"Ipmi_Kcs_Options";
 constexpr std::uint32_t kUsualTimeout = 60;  // seconds
 constexpr std::uint32_t kLongestTimeout = 24 * 60 * 60;
@@ -329,6 +332,11 @@ void RecordMissingResults() {
   }
 }
 
+bool WantsDump() {
+  const char16_t* const value = ValueOf(kDumpParameter);
+  return value != nullptr && platform::EqualIgnoringCase(value, u"yes");
+}
+
 const LineReport* EFIAPI End() {
   LineState& line = state->line_run;
   platform::HideStatusLine();
@@ -345,7 +353,8 @@ const LineReport* EFIAPI End() {
                  .Remark = line.remark.data(),
                  .FailureCount = 0,
                  .Failures = line.failures.data(),
-                 .After = line.after};
+                 .After = line.after,
+                 .DumpsMachine = verdict != Verdict::kPass && WantsDump()};
   AddFailures();
   line.is_open = false;
   return &line.report;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The line run: which tests, in which order, with which words and answers, how
 // far it came and what it found. start.efi drives it through the line-run
 // protocol.

@@ -79,6 +79,7 @@ constexpr ParameterRow kTable[] = {
     {kMoreRequiredResultsParameter, kAnyText, 0, kNone, kNone, u"more of them"},
     {u"Line_Tests", kTestList, 0, kNone, kNone, u"tests of the line, in their order"},
     {u"Test_Timeout", kNumber, 0, kNone, kNone, u"seconds of a test beyond its waits, 60; 0 for no limit"},
+    {u"Dump_On_Failure", kYesNo, 0, kNone, kNone, u"yes: start.efi runs dump.efi after a line that did not pass"},
     {u"After_Line", kAnyText, 0, kNone, kNone, u"stay, off, reboot or exit"},
     {u"Ipmi_Kcs_Options", kAnyText, 0, kNone, kNone, u"options of ipmi_kcs.efi, such as io=0xca2 spacing=4"},
     {u"Delay_Scale", kNumber, 0, kNone, kNone, u"percent of the waits, for simulated machines only"},

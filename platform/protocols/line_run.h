@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The line run: our own protocol of testlib.efi beside the test library, through
 // which start.efi begins a line, learns what to run, tells how each run ended
 // and gets what its last screen shows. One line at a time. All text belongs to
@@ -36,6 +37,7 @@ struct LineReport {
   UINTN FailureCount;
   const LineFailure* Failures;
   AfterLine After;
+  bool DumpsMachine;  // the order asks for a dump of a machine like this one
 };
 
 struct LineRun {

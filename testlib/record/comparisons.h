@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Which argument of a failure report is what was expected, and which what was
 // received.
 #pragma once

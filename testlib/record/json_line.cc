@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/record/json_line.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A JSON object on one line, written without a heap. Text is valid UTF-8 with
 // every control character escaped, whatever the machine's tables hold.
 #pragma once

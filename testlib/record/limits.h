@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the tests hold against the results that Autosense publishes under the
 // names of parameters.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The record of a line run or of a single test: OCP Test & Validation output
 // 2.0, one JSON object a line (docs/records.md).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Where the lines of a record go: into a file that is closed after each test,
 // and to the serial ports. What the file does not take stays in memory.
 #pragma once

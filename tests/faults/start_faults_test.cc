@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A line from the drive's boot to its verdict, with each of its calls of the
 // platform failing in turn.
 #include "simulation/reference_server.h"

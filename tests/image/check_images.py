@@ -16,6 +16,7 @@ BOOT_SERVICE_DRIVER = 11
 SUBSYSTEMS = {
     "mfgtest": APPLICATION,
     "start": APPLICATION,
+    "dump": APPLICATION,
     **dict.fromkeys(("testlib", "ipmi_kcs", "smbios_entry"), BOOT_SERVICE_DRIVER),
 }
 

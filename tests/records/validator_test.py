@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The validator takes the records of the demonstration servers, and refuses them once they are changed."""
 
 import copy

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // start.efi on a simulated machine with a drive: the line from power-on to its
 // last screen, with a module that does what a case wants of a test.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Records of lines on a machine with a drive, read back as JSON.
 #include <gtest/gtest.h>
 
