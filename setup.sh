@@ -5,7 +5,7 @@ set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf"
-host='libgtest-dev libgmock-dev ipmitool dmidecode nlohmann-json3-dev'
+host='libgtest-dev libgmock-dev ipmitool dmidecode pciutils nlohmann-json3-dev'
 test="$run $host clang clang-format"
 tools="$efi nlohmann-json3-dev"
 coverage="$efi $host gcovr"

@@ -5,6 +5,7 @@ import tempfile
 import time
 from pathlib import Path
 
+from dump_checks import dump_checks
 from fru_checks import fru_boots
 from guid_checks import guid_boots
 from line_checks import line_boots
@@ -237,6 +238,18 @@ def report(check, region):
     return not complaints
 
 
+def run_alone(name, find_faults):
+    """Runs a check that boots its machine itself; gives how many passed, and of how many."""
+    try:
+        complaints = find_faults()
+    except BootFailed as failure:
+        complaints = [str(failure)]
+    print(f"{'FAILED' if complaints else 'ok    '} {name}", flush=True)
+    for complaint in complaints:
+        print(f"    {complaint}")
+    return 0 if complaints else 1, 1
+
+
 def main():
     started = time.monotonic()
     checks = (*FIRST, *identity_checks(), *WITH_THE_LIBRARY)
@@ -249,6 +262,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="mfgtest-") as folder:
         runs += [run(**machine) for machine in guid_boots(Path(folder, "variables.fd"))]
     runs += [run_with(boot_machine, checks) for checks, boot_machine in line_boots()]
+    runs += [run_alone(name, find_faults) for name, find_faults in dump_checks()]
     passed, total = map(sum, zip(*runs))
     print(f"{passed} passed, {total - passed} failed, {time.monotonic() - started:.0f} s")
     return 0 if passed == total else 1
