@@ -6,7 +6,7 @@ set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf sbsigntool openssl"
-host='libgtest-dev libgmock-dev nlohmann-json3-dev python3-jsonschema ipmitool dmidecode'
+host='libgtest-dev libgmock-dev nlohmann-json3-dev python3-jsonschema ipmitool dmidecode pciutils'
 test="$run $host clang clang-format"
 tools="$efi nlohmann-json3-dev"
 coverage="$efi $host gcovr"

@@ -7,6 +7,7 @@ import tempfile
 from itertools import zip_longest
 from pathlib import Path
 
+from controller import fru_image
 from demonstration_server import SERVERS
 from drive import copy_folder
 from session import transcript
@@ -21,8 +22,7 @@ _CONFIGURATION = ROOT / "qemu" / "demonstration" / "mfgtest.cfg"
 # All but 22, which asks, and those that write: 28, 31 and 32.
 _TESTS = (*range(0, 15), 20, 21, *range(23, 28), 29, 30, *range(33, 44))
 _WORDS = ("--trace", "--delay-scale=0")
-_RESULT = re.compile(r'RESULT test \d+ ".*": ([A-Z]+), (\d+) errors?, .*')
-_STATUSES = {"PASS": 0, "FAIL": 1, "ERROR": 2, "SKIP": 3}
+_RESULT = re.compile(r'RESULT test (\d+) ".*": ([A-Z]+), (\d+) errors?, ')
 
 _SCRIPT = "\r\n".join(
     [
@@ -70,32 +70,60 @@ def _runs(lines):
 
 
 def _replay_faults(dump, runs):
-    faults = [] if tuple(runs) == _TESTS else [f"the machine ran {tuple(runs)}"]
+    """Autosense takes tests out of a line, so all of them run in one."""
+    if tuple(runs) != _TESTS:
+        return [f"the machine ran {tuple(runs)}"]
+    line = f"Line_Tests={' '.join(map(str, _TESTS))}"
+    command = [_REPLAY, dump, "line", *_WORDS, "--file", _CONFIGURATION, line]
+    replayed = subprocess.run(command, capture_output=True, text=True)
+    again = _runs_by_result(replayed.stdout.splitlines())
+    if tuple(again) != _TESTS:
+        return [f"replay ran {tuple(again)}: {replayed.stdout[-2000:]} {replayed.stderr}"]
+    verdicts = {_result(lines)[0] for lines in runs.values()}
+    faults = [] if replayed.returncode == (1 if "FAIL" in verdicts else 0) else [f"status {replayed.returncode}"]
     for test, lines in runs.items():
-        if test == 0:
-            continue
-        # Autosense runs before, as on the machine: it removes tests.
-        command = [_REPLAY, dump, str(test), *_WORDS, "--file", _CONFIGURATION]
-        replayed = subprocess.run(command, capture_output=True, text=True)
-        faults += _difference(test, lines, replayed)
+        faults += _difference(test, lines, again[test])
     return faults
 
 
-def _difference(test, lines, replayed):
-    results = [match.groups() for line in lines if (match := _RESULT.fullmatch(line))]
-    seen = [match.groups() for line in replayed.stdout.splitlines() if (match := _RESULT.fullmatch(line))]
-    if seen != results:
-        return [f"test {test}: {results} on the machine, {seen} replayed {replayed.stderr}"]
-    if replayed.returncode != _STATUSES[seen[0][0]]:
-        return [f"test {test}: status {replayed.returncode}"]
-    pairs = zip_longest(transcript(lines), transcript(replayed.stdout.splitlines()), fillvalue="nothing")
+def _runs_by_result(lines):
+    """What each test said in a replayed line, by its number."""
+    runs, current = {}, []
+    for line in lines:
+        current.append(line)
+        if match := _RESULT.match(line):
+            runs[int(match[1])] = current
+            current = []
+    return runs
+
+
+def _result(lines):
+    return next((match.group(2, 3) for line in lines if (match := _RESULT.match(line))), ("none", "0"))
+
+
+def _difference(test, lines, again):
+    if _result(again) != _result(lines):
+        return [f"test {test}: {_result(lines)} on the machine, {_result(again)} replayed"]
+    pairs = zip_longest(transcript(lines), transcript(again), fillvalue="nothing")
     return [f"test {test}: on the machine {ours}\n    replayed {theirs}" for ours, theirs in pairs if ours != theirs][:3]
 
 
 def _reader_faults(dump):
-    """Other tools read the files."""
-    faults = []
-    table = subprocess.run(["dmidecode", "--from-dump", dump / "smbios.bin"], capture_output=True, text=True)
-    if table.returncode or "Example Systems, Inc." not in table.stdout or "invalid" in table.stdout.lower():
-        faults.append(f"dmidecode reads {table.stdout[:400]} {table.stderr}")
-    return faults
+    """Other tools read the dump's files, and replay theirs."""
+    table = _read("dmidecode", "--from-dump", dump / "smbios.bin")
+    functions = _read("lspci", "-F", dump / "pci.txt")
+    _read("dmidecode", "--from-dump", dump / "smbios.bin", "--dump-bin", dump / "theirs.bin")
+    again = _read(_REPLAY, "--smbios", dump / "theirs.bin", "2", "System_Product=Rack Server 2U")
+    fru_image(ROOT / "simulation" / "server.machine", 0, dump / "image.bin")
+    same = (dump / "image.bin").read_bytes() == (dump / "fru-0.bin").read_bytes()
+    return [
+        *([] if "Product Name: Rack Server 2U" in table and "WRONG" not in table else [f"dmidecode reads: {table}"]),
+        *([] if "00:00.0" in functions else [f"lspci reads: {functions}"]),
+        *([] if ": PASS" in again else [f"replay of dmidecode's file: {again}"]),
+        *([] if same else ["fru-0.bin is not what ipmitool reads"]),
+    ]
+
+
+def _read(*command):
+    done = subprocess.run(command, capture_output=True, text=True)
+    return done.stdout + done.stderr
