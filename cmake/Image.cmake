@@ -78,7 +78,7 @@ endif()
 add_efi_image(ipmi_kcs efi-bsdrv-x86_64 ${IPMI_KCS_SOURCES})
 add_efi_image(smbios_entry efi-bsdrv-x86_64 ${SMBIOS_ENTRY_SOURCES})
 add_efi_image(start efi-app-x86_64 ${START_SOURCES})
-add_efi_image(dump efi-app-x86_64 ${DUMP_SOURCES} ${DUMP_GLOBALS} ${ACCESS_SOURCES})
+add_efi_image(dump efi-app-x86_64 ${DUMP_SOURCES} ${ACCESS_SOURCES})
 
 # Firmware that a board has and OVMF has not; no product.
 string(REGEX REPLACE "/efi([^/]*)$" "/qemu\\1" IMAGE_OUTPUT ${IMAGE_OUTPUT})

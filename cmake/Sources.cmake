@@ -14,11 +14,9 @@ file(GLOB SMBIOS_ENTRY_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/drivers/smb
 file(GLOB START_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/start/*.cc)
 # What dump.efi reads through, beside its own.
 file(GLOB DUMP_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/dump/*.cc)
-set(DUMP_GLOBALS ${CMAKE_SOURCE_DIR}/dump/module_globals.cc)
-list(REMOVE_ITEM DUMP_SOURCES ${DUMP_GLOBALS})
 set(ACCESS_SOURCES
   ${CMAKE_SOURCE_DIR}/smbios/structures.cc ${CMAKE_SOURCE_DIR}/smbios/entry_point.cc
-  ${CMAKE_SOURCE_DIR}/smbios/firmware_id.cc ${CMAKE_SOURCE_DIR}/module/text.cc ${CMAKE_SOURCE_DIR}/module/last_error.cc
+  ${CMAKE_SOURCE_DIR}/report/report.cc ${CMAKE_SOURCE_DIR}/report/last_error.cc
   ${CMAKE_SOURCE_DIR}/ipmi/transport.cc ${CMAKE_SOURCE_DIR}/ipmi/bridge.cc
   ${CMAKE_SOURCE_DIR}/ipmi/completion_codes.cc ${CMAKE_SOURCE_DIR}/pci/access.cc ${CMAKE_SOURCE_DIR}/guid/flash.cc
   ${CMAKE_SOURCE_DIR}/testlib/parameters.cc ${CMAKE_SOURCE_DIR}/testlib/parameter_file.cc)

@@ -4,9 +4,11 @@
 
 #include "dump/dump.h"
 #include "ipmi/bridge.h"
-#include "report/last_error.h"
 #include "platform/console.h"
+#include "platform/handles.h"
+#include "platform/ipmi_transport.h"
 #include "platform/status_text.h"
+#include "report/last_error.h"
 
 namespace dump {
 namespace {
@@ -41,15 +43,12 @@ struct Answer {
 // One of the controller's own devices, without the tests' waits.
 Answer AskController(mfgtest::IpmiCommand command, Bytes request) {
   Answer answer;
-  IpmiTransport* const transport = mfgtest::ipmi_session.transport;
+  auto* const transport = platform::FirstInterface<IpmiTransport>(kIpmiTransportProtocolGuid);
   for (int attempt = 0; attempt < kAttempts && EFI_ERROR(answer.status); ++attempt) {
-    answer.status = transport->SendIpmiRequest(transport, command.net_function, 0, command.command, request.data(),
-                                               static_cast<std::uint32_t>(request.size()));
+    answer.status = platform::SendIpmiRequest(transport, command.net_function, command.command, request);
     if (EFI_ERROR(answer.status)) continue;
-    std::uint64_t header[3] = {};
     std::uint32_t length = mfgtest::kIpmiResponseCapacity;
-    answer.status = transport->ReceiveIpmiResponse(transport, &header[0], &header[1], &header[2], &answer.bytes[0],
-                                                   &answer.bytes[1], &length);
+    answer.status = platform::ReceiveIpmiResponse(transport, &answer.bytes[0], &answer.bytes[1], &length);
     // What lies behind an error's completion code is nobody's.
     answer.length = 1 + (answer.bytes[0] == 0 ? std::min(length, mfgtest::kIpmiResponseCapacity) : 0);
   }
@@ -160,7 +159,7 @@ void DumpController() {
 }
 
 void DumpFrus() {
-  if (mfgtest::ipmi_session.transport == nullptr) return;
+  if (!mfgtest::IsIpmiAvailable()) return;
   std::uint32_t board = 0;
   const bool has_board = GetNumber(u"SYS_BD_FRU_ID", &board) && board <= 0xFF;
   Json& index = the_dump->index;

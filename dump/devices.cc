@@ -8,14 +8,15 @@
 #include "pci/access.h"
 #include "platform/console.h"
 #include "platform/handles.h"
+#include "platform/manufacturing_interface.h"
 #include "platform/memory.h"
+#include "platform/pci_root_bridge.h"
+#include "platform/simple_network.h"
 #include "platform/status_text.h"
 #include "platform/variables.h"
 
 namespace dump {
 namespace {
-
-constexpr EFI_GUID kSimpleNetworkGuid = EFI_SIMPLE_NETWORK_PROTOCOL_GUID;
 
 constexpr std::uint32_t kBuses = 256;
 constexpr std::uint32_t kDevices = 32;
@@ -43,10 +44,17 @@ constexpr std::uint32_t kFlashWindow = 0xFF000000;
 
 using Header = std::array<std::uint32_t, 16>;
 
-bool ReadHeader(std::uint32_t address, Header& header) {
+// The root bridge that serves the tests: of several, the last one.
+EFI_STATUS FindRootBridge(platform::PciRootBridge** bridge) {
+  platform::HandleList bridges;
+  EFI_STATUS status = platform::LocatePciRootBridges(&bridges.handles);
+  for (const EFI_HANDLE handle : bridges.handles) status = platform::OpenPciRootBridge(handle, bridge);
+  return *bridge == nullptr && !EFI_ERROR(status) ? EFI_NOT_FOUND : status;
+}
+
+bool ReadHeader(platform::PciRootBridge* bridge, std::uint32_t address, Header& header) {
   header[0] = kAbsent;
-  if (EFI_ERROR(platform::ReadPciConfiguration(mfgtest::pci_session.bridge, address, header))) return false;
-  return header[0] != kAbsent;
+  return !EFI_ERROR(platform::ReadPciConfiguration(bridge, address, header)) && header[0] != kAbsent;
 }
 
 // As `lspci -x` shows a function, which reads it with -F.
@@ -99,15 +107,15 @@ void TakeFunction(Json& text, std::uint32_t address, const Header& header) {
   if (IsWanted1394(header)) AddRegisters(header);
 }
 
-void TakeBus(Json& text, std::uint32_t bus) {
+void TakeBus(platform::PciRootBridge* bridge, Json& text, std::uint32_t bus) {
   Header header{};
   for (std::uint32_t device = 0; device < kDevices; ++device) {
     const std::uint32_t address = bus << 24 | device << 16;
-    if (!ReadHeader(address, header)) continue;
+    if (!ReadHeader(bridge, address, header)) continue;
     const bool has_more = (header[3] & kManyFunctions) != 0;
     TakeFunction(text, address, header);
     for (std::uint32_t function = 1; has_more && function < kFunctions; ++function) {
-      if (ReadHeader(address | function << 8, header)) TakeFunction(text, address | function << 8, header);
+      if (ReadHeader(bridge, address | function << 8, header)) TakeFunction(text, address | function << 8, header);
     }
   }
 }
@@ -136,45 +144,37 @@ void AddVariable(Json& json, const platform::VariableCursor& variable) {
   CloseObject(json);
 }
 
-EFI_STATUS StartController(EFI_SIMPLE_NETWORK* network) {
-  const EFI_STATUS status = network->Start(network);
-  return status == EFI_ALREADY_STARTED ? EFI_SUCCESS : status;
-}
-
 }  // namespace
 
 void DumpNetwork() {
   platform::HandleList controllers;
-  const EFI_STATUS status = platform::LocateAllHandles(kSimpleNetworkGuid, &controllers);
+  const EFI_STATUS status = platform::LocateNetworkControllers(&controllers);
   if (EFI_ERROR(status)) return Miss(u"network controllers", platform::StatusText(status).Text());
   Json& index = the_dump->index;
   OpenList(index, "network");
   for (const EFI_HANDLE handle : controllers.handles) {
-    EFI_SIMPLE_NETWORK* network = nullptr;
-    EFI_STATUS started = platform::HandleInterface(handle, kSimpleNetworkGuid, &network);
-    if (!EFI_ERROR(started)) started = StartController(network);
+    platform::NetworkController* network = nullptr;
+    const EFI_STATUS opened = platform::OpenNetworkController(handle, &network);
+    const EFI_STATUS started = EFI_ERROR(opened) ? opened : platform::StartNetworkController(network);
     OpenObject(index, nullptr);
     AddAddress(index, "handle", reinterpret_cast<std::uintptr_t>(handle));
     AddAddress(index, "start", started);
-    if (network != nullptr && network->Mode != nullptr) {
-      AddBytes(index, "mac", {network->Mode->CurrentAddress.Addr, 6});
-    }
+    if (!EFI_ERROR(opened)) AddBytes(index, "mac", platform::StationAddress(*network));
     CloseObject(index);
   }
   CloseList(index);
 }
 
 void DumpPci() {
-  mfgtest::initEfiProtocols(nullptr);
-  if (mfgtest::pci_session.bridge == nullptr) {
-    return Miss(u"pci.txt", platform::StatusText(mfgtest::pci_session.last_status).Text());
-  }
+  platform::PciRootBridge* bridge = nullptr;
+  const EFI_STATUS status = FindRootBridge(&bridge);
+  if (bridge == nullptr) return Miss(u"pci.txt", platform::StatusText(status).Text());
   auto& room = the_dump->room;
   Json text{.room = {reinterpret_cast<char*>(room.data()), room.size()}};
   OpenList(the_dump->index, "registers");
   for (std::uint32_t bus = 0; bus < kBuses; ++bus) {
     if (bus % 32 == 0) platform::Write(u".");
-    TakeBus(text, bus);
+    TakeBus(bridge, text, bus);
   }
   CloseList(the_dump->index);
   if (text.is_cut) Miss(u"pci.txt", u"there are more functions than there is room for");
@@ -206,7 +206,7 @@ void DumpStoredGuid() {
   ManufacturingInterface* const interface = mfgtest::FindManufacturingInterface();
   if (interface == nullptr) return;
   std::array<std::uint8_t, 16> guid{};
-  const EFI_STATUS status = interface->ReadGuid(interface, 0, guid.data(), nullptr);
+  const EFI_STATUS status = platform::ReadStoredGuid(interface, guid);
   if (EFI_ERROR(status)) return Miss(u"GUID of the manufacturing interface", platform::StatusText(status).Text());
   AddBytes(the_dump->index, "systemGuid", guid);
 }

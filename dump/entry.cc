@@ -207,7 +207,8 @@ EFI_STATUS DumpMachine() {
   Dump& d = *the_dump;
   BindSilentLibrary();
   EFI_TIME time{};
-  platform::ReadRealTimeClock(&time);
+  // A clock that cannot be read gives the folder a name of zeros.
+  if (EFI_ERROR(platform::ReadRealTimeClock(&time))) time = {};
   std::array<char16_t, kUnitCharacters + 1> unit{};
   TakeUnit(unit);
   const EFI_STATUS made =

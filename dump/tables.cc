@@ -6,6 +6,7 @@
 #include "dump/dump.h"
 #include "report/last_error.h"
 #include "pci/access.h"
+#include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
 #include "smbios/firmware_id.h"
@@ -124,7 +125,7 @@ void DumpAcpi() {
   const bool has_xsdt = rsdp[15] >= 2;
   AddAscii(the_dump->index, "acpi", is_10 ? "1.0" : "2.0");
   WritePart(u"rsdp.bin", {rsdp, has_xsdt ? kRsdp20Bytes : kRsdpBytes}, reinterpret_cast<std::uintptr_t>(rsdp));
-  if (mfgtest::AcpiChecksum({rsdp, kRsdpBytes}) != 0) {
+  if (platform::ByteSum({rsdp, kRsdpBytes}) != 0) {
     return Miss(u"rsdt.bin", u"the RSDP's checksum is wrong, so what it leads to was not read");
   }
   WriteRootTable(u"rsdt.bin", NumberAt(rsdp + 16, 4));

@@ -19,8 +19,4 @@ EFI_STATUS ListConfigurationTable(const EFI_GUID& guid, const void* table) {
   return BS->InstallConfigurationTable(AsFirmwareGuid(guid), const_cast<void*>(table));
 }
 
-EFI_STATUS ListConfigurationTable(const EFI_GUID& guid, const void* table) {
-  return BS->InstallConfigurationTable(AsFirmwareGuid(guid), const_cast<void*>(table));
-}
-
 }  // namespace platform

@@ -46,9 +46,9 @@ int OffsetOf(const EFI_TIME& time) {
 }  // namespace
 
 bool ReadUtcTime(UtcTime* time) {
-  const EFI_TIME local = ReadRealTimeClock();
+  EFI_TIME local{};
   *time = kUnsetTime;
-  if (!IsDate(local)) return false;
+  if (EFI_ERROR(ReadRealTimeClock(&local)) || !IsDate(local)) return false;
   *time = {local.Year, local.Month, local.Day, 0, 0, local.Second};
   int minutes = local.Hour * 60 + local.Minute + OffsetOf(local);
   if (minutes < 0) StepToDayBefore(*time);

@@ -107,8 +107,6 @@ void SayResults(Label label) {
   }
 }
 
-void SayBridge(const char16_t* text) { Say(Colour::kNotice, "  bridge: %s\n", text); }
-
 void SayIndented(Colour colour, std::size_t column, const char16_t* text) {
   SayLeftAligned(u"", column);
   SayWrapped(colour, column, text);
