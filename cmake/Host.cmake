@@ -1,5 +1,5 @@
 # Host programs: the products' own sources over the simulated machine.
-set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench or plain")
+set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench, tools or plain")
 
 # All host programs; and, beyond that, the products and the machine around them.
 # What only drives them has to compile quickly: `make test` spends most of its
@@ -99,6 +99,11 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/drivers/ipmi_kcs/entry.cc PROPER
 # by the symbols of the libraries.
 add_executable(bench EXCLUDE_FROM_ALL bench/main.cc)
 target_link_libraries(bench PRIVATE simulation)
+
+include(Tools)
+if(MFGTEST_FLAVOUR STREQUAL "tools")
+  return()
+endif()
 
 find_package(GTest REQUIRED)
 include(GoogleTest)

@@ -1,0 +1,27 @@
+# Programs for the desk and the line's server. `make tools` builds them in build/tools.
+add_custom_target(tools)
+
+set(MFGLINE_TEMPLATES ${CMAKE_SOURCE_DIR}/mfgline/templates)
+foreach(template index.html unit.html suite.xml style.css page.js)
+  file(READ ${MFGLINE_TEMPLATES}/${template} ${template})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MFGLINE_TEMPLATES}/${template})
+endforeach()
+configure_file(${CMAKE_SOURCE_DIR}/mfgline/templates.h.in ${CMAKE_CURRENT_BINARY_DIR}/made/mfgline/templates.h @ONLY)
+
+# A designated initializer names what it sets and leaves the rest.
+add_library(mfgline_flags INTERFACE)
+target_link_libraries(mfgline_flags INTERFACE host_test_flags watched_flags)
+target_compile_options(mfgline_flags INTERFACE -Wno-missing-field-initializers)
+
+# What reads records from outside is a library of its own, for the fuzzer.
+add_library(mfgline_records STATIC ${CMAKE_SOURCE_DIR}/mfgline/record.cc ${CMAKE_SOURCE_DIR}/mfgline/text.cc)
+target_link_libraries(mfgline_records PRIVATE mfgline_flags)
+
+add_executable(mfgline EXCLUDE_FROM_ALL)
+foreach(source add answers database main publish show store)
+  target_sources(mfgline PRIVATE ${CMAKE_SOURCE_DIR}/mfgline/${source}.cc)
+endforeach()
+target_include_directories(mfgline PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/made)
+target_include_directories(mfgline SYSTEM PRIVATE /usr/include/postgresql)
+target_link_libraries(mfgline PRIVATE mfgline_records mfgline_flags sqlite3 pq ctemplate)
+add_dependencies(tools mfgline)
