@@ -77,8 +77,8 @@ class Adder {
   void Report() {
     if (shown_) std::cerr << "\r\033[K";
     shown_ = false;
-    std::cout << Grouped(stored_.added) << " records added, " << Grouped(stored_.longer)
-              << " replaced by longer ones, " << Grouped(stored_.known) << " known before" << std::endl;
+    std::cout << Grouped(stored_.added) << " records added, " << Grouped(stored_.longer) << " replaced by longer ones, "
+              << Grouped(stored_.known) << " known before" << std::endl;
     stored_ = {};
   }
 
@@ -118,7 +118,8 @@ std::vector<std::string> FilesIn(const std::string& folder) {
   std::vector<std::string> files;
   std::error_code error;
   const auto options = fs::directory_options::skip_permission_denied;
-  for (fs::recursive_directory_iterator entry(folder, options, error), end; !error && entry != end; entry.increment(error)) {
+  for (fs::recursive_directory_iterator entry(folder, options, error), end; !error && entry != end;
+       entry.increment(error)) {
     std::error_code gone;
     if (entry->is_regular_file(gone) && IsWanted(entry->path())) files.push_back(entry->path().string());
   }

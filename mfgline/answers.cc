@@ -18,12 +18,23 @@ constexpr double kStandardErrors = 4;
 const std::string kSelected =
     " r.started >= $1 and r.started < $2 and ($3 = '' or r.product = $3) and ($4 = '' or r.station = $4)"
     " and ($5 = '' or r.lot = $5) ";
-const std::string kOfUnits = "and ($6 = '' or (r.unit >= $6 and r.unit <= $7)) ";
+const std::string kOfUnits = "and r.unit >= $6 and r.unit <= $7 ";
 
 Database::Values With(const Selection& selection, const std::vector<std::string>& more = {}) {
   Database::Values values = {selection.since, selection.until, selection.product, selection.station, selection.order};
   values.insert(values.end(), more.begin(), more.end());
   return values;
+}
+
+// The condition for one unit, or none for all, with its values.
+struct Condition {
+  std::string text;
+  Database::Values values;
+};
+
+Condition ConditionOf(const Selection& selection, const std::string& unit) {
+  if (unit.empty()) return {kSelected, With(selection)};
+  return {kSelected + kOfUnits, With(selection, {unit, unit})};
 }
 
 Attempt ReadAttempt(const Row& row) {
@@ -55,13 +66,16 @@ void AddFailures(Database& database, const Selection& selection, const std::stri
     }
   }
   const std::vector<Waiver> waivers = Waivers(database);
+  const Condition condition = ConditionOf(selection, unit);
   database.Run(
       "select f.record, f.test, f.title, f.station, f.code, f.message, f.name, f.value, f.expected from finding f "
-      "join record r on r.id = f.record where" + kSelected + kOfUnits + "order by f.record, f.place",
-      With(selection, {unit, unit}), [&](const Row& row) {
+      "join record r on r.id = f.record where" +
+          condition.text + "order by f.record, f.place",
+      condition.values, [&](const Row& row) {
         const auto attempt = attempts.find(row.Number(0));
         if (attempt == attempts.end()) return;
-        Failure failure{row.Text(1), row.Text(2),
+        Failure failure{row.Text(1),
+                        row.Text(2),
                         {row.Number(3) != 0, row.Text(4), row.Text(5), row.Text(6), row.Text(7), row.Text(8)}};
         const auto waiver = std::ranges::find_if(
             waivers, [&](const Waiver& one) { return Covers(one, failure, attempt->second->record.product); });
@@ -93,7 +107,8 @@ std::vector<Cause> Causes(const std::vector<Unit>& units, bool station) {
   }
   std::vector<Cause> sorted;
   for (auto& [key, cause] : causes) sorted.push_back(std::move(cause));
-  std::ranges::stable_sort(sorted, std::ranges::greater(), [](const Cause& cause) { return std::pair(cause.units, cause.records); });
+  std::ranges::stable_sort(sorted, std::ranges::greater(),
+                           [](const Cause& cause) { return std::pair(cause.units, cause.records); });
   return sorted;
 }
 
@@ -139,7 +154,8 @@ std::vector<Pace> Paces(Database& database, const Selection& selection, const st
   std::vector<Pace> paces;
   database.Run(
       "select s.test, max(s.title), count(*), avg(s.seconds), avg(case when r.started >= $6 then s.seconds end), "
-      "max(s.seconds), avg(s.waits), sum(s.repeats) from step s join record r on r.id = s.record where" + kSelected +
+      "max(s.seconds), avg(s.waits), sum(s.repeats) from step s join record r on r.id = s.record where" +
+          kSelected +
           "and s.test <> 'run' and s.verdict <> 'SKIP' group by s.test order by avg(s.seconds) desc, s.test",
       With(selection, {newest}), [&](const Row& row) {
         paces.push_back({row.Text(0), row.Text(1), row.Number(2), row.Real(3), row.Real(4), row.Number(5),
@@ -151,11 +167,11 @@ std::vector<Pace> Paces(Database& database, const Selection& selection, const st
 std::vector<Drift> Drifts(Database& database, const Selection& selection, const std::string& newest) {
   std::vector<Drift> drifts;
   database.Run(
-      "select s.test, m.name, count(*), avg(m.number), avg(m.number * m.number), "
+      "select m.test, m.name, count(*), avg(m.number), avg(m.number * m.number), "
       "count(case when r.started >= $6 then 1 end), avg(case when r.started >= $6 then m.number end), "
       "avg(case when r.started < $6 then m.number end) "
-      "from measured m join record r on r.id = m.record join step s on s.record = m.record and s.place = m.place "
-      "where m.number is not null and" + kSelected + "group by s.test, m.name order by s.test, m.name",
+      "from number m join record r on r.id = m.record where" +
+          kSelected + "group by m.test, m.name order by m.test, m.name",
       With(selection, {newest}), [&](const Row& row) {
         const Drift drift{row.Text(0), row.Text(1), row.Real(7), row.Real(6), row.Number(2)};
         const auto count = static_cast<double>(row.Number(5));
@@ -194,7 +210,8 @@ void Suspect(const std::vector<const Attempt*>& attempts, long running, std::vec
     });
     for (const auto& [key, failure] : failures) {
       const Record& record = attempt->record;
-      Suspicion& run = runs.try_emplace(key, Suspicion{*failure, record.product, record.order, record.unit, "", 0}).first->second;
+      Suspicion& run =
+          runs.try_emplace(key, Suspicion{*failure, record.product, record.order, record.unit, "", 0}).first->second;
       if (run.last != record.unit) ++run.units;
       run.last = record.unit;
     }
@@ -211,7 +228,8 @@ std::vector<Suspicion> Suspicions(const std::vector<Unit>& units, long running) 
   }
   std::vector<Suspicion> suspicions;
   for (auto& [order, attempts] : orders) {
-    std::ranges::stable_sort(attempts, {}, [](const Attempt* attempt) -> const std::string& { return attempt->record.started; });
+    std::ranges::stable_sort(attempts, {},
+                             [](const Attempt* attempt) -> const std::string& { return attempt->record.started; });
     Suspect(attempts, running, suspicions);
   }
   std::ranges::stable_sort(suspicions, std::ranges::greater(), &Suspicion::units);
@@ -243,17 +261,19 @@ const Failure* Attempt::First() const {
 std::vector<const Attempt*> InTime(const Unit& unit) {
   std::vector<const Attempt*> attempts;
   for (const Attempt& attempt : unit.attempts) attempts.push_back(&attempt);
-  std::ranges::stable_sort(attempts, {}, [](const Attempt* attempt) -> const std::string& { return attempt->record.started; });
+  std::ranges::stable_sort(attempts, {},
+                           [](const Attempt* attempt) -> const std::string& { return attempt->record.started; });
   return attempts;
 }
 
 std::vector<Unit> Units(Database& database, const Selection& selection, const std::string& unit) {
   std::vector<Unit> units;
+  const Condition condition = ConditionOf(selection, unit);
   database.Run(
       "select r.id, r.unit, r.started, r.ended, r.verdict, r.product, r.station, r.lot, r.person, r.version, r.command, "
-      "r.source, r.seconds, r.lines, r.missing from record r where" + kSelected + kOfUnits +
-          "order by r.unit, r.started, r.id",
-      With(selection, {unit, unit}), [&](const Row& row) {
+      "r.source, r.seconds, r.lines, r.missing from record r where" +
+          condition.text + "order by r.unit, r.started, r.id",
+      condition.values, [&](const Row& row) {
         Attempt attempt = ReadAttempt(row);
         if (units.empty() || units.back().name != attempt.record.unit) units.push_back({attempt.record.unit, {}});
         units.back().attempts.push_back(std::move(attempt));
@@ -266,36 +286,39 @@ std::vector<Unit> Units(Database& database, const Selection& selection, const st
 Details DetailsOf(Database& database, const Selection& selection, const std::string& first, const std::string& last) {
   Details details;
   const auto values = With(selection, {first, last});
-  const auto rest = [](const char* order) { return " where" + kSelected + kOfUnits + order; };
-  database.Run(
-      "select s.record, s.step, s.title, s.verdict, s.note, s.seconds, s.waits, s.repeats from record r "
-      "join step s on s.record = r.id" + rest("order by s.record, s.place"),
-      values, [&](const Row& row) {
-        details[row.Number(0)].push_back({.id = row.Text(1), .title = row.Text(2), .verdict = row.Text(3),
-                                          .note = row.Text(4), .seconds = row.Number(5), .waits = row.Number(6),
-                                          .repeats = row.Number(7)});
-      });
-  database.Run(
-      "select m.record, m.place, m.name, m.value, m.unit, m.expected, m.outside from record r "
-      "join measured m on m.record = r.id" + rest("order by m.record, m.place"),
-      values, [&](const Row& row) {
-        if (Step* const step = StepAt(details, row)) {
-          step->values.push_back({row.Text(2), row.Text(3), row.Text(4), row.Text(5), row.Number(6) != 0, {}});
-        }
-      });
-  database.Run(
-      "select f.record, f.place, f.station, f.code, f.message, f.name, f.value, f.expected from record r "
-      "join finding f on f.record = r.id" + rest("order by f.record, f.place"),
-      values, [&](const Row& row) {
-        if (Step* const step = StepAt(details, row)) {
-          step->findings.push_back(
-              {row.Number(2) != 0, row.Text(3), row.Text(4), row.Text(5), row.Text(6), row.Text(7)});
-        }
-      });
+  // A cross join keeps SQLite from going through the table of all steps.
+  const auto of = [](const std::string& table) {
+    return " from record r cross join " + table + " t where t.record = r.id and" + kSelected + kOfUnits +
+           "order by t.record, t.place";
+  };
+  database.Run("select t.record, t.step, t.title, t.verdict, t.note, t.seconds, t.waits, t.repeats" + of("step"),
+               values, [&](const Row& row) {
+                 details[row.Number(0)].push_back({.id = row.Text(1),
+                                                   .title = row.Text(2),
+                                                   .verdict = row.Text(3),
+                                                   .note = row.Text(4),
+                                                   .seconds = row.Number(5),
+                                                   .waits = row.Number(6),
+                                                   .repeats = row.Number(7)});
+               });
+  database.Run("select t.record, t.place, t.name, t.value, t.unit, t.expected, t.outside" + of("measured"), values,
+               [&](const Row& row) {
+                 if (Step* const step = StepAt(details, row)) {
+                   step->values.push_back({row.Text(2), row.Text(3), row.Text(4), row.Text(5), row.Number(6) != 0, {}});
+                 }
+               });
+  database.Run("select t.record, t.place, t.station, t.code, t.message, t.name, t.value, t.expected" + of("finding"),
+               values, [&](const Row& row) {
+                 if (Step* const step = StepAt(details, row)) {
+                   step->findings.push_back(
+                       {row.Number(2) != 0, row.Text(3), row.Text(4), row.Text(5), row.Text(6), row.Text(7)});
+                 }
+               });
   return details;
 }
 
-void ForEachUnit(Database& database, const Selection& selection, const std::vector<Unit>& units, const OnUnit& on_unit) {
+void ForEachUnit(Database& database, const Selection& selection, const std::vector<Unit>& units,
+                 const OnUnit& on_unit) {
   for (std::size_t begin = 0; begin < units.size(); begin += kUnitsAtATime) {
     const std::size_t end = std::min(units.size(), begin + kUnitsAtATime);
     const Details details = DetailsOf(database, selection, units[begin].name, units[end - 1].name);

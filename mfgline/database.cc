@@ -3,6 +3,7 @@
 #include <libpq-fe.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <map>
@@ -17,6 +18,16 @@ constexpr int kWaitMilliseconds = 60'000;
 constexpr const char* kCache = "pragma cache_size = -65536";
 // PostgreSQL's writers take turns by this key of an advisory lock.
 constexpr const char* kTurn = "select pg_advisory_xact_lock(1835427692)";
+
+// Of one call to PostgreSQL, which takes 65,535 values.
+constexpr std::size_t kRowsOfOneCall = 1000;
+
+// "($1, $2)" for two columns behind no others.
+std::string Places(std::size_t columns, std::size_t before) {
+  std::string places = "(";
+  for (std::size_t i = 1; i <= columns; ++i) places += (i == 1 ? "$" : ", $") + std::to_string(before + i);
+  return places + ")";
+}
 
 template <typename Number>
 Number Parse(std::string_view text) {
@@ -39,15 +50,22 @@ class Sqlite : public Database {
 
   void Begin() override { Run("begin immediate", {}, {}); }
 
-  std::string RowsOf(const std::string& parameter) const override { return "json_each(" + parameter + ") as row"; }
+  void Insert(const std::string& table, const std::vector<Values>& rows) override {
+    if (rows.empty()) return;
+    sqlite3_stmt* const statement = Prepared("insert into " + table + " values " + Places(rows.front().size(), 0));
+    for (const Values& row : rows) {
+      sqlite3_reset(statement);
+      for (std::size_t i = 0; i < row.size(); ++i) Bind(statement, static_cast<int>(i + 1), row[i]);
+      if (sqlite3_step(statement) != SQLITE_DONE) Fail();
+    }
+    sqlite3_reset(statement);
+  }
 
   void Run(const std::string& sql, const Values& values, const OnRow& on_row) override {
     sqlite3_stmt* const statement = Prepared(sql);
     sqlite3_reset(statement);
     for (std::size_t i = 0; i < values.size(); ++i) {
-      const int place = sqlite3_bind_parameter_index(statement, ("$" + std::to_string(i + 1)).c_str());
-      const auto size = static_cast<int>(values[i].size());
-      if (sqlite3_bind_text(statement, place, values[i].data(), size, SQLITE_STATIC) != SQLITE_OK) Fail();
+      Bind(statement, sqlite3_bind_parameter_index(statement, ("$" + std::to_string(i + 1)).c_str()), values[i]);
     }
     std::vector<std::string_view> cells(static_cast<std::size_t>(sqlite3_column_count(statement)));
     int status = sqlite3_step(statement);
@@ -66,12 +84,20 @@ class Sqlite : public Database {
  private:
   using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
 
-  [[noreturn]] void Fail() { throw std::runtime_error(std::string("the database says: ") + sqlite3_errmsg(handle_.get())); }
+  [[noreturn]] void Fail() {
+    throw std::runtime_error(std::string("the database says: ") + sqlite3_errmsg(handle_.get()));
+  }
+
+  void Bind(sqlite3_stmt* statement, int place, const std::string& value) {
+    const auto size = static_cast<int>(value.size());
+    if (sqlite3_bind_text(statement, place, value.data(), size, SQLITE_STATIC) != SQLITE_OK) Fail();
+  }
 
   sqlite3_stmt* Prepared(const std::string& sql) {
     if (const auto known = statements_.find(sql); known != statements_.end()) return known->second.get();
     sqlite3_stmt* statement = nullptr;
-    const int status = sqlite3_prepare_v2(handle_.get(), sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
+    const int status =
+        sqlite3_prepare_v2(handle_.get(), sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
     if (status != SQLITE_OK) Fail();
     return statements_.emplace(sql, Statement(statement, sqlite3_finalize)).first->second.get();
   }
@@ -93,15 +119,23 @@ class Postgresql : public Database {
     Run(kTurn, {}, {});
   }
 
-  std::string RowsOf(const std::string& parameter) const override {
-    return "json_array_elements(cast(" + parameter + " as json)) as row(value)";
+  void Insert(const std::string& table, const std::vector<Values>& rows) override {
+    for (std::size_t begin = 0; begin < rows.size(); begin += kRowsOfOneCall) {
+      std::string sql = "insert into " + table + " values ";
+      Values values;
+      for (std::size_t i = begin; i < std::min(rows.size(), begin + kRowsOfOneCall); ++i) {
+        sql += (i == begin ? "" : ", ") + Places(rows[i].size(), values.size());
+        values.insert(values.end(), rows[i].begin(), rows[i].end());
+      }
+      Run(sql, values, {});
+    }
   }
 
   void Run(const std::string& sql, const Values& values, const OnRow& on_row) override {
     std::vector<const char*> texts;
     for (const std::string& value : values) texts.push_back(value.c_str());
-    if (PQsendQueryParams(connection_.get(), sql.c_str(), static_cast<int>(texts.size()), nullptr, texts.data(), nullptr,
-                          nullptr, 0) == 0) {
+    if (PQsendQueryParams(connection_.get(), sql.c_str(), static_cast<int>(texts.size()), nullptr, texts.data(),
+                          nullptr, nullptr, 0) == 0) {
       Fail();
     }
     PQsetSingleRowMode(connection_.get());
@@ -140,7 +174,8 @@ double Row::Real(std::size_t column) const { return Parse<double>(cells[column])
 std::unique_ptr<Database> OpenDatabase(const std::string& name, bool create) {
   if (name.starts_with("postgresql://") || name.starts_with("postgres://")) return std::make_unique<Postgresql>(name);
   if (!create && !std::filesystem::exists(name)) {
-    throw std::runtime_error(name + " does not exist. `mfgline add FOLDER` makes a database of the records in a folder; " +
+    throw std::runtime_error(name +
+                             " does not exist. `mfgline add FOLDER` makes a database of the records in a folder; " +
                              "--database names another one");
   }
   return std::make_unique<Sqlite>(name, create);

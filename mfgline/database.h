@@ -33,9 +33,8 @@ class Database {
   virtual void Run(const std::string& sql, const Values& values = {}, const OnRow& on_row = {}) = 0;
   // Begins a transaction in which nobody else writes; others wait.
   virtual void Begin() = 0;
-  // The rows of a JSON array of arrays bound to a parameter, for a FROM clause:
-  // cells are row.value->>0 and so on.
-  virtual std::string RowsOf(const std::string& parameter) const = 0;
+  // Rows that all have a value for every column of a table.
+  virtual void Insert(const std::string& table, const std::vector<Values>& rows) = 0;
 };
 
 // "postgresql://…" or the file of an SQLite database, which is created only if asked.

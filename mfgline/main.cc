@@ -57,7 +57,8 @@ std::vector<Unit> Selected(Database& database, const Options& options) {
 
 Unit OneUnit(Database& database, const std::string& name) {
   const std::vector<Unit> units = Units(database, {}, name);
-  if (units.empty()) throw std::runtime_error("there is no record of a unit \"" + Clean(name) + "\". `mfgline table` lists all units");
+  if (units.empty())
+    throw std::runtime_error("there is no record of a unit \"" + Clean(name) + "\". `mfgline table` lists all units");
   return units.front();
 }
 
@@ -90,7 +91,7 @@ int RunCompare(const Options& options) {
   }
   const auto side = [&](std::size_t i) {
     const Attempt& last = units[i].Last();
-    return Side{last, details[i][last.id], SettingsOf(*database, last.id)};
+    return Side{last, details[i][last.id], SettingsOf(StartOf(*database, last.id))};
   };
   return ShowDifferences(side(0), side(1)) ? kDone : kDamagedOrDifferent;
 }
@@ -140,8 +141,8 @@ int RunPage(const Options& options) {
 // A waiver that nothing has failed for may be a slip of the pen.
 bool HasFailed(Database& database, const Waiver& waiver) {
   bool failed = false;
-  database.Run("select 1 from finding where test = $1 and code = $2 and station = 0 limit 1", {waiver.test, waiver.code},
-               [&](const Row&) { failed = true; });
+  database.Run("select 1 from finding where test = $1 and code = $2 and station = 0 limit 1",
+               {waiver.test, waiver.code}, [&](const Row&) { failed = true; });
   return failed;
 }
 
@@ -158,19 +159,22 @@ int RunWaive(const Options& options) {
   if (!waiver.until.empty() && !ParseTime(waiver.until + "T00:00:00Z")) {
     throw std::runtime_error("\"" + Clean(waiver.until) + "\" is no day. Write --until 2026-11-30");
   }
-  for (std::string* const text : {&waiver.test, &waiver.code, &waiver.product, &waiver.reason, &waiver.person}) *text = Clean(*text);
+  for (std::string* const text : {&waiver.test, &waiver.code, &waiver.product, &waiver.reason, &waiver.person})
+    *text = Clean(*text);
   waiver.made = FormatTime(Now());
   if (!HasFailed(*database, waiver)) {
     std::cerr << "mfgline: note that no unit has failed test " << waiver.test << " with " << waiver.code
               << " so far. `mfgline summary` has the names of tests and codes\n";
   }
   AddWaiver(*database, waiver);
-  std::cout << "Waived: test " << waiver.test << ", " << waiver.code << (IsExpired(waiver) ? ", which has expired already\n" : "\n");
+  std::cout << "Waived: test " << waiver.test << ", " << waiver.code
+            << (IsExpired(waiver) ? ", which has expired already\n" : "\n");
   return kDone;
 }
 
 void AddSelection(CLI::App& command, Options& options) {
-  command.add_option("--since", options.since, "Records from then on: 2026-11-21, 2026-11-21T06:00 (UTC), today, 7d, 24h");
+  command.add_option("--since", options.since,
+                     "Records from then on: 2026-11-21, 2026-11-21T06:00 (UTC), today, 7d, 24h");
   command.add_option("--until", options.until, "Records up to then; a day counts as a whole");
   command.add_option("--product", options.selection.product, "Of one product (the name in the record)");
   command.add_option("--station", options.selection.station, "Of one station");
@@ -178,7 +182,8 @@ void AddSelection(CLI::App& command, Options& options) {
 }
 
 void AddRunning(CLI::App& command, Options& options) {
-  command.add_option("--running", options.running, "Units running with the same failure that put an order under suspicion")
+  command
+      .add_option("--running", options.running, "Units running with the same failure that put an order under suspicion")
       ->check(CLI::Range(2L, 1000000L))
       ->capture_default_str();
 }
@@ -263,7 +268,8 @@ int Run(CLI::App& program, Options& options, int argc, char** argv) {
   program.parse(argc, argv);
   if (!options.since.empty()) options.selection.since = Since(options.since);
   if (!options.until.empty()) options.selection.until = Until(options.until);
-  const auto* const command = std::ranges::find_if(kCommands, [&](const Command& one) { return program.got_subcommand(one.name); });
+  const auto* const command =
+      std::ranges::find_if(kCommands, [&](const Command& one) { return program.got_subcommand(one.name); });
   const int status = command->run(options);
   std::cout.flush();
   if (!std::cout) throw std::runtime_error("standard output cannot be written");

@@ -50,7 +50,8 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
 // Serial numbers may hold anything; two of them never share a file.
 std::string FileOf(const std::string& unit) {
   std::string name = unit.substr(0, kLongestFileName);
-  std::ranges::replace_if(name, [](unsigned char c) { return std::isalnum(c) == 0 && c != '-'; }, '_');
+  std::ranges::replace_if(
+      name, [](unsigned char c) { return std::isalnum(c) == 0 && c != '-'; }, '_');
   char hash[20];
   std::snprintf(hash, sizeof hash, "-%08x", static_cast<unsigned>(Hash(unit)));
   return "units/" + name + hash + ".html";
@@ -75,11 +76,16 @@ void AddDays(TemplateDictionary& page, const std::vector<Day>& days) {
     const double left = width * static_cast<double>(i);
     const double share = static_cast<double>(day.passed) / static_cast<double>(day.units);
     points += Fixed(left + width / 2) + "," + Fixed(160 - 150 * share) + " ";
-    Set(*page.AddSectionDictionary("day"),
-        {{"day", day.day}, {"passed", Grouped(day.passed)}, {"count", Grouped(day.units)},
-         {"yield", Percent(day.passed, day.units)}, {"x", Fixed(left + width * 0.1)}, {"width", Fixed(width * 0.8)},
-         {"pass_y", Fixed(160 - pass)}, {"pass_height", Fixed(pass)}, {"fail_y", Fixed(160 - pass - fail)},
-         {"fail_height", Fixed(fail)}});
+    Set(*page.AddSectionDictionary("day"), {{"day", day.day},
+                                            {"passed", Grouped(day.passed)},
+                                            {"count", Grouped(day.units)},
+                                            {"yield", Percent(day.passed, day.units)},
+                                            {"x", Fixed(left + width * 0.1)},
+                                            {"width", Fixed(width * 0.8)},
+                                            {"pass_y", Fixed(160 - pass)},
+                                            {"pass_height", Fixed(pass)},
+                                            {"fail_y", Fixed(160 - pass - fail)},
+                                            {"fail_height", Fixed(fail)}});
   }
   Set(page, {{"points", points}, {"first_day", days.front().day}, {"last_day", days.back().day}});
 }
@@ -96,9 +102,14 @@ void AddPareto(TemplateDictionary& page, const std::vector<Cause>& causes) {
     const std::string name = TestName(cause.test, cause.title) + ", " + cause.code;
     const auto top = static_cast<double>(22 * i);
     const std::string short_name = Width(name) > kShortName ? cause.test + " " + cause.code : name;
-    Set(*page.AddSectionDictionary("bar"),
-        {{"name", name}, {"short_name", short_name}, {"count", Grouped(cause.units)}, {"share", Percent(running, all)},
-         {"y", Fixed(top)}, {"text_y", Fixed(top + 13)}, {"width", Fixed(width)}, {"count_x", Fixed(276 + width)}});
+    Set(*page.AddSectionDictionary("bar"), {{"name", name},
+                                            {"short_name", short_name},
+                                            {"count", Grouped(cause.units)},
+                                            {"share", Percent(running, all)},
+                                            {"y", Fixed(top)},
+                                            {"text_y", Fixed(top + 13)},
+                                            {"width", Fixed(width)},
+                                            {"count_x", Fixed(276 + width)}});
   }
   page.SetValue("pareto_height", std::to_string(22 * std::max<std::size_t>(1, bars)));
 }
@@ -109,10 +120,15 @@ void AddSuspicions(TemplateDictionary& page, const std::vector<Suspicion>& suspi
   section.SetValue("running", std::to_string(running));
   for (const Suspicion& one : suspicions) {
     const Finding& finding = one.failure.finding;
-    Set(*section.AddSectionDictionary("suspicion"),
-        {{"count", Grouped(one.units)}, {"test", TestName(one.failure.test, one.failure.title)}, {"value", finding.name},
-         {"limit", finding.limit}, {"measured", finding.measured}, {"product", one.product}, {"order", one.order},
-         {"from", one.first}, {"to", one.last}});
+    Set(*section.AddSectionDictionary("suspicion"), {{"count", Grouped(one.units)},
+                                                     {"test", TestName(one.failure.test, one.failure.title)},
+                                                     {"value", finding.name},
+                                                     {"limit", finding.limit},
+                                                     {"measured", finding.measured},
+                                                     {"product", one.product},
+                                                     {"order", one.order},
+                                                     {"from", one.first},
+                                                     {"to", one.last}});
   }
 }
 
@@ -121,14 +137,18 @@ void AddTables(TemplateDictionary& page, const Summary& summary) {
     Set(*page.AddSectionDictionary("verdict"), {{"name", verdict}, {"count", Grouped(count)}});
   }
   for (const Cause& cause : summary.station_errors) {
-    Set(*page.AddSectionDictionary("station_error"),
-        {{"test", TestName(cause.test, cause.title)}, {"code", cause.code}, {"count", Grouped(cause.units)},
-         {"records", Grouped(cause.records)}});
+    Set(*page.AddSectionDictionary("station_error"), {{"test", TestName(cause.test, cause.title)},
+                                                      {"code", cause.code},
+                                                      {"count", Grouped(cause.units)},
+                                                      {"records", Grouped(cause.records)}});
   }
   for (const Pace& pace : summary.tests) {
-    Set(*page.AddSectionDictionary("pace"),
-        {{"test", TestName(pace.test, pace.title)}, {"runs", Grouped(pace.runs)}, {"mean", Fixed(pace.mean)},
-         {"newest", Fixed(pace.newest)}, {"longest", Grouped(pace.longest)}, {"repeats", Grouped(pace.repeats)}});
+    Set(*page.AddSectionDictionary("pace"), {{"test", TestName(pace.test, pace.title)},
+                                             {"runs", Grouped(pace.runs)},
+                                             {"mean", Fixed(pace.mean)},
+                                             {"newest", Fixed(pace.newest)},
+                                             {"longest", Grouped(pace.longest)},
+                                             {"repeats", Grouped(pace.repeats)}});
   }
 }
 
@@ -143,19 +163,28 @@ const Failure* FailureOf(const Attempt& attempt, const Step& step, const Finding
 
 void AddStep(TemplateDictionary& section, const Attempt& attempt, const Step& step) {
   TemplateDictionary& to = *section.AddSectionDictionary("step");
-  Set(to, {{"test", TestName(step.id, step.title)}, {"step_verdict", step.verdict},
-           {"step_seconds", std::to_string(step.seconds)}, {"note", step.note}});
+  Set(to, {{"test", TestName(step.id, step.title)},
+           {"step_verdict", step.verdict},
+           {"step_seconds", std::to_string(step.seconds)},
+           {"note", step.note}});
   for (const Value& value : step.values) {
     Set(*to.AddSectionDictionary("value"),
-        {{"name", value.name}, {"measured", value.unit.empty() ? value.value : value.value + " " + value.unit},
-         {"limit", value.limit}, {"mark", value.outside ? "FAIL" : value.limit.empty() ? "" : "PASS"}});
+        {{"name", value.name},
+         {"measured", value.unit.empty() ? value.value : value.value + " " + value.unit},
+         {"limit", value.limit},
+         {"mark", value.outside         ? "FAIL"
+                  : value.limit.empty() ? ""
+                                        : "PASS"}});
   }
   for (const Finding& finding : step.findings) {
     const Failure* const failure = FailureOf(attempt, step, finding);
     const bool waived = failure != nullptr && failure->waived;
-    Set(*to.AddSectionDictionary("finding"),
-        {{"code", finding.code}, {"message", finding.message}, {"waiver", waived ? failure->waiver : ""},
-         {"mark", finding.station ? "ERROR" : waived ? "WAIVED" : "FAIL"}});
+    Set(*to.AddSectionDictionary("finding"), {{"code", finding.code},
+                                              {"message", finding.message},
+                                              {"waiver", waived ? failure->waiver : ""},
+                                              {"mark", finding.station ? "ERROR"
+                                                       : waived        ? "WAIVED"
+                                                                       : "FAIL"}});
   }
 }
 
@@ -179,8 +208,10 @@ Outcome OutcomeOf(const Attempt& attempt, const Step& step) {
   for (const Finding& finding : step.findings) {
     const Failure* const failure = FailureOf(attempt, step, finding);
     const bool waived = failure != nullptr && failure->waived;
-    outcome = {finding.station ? "error" : waived ? "skip" : "failure", finding.code,
-               waived ? failure->waiver + ": " + finding.code + ": " + finding.message : finding.message};
+    outcome = {finding.station ? "error"
+               : waived        ? "skip"
+                               : "failure",
+               finding.code, waived ? failure->waiver + ": " + finding.code + ": " + finding.message : finding.message};
     if (!waived) break;
   }
   return outcome;
@@ -188,8 +219,9 @@ Outcome OutcomeOf(const Attempt& attempt, const Step& step) {
 
 std::vector<std::string> CsvUnit(const Attempt& attempt) {
   const Record& record = attempt.record;
-  return {record.unit,    record.started, std::to_string(attempt.seconds), attempt.Verdict(), record.product,
-          record.station, record.order,   record.person,                   record.version};
+  return {record.unit,       record.started, std::to_string(attempt.seconds),
+          attempt.Verdict(), record.product, record.station,
+          record.order,      record.person,  record.version};
 }
 
 }  // namespace
@@ -246,30 +278,46 @@ void WriteJunitSuite(std::ostream& to, const Unit& unit, const Details& details)
     Set(*section.AddSectionDictionary(outcome.section), {{"code", outcome.code}, {"message", outcome.message}});
   }
   const Record& record = attempt.record;
-  Set(suite, {{"unit", unit.name}, {"time", record.started.substr(0, 19)}, {"seconds", std::to_string(attempt.seconds)},
-              {"tests", std::to_string(steps.size())}, {"failures", std::to_string(counts["failure"])},
-              {"errors", std::to_string(counts["error"])}, {"skipped", std::to_string(counts["skip"])},
-              {"verdict", attempt.Verdict()}, {"product", record.product}, {"station", record.station},
+  Set(suite, {{"unit", unit.name},
+              {"time", record.started.substr(0, 19)},
+              {"seconds", std::to_string(attempt.seconds)},
+              {"tests", std::to_string(steps.size())},
+              {"failures", std::to_string(counts["failure"])},
+              {"errors", std::to_string(counts["error"])},
+              {"skipped", std::to_string(counts["skip"])},
+              {"verdict", attempt.Verdict()},
+              {"product", record.product},
+              {"station", record.station},
               {"order", record.order}});
   to << Expand("suite", kSuite, suite);
 }
 
-void WriteIndexPage(const std::filesystem::path& folder, const Summary& summary, const std::vector<Unit>& units, long running) {
+void WriteIndexPage(const std::filesystem::path& folder, const Summary& summary, const std::vector<Unit>& units,
+                    long running) {
   TemplateDictionary page("index");
-  Set(page, {{"units", Grouped(summary.units)}, {"records", Grouped(summary.records)}, {"first", summary.first},
-             {"last", summary.last}, {"first_yield", Percent(summary.first_passed, summary.judged)},
-             {"final_yield", Percent(summary.passed, summary.judged)}, {"made", FormatTime(Now())}});
+  Set(page, {{"units", Grouped(summary.units)},
+             {"records", Grouped(summary.records)},
+             {"first", summary.first},
+             {"last", summary.last},
+             {"first_yield", Percent(summary.first_passed, summary.judged)},
+             {"final_yield", Percent(summary.passed, summary.judged)},
+             {"made", FormatTime(Now())}});
   AddDays(page, summary.days);
   AddPareto(page, summary.failures);
   AddSuspicions(page, summary.suspicions, running);
   AddTables(page, summary);
   for (const Unit& unit : units) {
     const Attempt& last = unit.Last();
-    Set(*page.AddSectionDictionary("unit"),
-        {{"file", FileOf(unit.name)}, {"name", unit.name}, {"verdict_name", last.Verdict()},
-         {"time", last.record.started}, {"seconds", std::to_string(last.seconds)},
-         {"attempts", std::to_string(unit.attempts.size())}, {"product", last.record.product},
-         {"station", last.record.station}, {"order", last.record.order}, {"failure", FirstFailure(last)}});
+    Set(*page.AddSectionDictionary("unit"), {{"file", FileOf(unit.name)},
+                                             {"name", unit.name},
+                                             {"verdict_name", last.Verdict()},
+                                             {"time", last.record.started},
+                                             {"seconds", std::to_string(last.seconds)},
+                                             {"attempts", std::to_string(unit.attempts.size())},
+                                             {"product", last.record.product},
+                                             {"station", last.record.station},
+                                             {"order", last.record.order},
+                                             {"failure", FirstFailure(last)}});
   }
   WriteFile(folder / "style.css", kStyle);
   WriteFile(folder / "page.js", kScript);
@@ -282,9 +330,15 @@ void WriteUnitPage(const std::filesystem::path& folder, const Unit& unit, const 
   for (const Attempt* const attempt : InTime(unit)) {
     const Record& record = attempt->record;
     TemplateDictionary& section = *page.AddSectionDictionary("attempt");
-    Set(section, {{"time", record.started}, {"attempt_verdict", attempt->Verdict()}, {"product", record.product},
-                  {"seconds", std::to_string(attempt->seconds)}, {"station", record.station}, {"order", record.order},
-                  {"operator", record.person}, {"version", record.version}, {"source", record.source}});
+    Set(section, {{"time", record.started},
+                  {"attempt_verdict", attempt->Verdict()},
+                  {"product", record.product},
+                  {"seconds", std::to_string(attempt->seconds)},
+                  {"station", record.station},
+                  {"order", record.order},
+                  {"operator", record.person},
+                  {"version", record.version},
+                  {"source", record.source}});
     if (record.missing != 0) Set(*section.AddSectionDictionary("lost"), {{"missing", std::to_string(record.missing)}});
     for (const Step& step : StepsOf(details, *attempt)) AddStep(section, *attempt, step);
   }

@@ -19,7 +19,8 @@ void WriteCsvValues(std::ostream& to, const Unit& unit, const Details& details);
 void WriteJunitSuite(std::ostream& to, const Unit& unit, const Details& details);
 
 // index.html with its style and script, and one page a unit in units/.
-void WriteIndexPage(const std::filesystem::path& folder, const Summary& summary, const std::vector<Unit>& units, long running);
+void WriteIndexPage(const std::filesystem::path& folder, const Summary& summary, const std::vector<Unit>& units,
+                    long running);
 void WriteUnitPage(const std::filesystem::path& folder, const Unit& unit, const Details& details);
 
 }  // namespace mfgline

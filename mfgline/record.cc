@@ -1,6 +1,7 @@
 #include "mfgline/record.h"
 
 #include <algorithm>
+#include <array>
 #include <compare>
 #include <nlohmann/json.hpp>
 
@@ -12,6 +13,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t kLongestLine = 1 << 20;
+constexpr std::size_t kBlock = 1 << 14;
 constexpr long kMostLines = 1'000'000;
 // Of what a record says of its start; deeper levels are left out.
 constexpr int kDeepest = 8;
@@ -20,18 +22,6 @@ constexpr std::size_t kLongestUnit = 200;
 constexpr std::string_view kMark = "@MFG ";
 // The step that stands for the run as a whole.
 constexpr const char* kRun = "run";
-
-// A line without its end, cut at kLongestLine + 1 bytes; false after the last one.
-bool ReadLine(std::istream& lines, std::string& line) {
-  line.clear();
-  std::streambuf& bytes = *lines.rdbuf();
-  int byte = bytes.sbumpc();
-  if (byte == EOF) return false;
-  for (; byte != EOF && byte != '\n'; byte = bytes.sbumpc()) {
-    if (line.size() <= kLongestLine) line += static_cast<char>(byte);
-  }
-  return true;
-}
 
 // A terminal may be told to move or to change colour before a line begins.
 std::string_view WithoutControls(std::string_view line) {
@@ -97,9 +87,9 @@ struct Comparison {
 };
 
 constexpr Comparison kComparisons[] = {
-    {"EQUAL", "=", std::is_eq, false},         {"NOT_EQUAL", "!=", std::is_neq, false},
-    {"LESS_THAN", "<", std::is_lt, true},      {"LESS_THAN_OR_EQUAL", "<=", std::is_lteq, true},
-    {"GREATER_THAN", ">", std::is_gt, true},   {"GREATER_THAN_OR_EQUAL", ">=", std::is_gteq, true},
+    {"EQUAL", "=", std::is_eq, false},       {"NOT_EQUAL", "!=", std::is_neq, false},
+    {"LESS_THAN", "<", std::is_lt, true},    {"LESS_THAN_OR_EQUAL", "<=", std::is_lteq, true},
+    {"GREATER_THAN", ">", std::is_gt, true}, {"GREATER_THAN_OR_EQUAL", ">=", std::is_gteq, true},
 };
 
 std::partial_ordering Compare(const json& value, const json& limit) {
@@ -108,7 +98,8 @@ std::partial_ordering Compare(const json& value, const json& limit) {
 }
 
 Value ReadValue(const json& measurement) {
-  Value value{.name = Text(measurement, "name"), .value = Text(measurement, "value"), .unit = Text(measurement, "unit")};
+  Value value{
+      .name = Text(measurement, "name"), .value = Text(measurement, "value"), .unit = Text(measurement, "unit")};
   const json& measured = Member(measurement, "value");
   for (const json& validator : Member(measurement, "validators")) {
     const std::string type = Text(validator, "type");
@@ -193,7 +184,8 @@ std::string Judge(Record& record, const std::string& end) {
   }
   // Autosense and something else is a line run; a single test is none.
   const bool autosense = std::ranges::find(record.steps, "0", &Step::id) != record.steps.end();
-  const bool more = std::ranges::any_of(record.steps, [](const Step& step) { return step.id != "0" && step.id != kRun; });
+  const bool more =
+      std::ranges::any_of(record.steps, [](const Step& step) { return step.id != "0" && step.id != kRun; });
   return autosense && more ? "PASS" : "PARTIAL";
 }
 
@@ -208,7 +200,6 @@ void Start(Record& record, const json& start, const std::string& time) {
   record.person = Text(metadata, "operator");
   record.version = Text(start, "version");
   record.command = Text(start, "commandLine");
-  Flatten(start, "", 0, record.settings);
 }
 
 void Measure(Step& step, const json& measurement) {
@@ -224,17 +215,38 @@ void Measure(Step& step, const json& measurement) {
 
 }  // namespace
 
+std::map<std::string, std::string> SettingsOf(const std::string& start) {
+  std::map<std::string, std::string> settings;
+  const json object = json::parse(start, nullptr, false);
+  Flatten(Member(Member(object, "testRunArtifact"), "testRunStart"), "", 0, settings);
+  return settings;
+}
+
 std::string TestOf(std::string_view step) { return std::string(step.substr(0, step.find('.'))); }
 
+// Takes what has arrived, a whole block or less: the other end may be a serial
+// port. A line grows to kLongestLine and a block at most.
 void Reader::Read(std::istream& lines) {
-  for (std::string line; ReadLine(lines, line);) {
-    ++line_;
-    TakeLine(line);
+  std::string line;
+  std::array<char, kBlock> block;
+  std::streambuf& bytes = *lines.rdbuf();
+  while (bytes.sgetc() != std::char_traits<char>::eof()) {
+    const auto size =
+        bytes.sgetn(block.data(), std::min<std::streamsize>(std::max<std::streamsize>(1, bytes.in_avail()), kBlock));
+    std::string_view rest(block.data(), static_cast<std::size_t>(size));
+    for (std::size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
+      TakeLine(line.append(rest.substr(0, end)));
+      line.clear();
+      rest.remove_prefix(end + 1);
+    }
+    if (line.size() <= kLongestLine) line.append(rest);
   }
+  if (!line.empty()) TakeLine(line);
   Finish();
 }
 
 void Reader::TakeLine(std::string_view line) {
+  ++line_;
   if (line.size() > kLongestLine) return Damaged("a line of more than 1 MiB is none of a record");
   std::string_view text = WithoutControls(line);
   if (text.empty()) return;
@@ -263,14 +275,15 @@ void Reader::TakeObject(std::string_view text) {
   }
   const auto number = sequence.get<long>();
   const json& version = Member(object, "schemaVersion");
-  if (version.is_object() && Number(version, "major") != 2) return Damaged("a version of the format that is not known here");
+  if (version.is_object() && Number(version, "major") != 2)
+    return Damaged("a version of the format that is not known here");
   if (version.is_object() || !open_ || number < expected_) Begin();
   Follow(number);
   record_.ended = time;
   if (version.is_object()) return;
   const json& run = Member(object, "testRunArtifact");
   const json& step = Member(object, "testStepArtifact");
-  const bool known = run.is_object() ? TakeRunArtifact(run, time) : TakeStepArtifact(step, time);
+  const bool known = run.is_object() ? TakeRunArtifact(run, time, text) : TakeStepArtifact(step, time);
   if (!known) complain_(line_, "nothing that a record has at this place");
   if (!end_.empty()) Finish();
 }
@@ -295,13 +308,14 @@ void Reader::Follow(long number) {
   ++record_.lines;
 }
 
-bool Reader::TakeRunArtifact(const json& artifact, const std::string& time) {
+bool Reader::TakeRunArtifact(const json& artifact, const std::string& time, std::string_view text) {
   const json& start = Member(artifact, "testRunStart");
   const json& end = Member(artifact, "testRunEnd");
   const json& log = Member(artifact, "log");
   const json& error = Member(artifact, "error");
   if (start.is_object() && record_.started.empty()) {
     Start(record_, start, time);
+    record_.start = text;
   } else if (end.is_object()) {
     end_ = Text(end, "status") + "/" + Text(end, "result");
   } else if (log.is_object()) {

@@ -1,6 +1,6 @@
 // Records of line runs as testlib writes them: OCP Test & Validation output
 // 2.0, one JSON object a line, in a file of their own or in the log of a serial
-// port. All text in them is clean (mfgline/text.h).
+// port. All text in them but start is clean (mfgline/text.h).
 #pragma once
 
 #include <cstddef>
@@ -51,6 +51,9 @@ struct Step {
   std::vector<Finding> findings;
 };
 
+// What the line of a testRunStart says: "parameters.NIC_Index" and so on, clean.
+std::map<std::string, std::string> SettingsOf(const std::string& start);
+
 // The test of a step: "4" of the repetition "4.2".
 std::string TestOf(std::string_view step);
 
@@ -71,8 +74,8 @@ struct Record {
   long lines = 0;
   long missing = 0;
   std::string source;
-  // The rest of testRunStart: "parameters.NIC_Index" and so on.
-  std::map<std::string, std::string> settings;
+  // The line of testRunStart as it came.
+  std::string start;
   std::vector<Step> steps;
 };
 
@@ -97,7 +100,7 @@ class Reader {
   void Begin();
   void Follow(long number);
   // These give false for what has no place in a record.
-  bool TakeRunArtifact(const nlohmann::json& artifact, const std::string& time);
+  bool TakeRunArtifact(const nlohmann::json& artifact, const std::string& time, std::string_view text);
   bool TakeStepArtifact(const nlohmann::json& artifact, const std::string& time);
   void Finish();
 

@@ -110,7 +110,8 @@ void ShowStep(const Attempt& attempt, const Step& step) {
   head.Print("  ");
   Table values({"", "", "", ""});
   for (const Value& value : step.values) {
-    values.Add({value.name, value.value + (value.unit.empty() ? "" : " " + value.unit), value.limit, value.outside ? "FAIL" : ""});
+    values.Add({value.name, value.value + (value.unit.empty() ? "" : " " + value.unit), value.limit,
+                value.outside ? "FAIL" : ""});
   }
   values.Print("          ");
   for (const Finding& finding : step.findings) ShowFinding(attempt, step, finding);
@@ -139,7 +140,9 @@ std::map<std::string, std::string> Facts(const Side& side) {
 
 }  // namespace
 
-std::string TestName(const std::string& test, const std::string& title) { return title.empty() ? test : test + " " + title; }
+std::string TestName(const std::string& test, const std::string& title) {
+  return title.empty() ? test : test + " " + title;
+}
 
 std::string FirstFailure(const Attempt& attempt) {
   const Failure* const first = attempt.First();
@@ -195,8 +198,9 @@ void ShowSummary(const Summary& summary, long running) {
   for (const auto& [verdict, units] : summary.verdicts) std::cout << "  " << verdict << ' ' << Grouped(units);
   std::cout << '\n';
   if (summary.judged < summary.units) {
-    std::cout << Grouped(summary.units - summary.judged)
-              << " units are in no yield: they had no PASS or FAIL of a line run, only errors of the station or single tests\n";
+    std::cout
+        << Grouped(summary.units - summary.judged)
+        << " units are in no yield: they had no PASS or FAIL of a line run, only errors of the station or single tests\n";
   }
   std::cout << "Retries: " << Grouped(summary.retried) << " units had more than one attempt, "
             << Grouped(summary.retried_passed) << " of them passed in the end\n";

@@ -1,15 +1,12 @@
 #include "mfgline/store.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "mfgline/text.h"
 
 namespace mfgline {
 namespace {
-
-using nlohmann::json;
 
 constexpr long kVersion = 1;
 
@@ -20,16 +17,19 @@ constexpr const char* kTables[] = {
          id integer primary key, unit text not null, started text not null, ended text not null, seconds bigint not null,
          verdict text not null, product text not null, station text not null, lot text not null, person text not null,
          version text not null, command text not null, lines integer not null, missing integer not null,
-         source text not null, settings text not null, unique (unit, started)))",
+         source text not null, start text not null, unique (unit, started)))",
     R"(create table if not exists step (
          record integer not null, place integer not null, step text not null, test text not null, title text not null,
          verdict text not null, note text not null, seconds bigint not null, waits bigint not null,
          repeats bigint not null, primary key (record, place)))",
     R"(create table if not exists measured (
          record integer not null, place integer not null, name text not null, value text not null, unit text not null,
-         expected text not null, outside integer not null, number double precision))",
+         expected text not null, outside integer not null))",
     "create index if not exists measured_record on measured (record)",
-    "create index if not exists measured_number on measured (record) where number is not null",
+    // Values whose limit is a range, which may drift.
+    R"(create table if not exists number (
+         record integer not null, test text not null, name text not null, number double precision not null))",
+    "create index if not exists number_record on number (record)",
     R"(create table if not exists finding (
          record integer not null, place integer not null, test text not null, title text not null, station integer not null,
          code text not null, message text not null, name text not null, value text not null, expected text not null))",
@@ -49,55 +49,40 @@ std::string Seconds(const Record& record) {
   return std::to_string((*ParseTime(record.ended) - *ParseTime(record.started)).count());
 }
 
-// A table's rows of one record go in as one JSON text, in one call.
-struct Rows {
-  json steps = json::array();
-  json values = json::array();
-  json findings = json::array();
-};
-
-Rows RowsOf(const Record& record) {
-  Rows rows;
-  for (std::size_t place = 0; place < record.steps.size(); ++place) {
-    const Step& step = record.steps[place];
-    const std::string test = TestOf(step.id);
-    rows.steps.push_back({place, step.id, test, step.title, step.verdict, step.note, step.seconds, step.waits, step.repeats});
-    for (const Value& value : step.values) {
-      const json number = value.number ? json(*value.number) : json();
-      rows.values.push_back({place, value.name, value.value, value.unit, value.limit, value.outside ? 1 : 0, number});
-    }
-    for (const Finding& finding : step.findings) {
-      rows.findings.push_back({place, test, step.title, finding.station ? 1 : 0, finding.code, finding.message, finding.name,
-                               finding.measured, finding.limit});
-    }
+std::vector<Database::Values> StepRows(const std::string& id, const Record& record) {
+  std::vector<Database::Values> rows;
+  for (const Step& step : record.steps) {
+    rows.push_back({id, std::to_string(rows.size()), step.id, TestOf(step.id), step.title, step.verdict, step.note,
+                    std::to_string(step.seconds), std::to_string(step.waits), std::to_string(step.repeats)});
   }
   return rows;
 }
 
-// "as integer" and so on for each column behind the record's number.
-void InsertRows(Database& database, const std::string& table, const std::vector<const char*>& types, const std::string& id,
-                const json& rows) {
-  if (rows.empty()) return;
-  std::string sql = "insert into " + table + " select cast($1 as integer)";
-  for (std::size_t i = 0; i < types.size(); ++i) {
-    sql += ", cast(row.value->>" + std::to_string(i) + " as " + types[i] + ")";
-  }
-  database.Run(sql + " from " + database.RowsOf("$2"), {id, rows.dump()});
-}
-
 void Insert(Database& database, const Record& record) {
   const std::string id = std::to_string(OneNumber(database, "select coalesce(max(id), 0) + 1 from record"));
-  database.Run("insert into record values ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16)",
-               {id, record.unit, record.started, record.ended, Seconds(record), record.verdict, record.product,
-                record.station, record.order, record.person, record.version, record.command, std::to_string(record.lines),
-                std::to_string(record.missing), record.source, json(record.settings).dump()});
-  const Rows rows = RowsOf(record);
-  InsertRows(database, "step", {"integer", "text", "text", "text", "text", "text", "bigint", "bigint", "bigint"}, id,
-             rows.steps);
-  InsertRows(database, "measured", {"integer", "text", "text", "text", "text", "integer", "double precision"}, id,
-             rows.values);
-  InsertRows(database, "finding", {"integer", "text", "text", "integer", "text", "text", "text", "text", "text"}, id,
-             rows.findings);
+  database.Insert("record",
+                  {{id, record.unit, record.started, record.ended, Seconds(record), record.verdict, record.product,
+                    record.station, record.order, record.person, record.version, record.command,
+                    std::to_string(record.lines), std::to_string(record.missing), record.source, record.start}});
+  std::vector<Database::Values> values;
+  std::vector<Database::Values> numbers;
+  std::vector<Database::Values> findings;
+  for (std::size_t i = 0; i < record.steps.size(); ++i) {
+    const Step& step = record.steps[i];
+    const std::string place = std::to_string(i);
+    for (const Value& value : step.values) {
+      values.push_back({id, place, value.name, value.value, value.unit, value.limit, value.outside ? "1" : "0"});
+      if (value.number) numbers.push_back({id, TestOf(step.id), value.name, std::to_string(*value.number)});
+    }
+    for (const Finding& finding : step.findings) {
+      findings.push_back({id, place, TestOf(step.id), step.title, finding.station ? "1" : "0", finding.code,
+                          finding.message, finding.name, finding.measured, finding.limit});
+    }
+  }
+  database.Insert("step", StepRows(id, record));
+  database.Insert("measured", values);
+  database.Insert("number", numbers);
+  database.Insert("finding", findings);
 }
 
 void StoreOne(Database& database, const Record& record, Stored& stored) {
@@ -113,7 +98,7 @@ void StoreOne(Database& database, const Record& record, Stored& stored) {
     return;
   }
   if (!id.empty()) {
-    for (const char* const table : {"step", "measured", "finding"}) {
+    for (const char* const table : {"step", "measured", "number", "finding"}) {
       database.Run(std::string("delete from ") + table + " where record = $1", {id});
     }
     database.Run("delete from record where id = $1", {id});
@@ -134,8 +119,9 @@ void PrepareTables(Database& database, bool create) {
     database.Run("commit");
   }
   const long version = OneNumber(database, "select max(version) from mfgline");
-  if (version != kVersion) throw std::runtime_error("the database is that of a newer mfgline (its tables have version " +
-                                                    std::to_string(version) + "): install that one");
+  if (version != kVersion)
+    throw std::runtime_error("the database is that of a newer mfgline (its tables have version " +
+                             std::to_string(version) + "): install that one");
 }
 
 void Store(Database& database, const std::vector<Record>& records, Stored& stored) {
@@ -145,11 +131,11 @@ void Store(Database& database, const std::vector<Record>& records, Stored& store
   database.Run("commit");
 }
 
-std::map<std::string, std::string> SettingsOf(Database& database, long record) {
-  std::string text = "{}";
-  database.Run("select settings from record where id = $1", {std::to_string(record)},
-               [&](const Row& row) { text = row.Text(0); });
-  return json::parse(text).get<std::map<std::string, std::string>>();
+std::string StartOf(Database& database, long record) {
+  std::string start;
+  database.Run("select start from record where id = $1", {std::to_string(record)},
+               [&](const Row& row) { start = row.Text(0); });
+  return start;
 }
 
 void AddWaiver(Database& database, const Waiver& waiver) {

@@ -23,8 +23,8 @@ void PrepareTables(Database& database, bool create);
 // All records in one transaction.
 void Store(Database& database, const std::vector<Record>& records, Stored& stored);
 
-// What a stored record says of its start.
-std::map<std::string, std::string> SettingsOf(Database& database, long record);
+// The line of a record's testRunStart.
+std::string StartOf(Database& database, long record);
 
 // A failure that people take responsibility for.
 struct Waiver {

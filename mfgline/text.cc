@@ -22,7 +22,12 @@ constexpr char32_t kReplacement = 0xFFFD;
 // Takes one character off the front of a text; broken bytes one by one.
 char32_t TakeCharacter(std::string_view& text) {
   const auto first = static_cast<unsigned char>(text.front());
-  const std::size_t size = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+  const std::size_t size = first < 0x80   ? 1
+                           : first < 0xC2 ? 0
+                           : first < 0xE0 ? 2
+                           : first < 0xF0 ? 3
+                           : first < 0xF5 ? 4
+                                          : 0;
   char32_t character = size <= 1 ? first : first & (0xFFu >> (size + 1));
   bool whole = size != 0 && size <= text.size();
   for (std::size_t i = 1; whole && i < size; ++i) {
@@ -174,7 +179,8 @@ std::string Until(const std::string& text) {
 
 std::string Grouped(long number) {
   std::string text = std::to_string(number);
-  for (auto place = static_cast<std::ptrdiff_t>(text.size()) - 3; place > 0; place -= 3) text.insert(text.begin() + place, ',');
+  for (auto place = static_cast<std::ptrdiff_t>(text.size()) - 3; place > 0; place -= 3)
+    text.insert(text.begin() + place, ',');
   return text;
 }
 
@@ -229,8 +235,10 @@ std::string CsvRow(const std::vector<std::string>& cells) {
   for (const std::string& cell : cells) {
     if (!row.empty() || &cell != cells.data()) row += ',';
     double number = 0;
-    const bool is_number = std::from_chars(cell.data(), cell.data() + cell.size(), number).ptr == cell.data() + cell.size();
-    const bool formula = !cell.empty() && std::string_view("=+-@").find(cell[0]) != std::string_view::npos && !is_number;
+    const bool is_number =
+        std::from_chars(cell.data(), cell.data() + cell.size(), number).ptr == cell.data() + cell.size();
+    const bool formula =
+        !cell.empty() && std::string_view("=+-@").find(cell[0]) != std::string_view::npos && !is_number;
     if (!formula && cell.find_first_of(",\"") == std::string::npos) {
       row += cell;
       continue;
