@@ -16,14 +16,14 @@ export TEST PARAMS LINE
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
 PRODUCT_FOLDERS := module platform smbios guid net pci ipmi testlib drivers
-CODE := $(wildcard $(PRODUCT_FOLDERS) simulation qemu/bmc qemu/demonstration tests fuzz bench)
+CODE := $(wildcard $(PRODUCT_FOLDERS) simulation mfgline qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.
-HOST_ONLY = $(filter simulation/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
+HOST_ONLY = $(filter simulation/% mfgline/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image coverage mutation faults bench fuzz format lint setup clean \
-        check-format check-images check-host check-firmware
+.PHONY: help run test efi image tools coverage mutation faults bench fuzz format lint setup clean \
+        check-format check-images check-host check-firmware check-mfgline
 .NOTPARALLEL:
 
 help: ## this list
@@ -47,6 +47,10 @@ image: setup-run build-image ## a drive for a real server: folder build/usb, FAT
 	@python3 -B qemu/station.py build/usb
 	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
 
+tools: setup-tools configure-tools ## programs for the desk and the line's server, in build/tools: mfgline
+	@echo "==> Building the tools"
+	@cmake --build build/tools -j $(JOBS) --target tools
+
 coverage: setup-coverage build-coverage ## lines and branches that the host tests reach; pages in build/coverage/report
 	@find build/coverage -name '*.gcda' -delete
 	@ctest --test-dir build/coverage -j $(JOBS) --output-on-failure
@@ -63,7 +67,7 @@ faults: setup-test configure-host ## every call of the platform failing in turn,
 	@cmake --build build/host -j $(JOBS) --target fault_tests
 	@FAULTS=all build/host/fault_tests --gtest_brief=1
 
-bench: setup-bench build-image configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
+bench: setup-bench build-image tools configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
 	@echo "==> Building the measured program"
 	@cmake --build build/bench -j $(JOBS) --target bench bmc
 	@python3 -B bench/bench.py $(FIGURES)
@@ -106,6 +110,11 @@ check-host: build-host
 check-firmware: build-image build-host
 	@echo "==> On OVMF in QEMU (software emulation)"
 	@python3 -B qemu/end_to_end.py
+
+check-mfgline: setup-mfgline tools
+	@echo "==> mfgline with a database server, and its pages in a browser"
+	@python3 -B tests/mfgline/check_database.py build/tools/mfgline
+	@python3 -B tests/mfgline/check_page.py build/tools/mfgline
 
 setup-%:
 	@./setup.sh $*

@@ -1,29 +1,35 @@
 #!/bin/sh
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
-#   setup.sh efi | run | test | coverage | bench | lint | fuzz | all
+#   setup.sh efi | run | tools | test | mfgline | coverage | bench | lint | fuzz | all
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf"
-host='libgtest-dev libgmock-dev ipmitool dmidecode'
-test="$run $host clang clang-format"
+json=nlohmann-json3-dev
+tools="$efi $json libcli11-dev libctemplate-dev libpq-dev libsqlite3-dev"
+host="libgtest-dev libgmock-dev ipmitool dmidecode $json"
+test="$run $host $tools clang clang-format python3-junitparser"
+# A database server and a browser, for what mfgline says to them.
+mfgline="$tools postgresql chromium-headless-shell"
 coverage="$efi $host gcovr"
-bench="$run $host valgrind"
+bench="$run $host $tools valgrind jq sqlite3"
 # clang-tidy parses every file as clang would build it, the host tests included.
-lint="$efi $host clang clang-tidy cppcheck"
+lint="$efi $host $tools clang clang-tidy cppcheck"
 fuzz="$efi $host clang libclang-rt-dev"
 
 case "${1:-all}" in
   efi) packages=$efi ;;
   run) packages=$run ;;
+  tools) packages=$tools ;;
   test) packages=$test ;;
+  mfgline) packages=$mfgline ;;
   coverage) packages=$coverage ;;
   bench) packages=$bench ;;
   lint) packages=$lint ;;
   fuzz) packages=$fuzz ;;
-  all) packages="$test $coverage $bench $lint $fuzz" ;;
+  all) packages="$test $mfgline $coverage $bench $lint $fuzz" ;;
   *)
-    echo "usage: $0 [efi|run|test|coverage|bench|lint|fuzz|all]" >&2
+    echo "usage: $0 [efi|run|tools|test|mfgline|coverage|bench|lint|fuzz|all]" >&2
     exit 2
     ;;
 esac

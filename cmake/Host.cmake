@@ -143,6 +143,8 @@ add_test(NAME FruImages.AreReadByIpmitool
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/ipmi/check_fru_images.py $<TARGET_FILE:bmc>
           ${CMAKE_SOURCE_DIR}/simulation/server.machine)
 
+add_test(NAME Mfgline COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/mfgline/check_mfgline.py $<TARGET_FILE:mfgline>)
+
 # The fuzz targets, with libFuzzer, or with a main of their own that replays
 # their corpus among the host tests.
 file(GLOB FUZZ_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/*.cc)
@@ -150,12 +152,12 @@ if(MFGTEST_FLAVOUR STREQUAL "fuzz")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/replay.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs mfgline_records)
 elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   set_target_properties(fuzz_targets PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_ipmi_kcs mfgline_records)
   file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
   foreach(corpus ${corpora})
     get_filename_component(target ${corpus} NAME)

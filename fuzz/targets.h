@@ -16,6 +16,7 @@ void FuzzVariables(Input input);
 void FuzzPci(Input input);
 void FuzzParameters(Input input);
 void FuzzKcs(Input input);
+void FuzzRecords(Input input);
 
 struct Target {
   const char* name;
@@ -25,7 +26,7 @@ struct Target {
 inline constexpr Target kTargets[] = {
     {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},  {"acpi", FuzzAcpi}, {"fru", FuzzFru},
     {"ipmb", FuzzIpmb},     {"variables", FuzzVariables}, {"pci", FuzzPci},   {"parameters", FuzzParameters},
-    {"kcs", FuzzKcs},
+    {"kcs", FuzzKcs},       {"records", FuzzRecords},
 };
 
 }  // namespace fuzz

@@ -258,7 +258,7 @@ int Run(CLI::App& program, Options& options, int argc, char** argv) {
   program.add_option("--database", options.database, "SQLite file, or postgresql://USER@HOST/NAME")
       ->envname("MFGLINE_DATABASE")
       ->capture_default_str();
-  program.require_subcommand(1);
+  program.require_subcommand(0, 1);
   program.fallthrough();
   for (const Command& command : kCommands) {
     CLI::App& one = *program.add_subcommand(command.name, command.description)->footer(command.examples);
@@ -270,6 +270,7 @@ int Run(CLI::App& program, Options& options, int argc, char** argv) {
   if (!options.until.empty()) options.selection.until = Until(options.until);
   const auto* const command =
       std::ranges::find_if(kCommands, [&](const Command& one) { return program.got_subcommand(one.name); });
+  if (command == std::end(kCommands)) throw CLI::CallForHelp();
   const int status = command->run(options);
   std::cout.flush();
   if (!std::cout) throw std::runtime_error("standard output cannot be written");

@@ -204,7 +204,7 @@ struct Outcome {
 Outcome OutcomeOf(const Attempt& attempt, const Step& step) {
   Outcome outcome;
   if (step.verdict == "SKIP") outcome = {"skip", "", step.note};
-  if (step.verdict == "ERROR") outcome = {"error", "error", "The step did not come to its end"};
+  if (step.verdict == "ERROR" || step.verdict == "LOST") outcome = {"error", "error", "The step has no end"};
   for (const Finding& finding : step.findings) {
     const Failure* const failure = FailureOf(attempt, step, finding);
     const bool waived = failure != nullptr && failure->waived;

@@ -22,6 +22,8 @@ constexpr std::size_t kLongestUnit = 200;
 constexpr std::string_view kMark = "@MFG ";
 // The step that stands for the run as a whole.
 constexpr const char* kRun = "run";
+// A step whose end may be among the lines that are lost: the run's end speaks for it.
+constexpr const char* kLost = "LOST";
 
 // A terminal may be told to move or to change colour before a line begins.
 std::string_view WithoutControls(std::string_view line) {
@@ -87,7 +89,7 @@ struct Comparison {
 };
 
 constexpr Comparison kComparisons[] = {
-    {"EQUAL", "=", std::is_eq, false},       {"NOT_EQUAL", "!=", std::is_neq, false},
+    {"EQUAL", "", std::is_eq, false},        {"NOT_EQUAL", "!=", std::is_neq, false},
     {"LESS_THAN", "<", std::is_lt, true},    {"LESS_THAN_OR_EQUAL", "<=", std::is_lteq, true},
     {"GREATER_THAN", ">", std::is_gt, true}, {"GREATER_THAN_OR_EQUAL", ">=", std::is_gteq, true},
 };
@@ -106,7 +108,8 @@ Value ReadValue(const json& measurement) {
     const json& limit = Member(validator, "value");
     const auto* const found = std::ranges::find(kComparisons, type, [](const Comparison& one) { return one.type; });
     const bool known = found != std::end(kComparisons);
-    value.limit += (value.limit.empty() ? "" : " and ") + (known ? found->sign : type) + " " + Text(limit);
+    const std::string sign = known ? found->sign : type;
+    value.limit += (value.limit.empty() ? "" : " and ") + (sign.empty() ? "" : sign + " ") + Text(limit);
     value.outside = value.outside || (known && !found->holds(Compare(measured, limit)));
     if (known && found->range && measured.is_number()) value.number = measured.get<double>();
   }
@@ -134,6 +137,7 @@ bool HasFailure(const Step& step) {
 
 std::string VerdictOf(const Step& step, const std::string& status) {
   if (HasFailure(step)) return "FAIL";
+  if (status == kLost) return kLost;
   return status == "COMPLETE" ? "PASS" : status == "SKIP" ? "SKIP" : "ERROR";
 }
 
@@ -363,7 +367,7 @@ void Reader::Finish() {
     return;
   }
   for (Step& step : record_.steps) {
-    if (step.verdict.empty() && step.id != kRun) step.verdict = VerdictOf(step, "");
+    if (step.verdict.empty() && step.id != kRun) step.verdict = VerdictOf(step, record_.missing == 0 ? "" : kLost);
     Explain(step);
   }
   record_.verdict = Judge(record_, end_);

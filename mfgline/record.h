@@ -19,7 +19,7 @@ struct Value {
   std::string name;
   std::string value;
   std::string unit;
-  // What it had to be, in words: "= SN-0000001".
+  // What it had to be: "SN-0000001", ">= 1323 and <= 1343".
   std::string limit;
   // The limit is not kept, and the step failed.
   bool outside = false;
@@ -41,6 +41,7 @@ struct Finding {
 struct Step {
   std::string id;
   std::string title;
+  // PASS, FAIL, ERROR, SKIP, or LOST with the line that told.
   std::string verdict;
   // Why the step was left out, and what else was logged.
   std::string note;

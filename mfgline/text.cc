@@ -47,7 +47,7 @@ void Append(std::string& to, char32_t character) {
     return;
   }
   const int more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-  to += static_cast<char>((0xF00u >> more & 0xFFu) | character >> (6 * more));
+  to += static_cast<char>((0xFF00u >> (more + 1) & 0xFFu) | character >> (6 * more));
   for (int i = more - 1; i >= 0; --i) to += static_cast<char>(0x80u | (character >> (6 * i) & 0x3Fu));
 }
 
