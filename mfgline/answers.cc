@@ -70,7 +70,7 @@ void AddFailures(Database& database, const Selection& selection, const std::stri
   database.Run(
       "select f.record, f.test, f.title, f.station, f.code, f.message, f.name, f.value, f.expected from finding f "
       "join record r on r.id = f.record where" +
-          condition.text + "order by f.record, f.place",
+          condition.text + "order by f.record, f.line",
       condition.values, [&](const Row& row) {
         const auto attempt = attempts.find(row.Number(0));
         if (attempt == attempts.end()) return;
@@ -287,33 +287,35 @@ Details DetailsOf(Database& database, const Selection& selection, const std::str
   Details details;
   const auto values = With(selection, {first, last});
   // A cross join keeps SQLite from going through the table of all steps.
-  const auto of = [](const std::string& table) {
+  const auto of = [](const std::string& table, const std::string& order) {
     return " from record r cross join " + table + " t where t.record = r.id and" + kSelected + kOfUnits +
-           "order by t.record, t.place";
+           "order by t.record, t." + order;
   };
-  database.Run("select t.record, t.step, t.title, t.verdict, t.note, t.seconds, t.waits, t.repeats" + of("step"),
+  database.Run(
+      "select t.record, t.step, t.title, t.verdict, t.note, t.seconds, t.waits, t.repeats" + of("step", "place"),
+      values, [&](const Row& row) {
+        details[row.Number(0)].push_back({.id = row.Text(1),
+                                          .title = row.Text(2),
+                                          .verdict = row.Text(3),
+                                          .note = row.Text(4),
+                                          .seconds = row.Number(5),
+                                          .waits = row.Number(6),
+                                          .repeats = row.Number(7)});
+      });
+  database.Run("select t.record, t.place, t.name, t.value, t.unit, t.expected, t.outside" + of("measured", "line"),
                values, [&](const Row& row) {
-                 details[row.Number(0)].push_back({.id = row.Text(1),
-                                                   .title = row.Text(2),
-                                                   .verdict = row.Text(3),
-                                                   .note = row.Text(4),
-                                                   .seconds = row.Number(5),
-                                                   .waits = row.Number(6),
-                                                   .repeats = row.Number(7)});
-               });
-  database.Run("select t.record, t.place, t.name, t.value, t.unit, t.expected, t.outside" + of("measured"), values,
-               [&](const Row& row) {
                  if (Step* const step = StepAt(details, row)) {
                    step->values.push_back({row.Text(2), row.Text(3), row.Text(4), row.Text(5), row.Number(6) != 0, {}});
                  }
                });
-  database.Run("select t.record, t.place, t.station, t.code, t.message, t.name, t.value, t.expected" + of("finding"),
-               values, [&](const Row& row) {
-                 if (Step* const step = StepAt(details, row)) {
-                   step->findings.push_back(
-                       {row.Number(2) != 0, row.Text(3), row.Text(4), row.Text(5), row.Text(6), row.Text(7)});
-                 }
-               });
+  database.Run(
+      "select t.record, t.place, t.station, t.code, t.message, t.name, t.value, t.expected" + of("finding", "line"),
+      values, [&](const Row& row) {
+        if (Step* const step = StepAt(details, row)) {
+          step->findings.push_back(
+              {row.Number(2) != 0, row.Text(3), row.Text(4), row.Text(5), row.Text(6), row.Text(7)});
+        }
+      });
   return details;
 }
 

@@ -270,7 +270,7 @@ int Run(CLI::App& program, Options& options, int argc, char** argv) {
   if (!options.until.empty()) options.selection.until = Until(options.until);
   const auto* const command =
       std::ranges::find_if(kCommands, [&](const Command& one) { return program.got_subcommand(one.name); });
-  if (command == std::end(kCommands)) throw CLI::CallForHelp();
+  if (command == std::end(kCommands)) throw CLI::RequiredError("COMMAND");
   const int status = command->run(options);
   std::cout.flush();
   if (!std::cout) throw std::runtime_error("standard output cannot be written");

@@ -10,7 +10,7 @@ namespace {
 
 constexpr long kVersion = 1;
 
-// A number that a test counts by is its step's place: the order in the record.
+// A step's place and a value's line are their order in the record.
 constexpr const char* kTables[] = {
     "create table if not exists mfgline (version integer not null)",
     R"(create table if not exists record (
@@ -23,17 +23,15 @@ constexpr const char* kTables[] = {
          verdict text not null, note text not null, seconds bigint not null, waits bigint not null,
          repeats bigint not null, primary key (record, place)))",
     R"(create table if not exists measured (
-         record integer not null, place integer not null, name text not null, value text not null, unit text not null,
-         expected text not null, outside integer not null))",
-    "create index if not exists measured_record on measured (record)",
+         record integer not null, line integer not null, place integer not null, name text not null, value text not null, unit text not null,
+         expected text not null, outside integer not null, primary key (record, line)))",
     // Values whose limit is a range, which may drift.
     R"(create table if not exists number (
          record integer not null, test text not null, name text not null, number double precision not null))",
     "create index if not exists number_record on number (record)",
     R"(create table if not exists finding (
-         record integer not null, place integer not null, test text not null, title text not null, station integer not null,
-         code text not null, message text not null, name text not null, value text not null, expected text not null))",
-    "create index if not exists finding_record on finding (record)",
+         record integer not null, line integer not null, place integer not null, test text not null, title text not null, station integer not null,
+         code text not null, message text not null, name text not null, value text not null, expected text not null, primary key (record, line)))",
     R"(create table if not exists waiver (
          id integer primary key, test text not null, code text not null, product text not null, last_day text not null,
          reason text not null, person text not null, made text not null))",
@@ -71,12 +69,14 @@ void Insert(Database& database, const Record& record) {
     const Step& step = record.steps[i];
     const std::string place = std::to_string(i);
     for (const Value& value : step.values) {
-      values.push_back({id, place, value.name, value.value, value.unit, value.limit, value.outside ? "1" : "0"});
+      values.push_back({id, std::to_string(values.size()), place, value.name, value.value, value.unit, value.limit,
+                        value.outside ? "1" : "0"});
       if (value.number) numbers.push_back({id, TestOf(step.id), value.name, std::to_string(*value.number)});
     }
     for (const Finding& finding : step.findings) {
-      findings.push_back({id, place, TestOf(step.id), step.title, finding.station ? "1" : "0", finding.code,
-                          finding.message, finding.name, finding.measured, finding.limit});
+      findings.push_back({id, std::to_string(findings.size()), place, TestOf(step.id), step.title,
+                          finding.station ? "1" : "0", finding.code, finding.message, finding.name, finding.measured,
+                          finding.limit});
     }
   }
   database.Insert("step", StepRows(id, record));

@@ -16,7 +16,7 @@ from junitparser import JUnitXml  # noqa: E402
 
 _WHOLE = record()
 _LOG = ["BIOS 1.0\r", "\x1b[2J\x1b[1;1H@MFG " + _WHOLE[0] + "\r", *("@MFG " + line + "\r" for line in _WHOLE[1:])]
-_NO_STEP_MISMATCH = (("0", None), ("4", "ERROR"))
+_WITH_ERROR = (("0", None), ("4", "ERROR"))
 
 # name: lines, the unit's verdict (None: not stored), exit status, what is complained about
 _READ = {
@@ -30,7 +30,7 @@ _READ = {
     "another version": ([line.replace('"major": 2', '"major": 3') for line in _WHOLE[:1]], None, 1, "version"),
     "nothing": ([], None, 1, "no record in it"),
     "a PASS with a failed step": (record(steps=(("0", None), ("4", "string-mismatch"))), "FAIL", 0, ""),
-    "a PASS with an error": (record(steps=_NO_STEP_MISMATCH), "ERROR", 0, ""),
+    "a PASS with an error": (record(steps=_WITH_ERROR), "ERROR", 0, ""),
     "a PASS without a test": (record(steps=()), "ERROR", 0, ""),
     "one single test": (record(steps=(("4", None),)), "PARTIAL", 0, ""),
     "an unknown end": (record(end="COMPLETE/MAYBE"), "ERROR", 0, ""),
@@ -39,13 +39,13 @@ _READ = {
 
 def read(mfgline_of, folder):
     """Damage is told and costs only itself."""
-    for name, (lines, verdict, status, complaint) in _READ.items():
-        mfgline = mfgline_of(name)
-        file = folder / f"{name}.txt"
-        file.write_text("".join(line + "\n" for line in lines), encoding="utf-8")
+    mfgline = mfgline_of("read")
+    for name, (lines, _, status, complaint) in _READ.items():
+        file = folder / "lines.txt"
+        file.write_text("".join(line.replace("SN-1", name) + "\n" for line in lines), encoding="utf-8")
         mfgline("add", file, status=status)
         assert complaint in mfgline.errors and bool(complaint) == bool(mfgline.errors), f"{name}: {mfgline.errors}"
-        assert mfgline.verdicts() == ({"SN-1": verdict} if verdict else {}), name
+    assert mfgline.verdicts() == {name: verdict for name, (_, verdict, _, _) in _READ.items() if verdict}
 
 
 def same_record(mfgline_of, _):
