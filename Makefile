@@ -19,14 +19,14 @@ export TEST PARAMS LINE KEY CERT
 STARTED := $(shell date +%s)
 IMAGE_CHECK := tests/image/check_images.py
 PRODUCT_FOLDERS := module report platform smbios guid net pci ipmi testlib drivers start dump
-CODE := $(wildcard $(PRODUCT_FOLDERS) simulation replay qemu/bmc qemu/demonstration tests fuzz bench)
+CODE := $(wildcard $(PRODUCT_FOLDERS) simulation replay mfgline qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 # Products are analysed as they are built for images, the rest as host programs.
-HOST_ONLY = $(filter simulation/% replay/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
+HOST_ONLY = $(filter simulation/% replay/% mfgline/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
 .PHONY: help run test efi image tools pictures coverage mutation faults bench fuzz format lint setup clean \
-        check-format check-images check-host check-firmware check-dump
+        check-format check-images check-host check-firmware check-dump check-mfgline
 .NOTPARALLEL:
 
 help: ## this list
@@ -54,7 +54,7 @@ image: setup-run build-image ## a drive for a real server: folder build/usb, FAT
 pictures: setup-run build-image build-controller ## what the screen shows in the end, in docs/pictures
 	@python3 -B qemu/pictures.py docs/pictures
 
-tools: setup-tools configure-tools ## programs for the desk and the line's server, in build/tools: replay
+tools: setup-tools configure-tools ## programs for the desk and the line's server, in build/tools: mfgline and replay
 	@echo "==> Building the tools"
 	@cmake --build build/tools -j $(JOBS) --target tools
 
@@ -74,7 +74,7 @@ faults: setup-test configure-host ## every call of the platform failing in turn,
 	@cmake --build build/host -j $(JOBS) --target fault_tests
 	@FAULTS=all build/host/fault_tests --gtest_brief=1
 
-bench: setup-bench build-image configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
+bench: setup-bench build-image tools configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
 	@echo "==> Building the measured program"
 	@cmake --build build/bench -j $(JOBS) --target bench bmc
 	@python3 -B bench/bench.py $(FIGURES)
@@ -122,6 +122,11 @@ check-firmware: build-image build-host
 check-dump: setup-test build-image build-controller tools
 	@echo "==> Dumps of machines in QEMU, replayed"
 	@python3 -B qemu/end_to_end.py dump
+
+check-mfgline: setup-mfgline tools
+	@echo "==> mfgline with a database server, and its pages in a browser"
+	@python3 -B tests/mfgline/check_database.py build/tools/mfgline
+	@python3 -B tests/mfgline/check_page.py build/tools/mfgline
 
 setup-%:
 	@./setup.sh $*

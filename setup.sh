@@ -1,32 +1,36 @@
 #!/bin/sh
 # SPDX-License-Identifier: BSD-2-Clause-Patent
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
-#   setup.sh efi | run | test | tools | coverage | bench | lint | fuzz | all
+#   setup.sh efi | run | tools | test | mfgline | coverage | bench | lint | fuzz | all
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf sbsigntool openssl"
-host='libgtest-dev libgmock-dev nlohmann-json3-dev python3-jsonschema ipmitool dmidecode pciutils'
-test="$run $host clang clang-format"
-tools="$efi nlohmann-json3-dev"
+json=nlohmann-json3-dev
+tools="$efi $json libcli11-dev libctemplate-dev libpq-dev libsqlite3-dev"
+host="libgtest-dev libgmock-dev $json python3-jsonschema ipmitool dmidecode pciutils"
+test="$run $host $tools clang clang-format python3-junitparser"
+# A database server and a browser, for what mfgline says to them.
+mfgline="$tools postgresql chromium-headless-shell"
 coverage="$efi $host gcovr"
-bench="$run $host valgrind"
+bench="$run $host $tools valgrind jq sqlite3"
 # clang-tidy parses every file as clang would build it, the host tests included.
-lint="$efi $host clang clang-tidy cppcheck"
+lint="$efi $host $tools clang clang-tidy cppcheck"
 fuzz="$efi $host clang libclang-rt-dev"
 
 case "${1:-all}" in
   efi) packages=$efi ;;
   run) packages=$run ;;
-  test) packages=$test ;;
   tools) packages=$tools ;;
+  test) packages=$test ;;
+  mfgline) packages=$mfgline ;;
   coverage) packages=$coverage ;;
   bench) packages=$bench ;;
   lint) packages=$lint ;;
   fuzz) packages=$fuzz ;;
-  all) packages="$test $coverage $bench $lint $fuzz" ;;
+  all) packages="$test $mfgline $coverage $bench $lint $fuzz" ;;
   *)
-    echo "usage: $0 [efi|run|test|tools|coverage|bench|lint|fuzz|all]" >&2
+    echo "usage: $0 [efi|run|tools|test|mfgline|coverage|bench|lint|fuzz|all]" >&2
     exit 2
     ;;
 esac

@@ -166,6 +166,7 @@ add_test(NAME FruImages.AreReadByIpmitool
           ${CMAKE_SOURCE_DIR}/simulation/server.machine)
 
 add_test(NAME Records.AreValidated COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/records/validator_test.py)
+add_test(NAME Mfgline COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/mfgline/check_mfgline.py $<TARGET_FILE:mfgline>)
 
 # The fuzz targets, with libFuzzer, or with a main of their own that replays
 # their corpus among the host tests.
@@ -174,12 +175,12 @@ if(MFGTEST_FLAVOUR STREQUAL "fuzz")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/replay.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine mfgline_records)
 elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   set_target_properties(fuzz_targets PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine mfgline_records)
   file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
   foreach(corpus ${corpora})
     get_filename_component(target ${corpus} NAME)

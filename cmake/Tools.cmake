@@ -13,3 +13,39 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/replay/learn.cc PROPERTIES
 add_executable(replay EXCLUDE_FROM_ALL replay/main.cc)
 target_link_libraries(replay PRIVATE replay_machine)
 add_dependencies(tools replay)
+
+set(MFGLINE_TEMPLATES ${CMAKE_SOURCE_DIR}/mfgline/templates)
+foreach(template index.html unit.html suite.xml style.css page.js)
+  file(READ ${MFGLINE_TEMPLATES}/${template} ${template})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MFGLINE_TEMPLATES}/${template})
+endforeach()
+configure_file(${CMAKE_SOURCE_DIR}/mfgline/templates.h.in ${CMAKE_CURRENT_BINARY_DIR}/made/mfgline/templates.h @ONLY)
+
+# A designated initializer names what it sets and leaves the rest.
+add_library(mfgline_flags INTERFACE)
+target_link_libraries(mfgline_flags INTERFACE host_test_flags)
+target_compile_options(mfgline_flags INTERFACE -Wno-missing-field-initializers)
+if(MFGTEST_FLAVOUR STREQUAL "tools")
+  target_compile_definitions(mfgline_flags INTERFACE NDEBUG) # the JSON library asserts at every value
+endif()
+
+# What touches bytes from outside is a library of its own, for the fuzzer and
+# under the sanitizers.
+add_library(mfgline_records STATIC ${CMAKE_SOURCE_DIR}/mfgline/record.cc ${CMAKE_SOURCE_DIR}/mfgline/text.cc)
+target_link_libraries(mfgline_records PRIVATE mfgline_flags watched_flags)
+if(MFGTEST_FLAVOUR STREQUAL "fuzz")
+  target_compile_options(mfgline_records PRIVATE -fsanitize=fuzzer-no-link)
+endif()
+
+add_executable(mfgline)
+foreach(source add answers database main publish show store)
+  target_sources(mfgline PRIVATE ${CMAKE_SOURCE_DIR}/mfgline/${source}.cc)
+endforeach()
+target_include_directories(mfgline PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/made)
+target_include_directories(mfgline SYSTEM PRIVATE /usr/include/postgresql)
+target_link_libraries(mfgline PRIVATE mfgline_records mfgline_flags sqlite3 pq ctemplate)
+add_dependencies(tools mfgline)
+# Its libraries are there where it is built to be used or tested.
+if(NOT MFGTEST_FLAVOUR MATCHES "tools|sanitizers")
+  set_target_properties(mfgline PROPERTIES EXCLUDE_FROM_ALL ON)
+endif()
