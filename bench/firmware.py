@@ -33,6 +33,8 @@ _WORDS = {22: ("--answer=S",), 30: ("FlashAddress=0xFFFF0000", "GuidOffsetInFlas
 _TESTS = {test: _WORDS.get(test, ()) for test in (*range(15), *range(20, 31), *range(34, 44))}
 _TIME_LIMIT = 600
 _LINE = re.compile(r"CLOCK run (\d+) initialize (\d+) waits (\d+)")
+_LINE_CLOCK = re.compile(r"CLOCK line (\d+) waits (\d+)")
+_PASSED = re.compile(r"SUMMARY .*: PASS")
 _VERDICT = re.compile(r'RESULT test (\d+) ".*": (\w+), .*')
 
 Work = namedtuple("Work", "test verdict instructions initialize waits")
@@ -70,15 +72,14 @@ def _works(lines, shift):
             yield Work(int(verdict[0]), verdict[1], run >> shift, initialize >> shift, waits)
 
 
-def measure(shift, on_line=lambda line: None):
-    """One boot; gives the work of every test. An instruction takes 2 to the power of `shift` nanoseconds."""
+def _boot(commands, shift, on_line):
     server = SERVERS["healthy"]
     images = {image.name: image.read_bytes() for image in (ROOT / "build" / "qemu").glob("*.efi")}
     with tempfile.TemporaryDirectory(prefix="mfgtest-bench-") as folder:
-        lines = boot(
+        return boot(
             server.smbios,
             {**unit_files(), **images},
-            _commands(),
+            commands,
             _TIME_LIMIT,
             on_line,
             options=(
@@ -88,8 +89,22 @@ def measure(shift, on_line=lambda line: None):
             ),
             memory=server.memory,
         )
-    works = list(_works(lines, shift))[-len(_TESTS) :]
+
+
+def measure(shift, on_line=lambda line: None):
+    """One boot; gives the work of every test. An instruction takes 2 to the power of `shift` nanoseconds."""
+    works = list(_works(_boot(_commands(), shift, on_line), shift))[-len(_TESTS) :]
     failed = [work for work in works if work.verdict != "PASS"]
     if [work.test for work in works] != list(_TESTS) or failed:
         raise OSError(f"not every test passed: {failed}")
     return works
+
+
+def measure_line(shift, on_line=lambda line: None):
+    """One boot; gives the instructions beyond the waits of a whole line under start.efi, and the milliseconds of waits."""
+    lines = _boot(("load run_clock.efi", "start.efi"), shift, on_line)
+    clocks = [found.groups() for line in lines if (found := _LINE_CLOCK.fullmatch(line))]
+    if not clocks or not any(_PASSED.fullmatch(line) for line in lines):
+        raise OSError("the line did not pass:\n" + "\n".join(lines[-40:]))
+    nanoseconds, waits = map(int, clocks[-1])
+    return (nanoseconds - waits * 1_000_000) >> shift, waits

@@ -11,6 +11,7 @@ namespace {
 
 constexpr EFI_GUID kTextOutputGuid = SIMPLE_TEXT_OUTPUT_PROTOCOL;
 constexpr EFI_GUID kGraphicsOutputGuid = EFI_GRAPHICS_OUTPUT_PROTOCOL_GUID;
+constexpr EFI_GUID kDevicePathGuid = DEVICE_PATH_PROTOCOL;
 
 using TextOutput = SIMPLE_TEXT_OUTPUT_INTERFACE;
 
@@ -33,17 +34,18 @@ void PutStatus(TextOutput* screen, const char16_t* text) {
 
 }  // namespace
 
-// A screen is what draws its text on a graphics controller; the console itself
-// carries both protocols on behalf of all.
+// A screen is a device that draws text on its graphics. What stands for all
+// consoles of the firmware carries both protocols too, and is no device.
 std::size_t FindScreens() {
   screen_count = 0;
   HandleList found;
   if (EFI_ERROR(LocateAllHandles(kTextOutputGuid, &found))) return 0;
   for (const EFI_HANDLE handle : found.handles) {
     TextOutput* output = nullptr;
-    void* graphics = nullptr;
-    if (handle == ST->ConsoleOutHandle || screen_count == screens.size()) continue;
-    if (EFI_ERROR(HandleInterface(handle, kGraphicsOutputGuid, &graphics))) continue;
+    void* other = nullptr;
+    if (screen_count == screens.size()) break;
+    if (EFI_ERROR(HandleInterface(handle, kGraphicsOutputGuid, &other))) continue;
+    if (EFI_ERROR(HandleInterface(handle, kDevicePathGuid, &other))) continue;
     if (EFI_ERROR(HandleInterface(handle, kTextOutputGuid, &output)) || output == ST->ConOut) continue;
     screens[screen_count++] = output;
   }

@@ -205,23 +205,14 @@ WITH_THE_LIBRARY = (
     ),
     Check("help tells the forms", (module("--help"),), shows=("--param", "--file")),
     Check(
-        "the line run stops at the first failure when asked to",
-        ("cp -q wrong.cfg mfgtest.cfg", "line stop"),
-        verdicts=3 * PASS + FAIL + NONE,
-        shows=("SUMMARY 3 passed, 1 failed, 0 errors, 0 skipped: FAIL",),
-    ),
-    Check(
         "summary tells the runs since the library was loaded",
         (module("--summary"),),
         shows=("Board manufacturer",),
     ),
 )
 
-CONFIGURATION = (ROOT / "station" / "mfgtest.cfg").read_bytes()
-
 FILES = {
     "stick.nsh": (ROOT / "station" / "startup.nsh").read_bytes(),
-    "wrong.cfg": CONFIGURATION.replace(SYSTEM["version"].encode(), b"RS2U-0042-B"),
     "bad.cfg": b"# a comment\nSystem_Product = A\nthis is no parameter\n",
     "command.cfg": b'GUID_ENV_VARIABLE = a" > stolen.txt "\n',
     "misspelt.cfg": b"# a comment\nSytem_Product = A\n",

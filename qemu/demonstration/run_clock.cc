@@ -20,6 +20,10 @@ constinit EFI_IMAGE_START start_image = nullptr;
 constinit TestLibrary library{};  // its own entries
 constinit RunClock run_clock{};
 
+// A line run, when this is loaded before the test library: start.efi and all that it starts.
+constinit unsigned images_inside = 0;
+constinit std::uint64_t line_wait_milliseconds = 0;
+
 std::uint64_t Now() { return __builtin_ia32_rdtsc(); }
 
 TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
@@ -29,8 +33,13 @@ TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
   return status;
 }
 
-// Counted, not waited: emulated, a second of waiting takes several.
-void EFIAPI Delay(std::uint32_t milliseconds) { run_clock.wait_milliseconds += milliseconds; }
+// Counted, not waited: emulated, a second of waiting takes several. A line waits,
+// for it shows how long it still will.
+void EFIAPI Delay(std::uint32_t milliseconds) {
+  run_clock.wait_milliseconds += milliseconds;
+  line_wait_milliseconds += milliseconds;
+  if (images_inside > 0) library.Delay(milliseconds);
+}
 
 void EFIAPI EndTest() {
   run_clock.end = Now();
@@ -55,19 +64,34 @@ void Show() {
   platform::Write(line.data());
 }
 
+void ShowLine(std::uint64_t run) {
+  std::array<char16_t, 160> line;
+  FormatText(line, "\nCLOCK line %lu waits %lu\n", run, line_wait_milliseconds);
+  platform::Write(line.data());
+}
+
+EFI_STATUS StartOutermost(EFI_HANDLE image, UINTN* size, CHAR16** data) {
+  ++images_inside;
+  const std::uint64_t start = Now();
+  const EFI_STATUS status = start_image(image, size, data);
+  const std::uint64_t run = Now() - start;
+  if (--images_inside == 0) ShowLine(run);
+  return status;
+}
+
 EFI_STATUS EFIAPI StartImage(EFI_HANDLE image, UINTN* size, CHAR16** data) {
   auto* const table = platform::FirstInterface<TestLibrary>(kTestLibraryProtocolGuid);
-  if (table == nullptr) return start_image(image, size, data);
+  if (table == nullptr) return StartOutermost(image, size, data);
   library = *table;
   table->Initialize = Initialize;
   table->Delay = Delay;
   table->EndTest = EndTest;
   run_clock = {};
-  AwaitTimerTick();
+  if (images_inside == 0) AwaitTimerTick();
   run_clock.start = Now();
   const EFI_STATUS status = start_image(image, size, data);
   *table = library;
-  if (run_clock.end != 0) Show();
+  if (run_clock.end != 0 && images_inside == 0) Show();
   return status;
 }
 

@@ -2,6 +2,7 @@
 // last screen, with a module that does what a case wants of a test.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <optional>
@@ -55,6 +56,50 @@ EFI_STATUS IpmiDriver(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table) {
   ipmi_options = text == nullptr ? u"" : text;
   return EFI_NOT_FOUND;
 }
+
+// A graphics device that draws text, 80 columns and 25 rows.
+struct Screen {
+  explicit Screen(Machine& machine) {
+    rows.assign(25, std::u16string(80, u' '));
+    output.Mode = &mode;
+    output.OutputString = [](SIMPLE_TEXT_OUTPUT_INTERFACE* self, CHAR16* text) EFIAPI {
+      reinterpret_cast<Screen*>(self)->Put(AsText(text));
+      return EFI_STATUS{EFI_SUCCESS};
+    };
+    output.SetAttribute = [](SIMPLE_TEXT_OUTPUT_INTERFACE* self, UINTN attribute) EFIAPI {
+      self->Mode->Attribute = static_cast<INT32>(attribute);
+      return EFI_STATUS{EFI_SUCCESS};
+    };
+    output.SetCursorPosition = [](SIMPLE_TEXT_OUTPUT_INTERFACE* self, UINTN column, UINTN row) EFIAPI {
+      self->Mode->CursorColumn = static_cast<INT32>(column);
+      self->Mode->CursorRow = static_cast<INT32>(row);
+      return EFI_STATUS{EFI_SUCCESS};
+    };
+    output.ClearScreen = [](SIMPLE_TEXT_OUTPUT_INTERFACE* self) EFIAPI {
+      for (std::u16string& row : reinterpret_cast<Screen*>(self)->rows) row.assign(80, u' ');
+      return EFI_STATUS{EFI_SUCCESS};
+    };
+    EFI_HANDLE device = machine.handles.Install(EFI_GRAPHICS_OUTPUT_PROTOCOL_GUID, &output);
+    machine.handles.Install(&device, SIMPLE_TEXT_OUTPUT_PROTOCOL, &output);
+    machine.handles.Install(&device, DEVICE_PATH_PROTOCOL, &output);
+    // The firmware's console is the screen and the serial port together.
+    EFI_HANDLE console = machine.handles.Install(EFI_GRAPHICS_OUTPUT_PROTOCOL_GUID, &output);
+    machine.handles.Install(&console, SIMPLE_TEXT_OUTPUT_PROTOCOL, &machine.console.output);
+  }
+
+  void Put(std::u16string_view text) {
+    drawn += std::u16string(text) + u"\n";
+    ASSERT_LT(mode.CursorRow, 25);
+    ASSERT_LT(mode.CursorColumn + text.size(), 80u) << "the next row would begin";
+    rows[mode.CursorRow].replace(mode.CursorColumn, text.size(), text);
+    mode.CursorColumn += static_cast<INT32>(text.size());
+  }
+
+  SIMPLE_TEXT_OUTPUT_INTERFACE output{};  // first: a call tells its screen by this address
+  SIMPLE_TEXT_OUTPUT_MODE mode{};
+  std::vector<std::u16string> rows;
+  std::u16string drawn;
+};
 
 // One boot: of the drive, or of a shell from which the line is started.
 struct Boot {
@@ -272,6 +317,25 @@ TEST(Line, TellsWhatStopsIt) {
     boot.Run("Line_Tests = 1 2");
     boot.ExpectShown(c.shows);
     boot.ExpectSummary(c.summary);
+  }
+}
+
+TEST(Line, DrawsProgressAndTheAnswerOnTheScreen) {
+  for (const bool passes : {true, false}) {
+    Boot boot;
+    Screen screen(boot.machine);
+    body = [&](TestLibrary& library, std::uint32_t) {
+      library.Delay(1000);
+      if (!passes) library.ReportError(4, u"%s", std::u16string(200, u'x').c_str());
+    };
+    boot.Run("Line_Tests = 1-13 42");
+    EXPECT_NE(screen.drawn.find(u"[14/14] 42 Backplane FRU records ... 39 s left"), std::u16string::npos);
+    EXPECT_EQ(boot.machine.console.written.find(u" s left"), std::u16string::npos);
+    EXPECT_EQ(screen.rows[0].substr(0, 5), u"  " + std::u16string(3, 0x2588));
+    const auto last = std::ranges::find_if(screen.rows, [](const auto& row) { return row.starts_with(u"SUMMARY"); });
+    ASSERT_LT(last, screen.rows.end() - 1) << "the cursor needs a row";
+    EXPECT_EQ(last->find(passes ? u": PASS" : u": FAIL") != std::u16string::npos, true);
+    EXPECT_EQ((last - 2)->starts_with(u"... and "), !passes);
   }
 }
 
