@@ -23,12 +23,16 @@ EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* line, BOOLEAN debu
   return current->command_status;
 }
 
+// Its variables are set by commands only, which are kept as they are.
+const char16_t* EFIAPI GetEnv(const char16_t*) { return nullptr; }
+
 }  // namespace
 
 OldShell::OldShell(Machine& machine) : machine_(machine) {
   current = this;
   FillWithRefusals<kNames>(&environment_);
   environment_.Execute = Execute;
+  environment_.GetEnv = GetEnv;
   environment_handle_ = machine.handles.Install(kShellEnvironmentProtocolGuid, &environment_);
 }
 

@@ -51,6 +51,7 @@ struct Session {
   Path folder;
   Path module;
   Words words;
+  bool has_shell;
   std::array<char16_t, 160> note;
   // What is shown where testlib has no report.
   LineReport report;
@@ -75,8 +76,10 @@ void TakeWords() {
   if (!EFI_ERROR(platform::HandleInterface(session.self, kShellParametersProtocolGuid, &parameters))) {
     given = {reinterpret_cast<const char16_t* const*>(parameters->Argv), parameters->Argc};
   } else if (!EFI_ERROR(platform::HandleInterface(session.self, kShellInterfaceProtocolGuid, &old_interface))) {
-    given = {old_interface->Argv, old_interface->Argc};
+    // An EFI 1.x shell fills the lower half of it only.
+    given = {old_interface->Argv, static_cast<std::uint32_t>(old_interface->Argc)};
   }
+  session.has_shell = !given.empty();
   Words& words = session.words;
   words.words[words.count++] = session.module.data();
   for (const char16_t* const word : given.subspan(given.empty() ? 0 : 1)) {
@@ -245,8 +248,7 @@ void ForgetHungTest() {
 }
 
 void EndAs(AfterLine after) {
-  const bool has_shell = platform::HasModernShell() || session.words.count > 1;
-  if (after == AfterLine::kUnsaid) after = has_shell ? AfterLine::kExit : AfterLine::kStay;
+  if (after == AfterLine::kUnsaid) after = session.has_shell ? AfterLine::kExit : AfterLine::kStay;
   if (after == AfterLine::kOff) platform::PowerOff();
   if (after == AfterLine::kReboot) platform::Restart();
   if (after != AfterLine::kExit) Stay();

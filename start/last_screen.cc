@@ -103,10 +103,9 @@ void AddFailure(Page& page, const LineFailure& failure, std::size_t limit) {
   std::array<char16_t, 512> text;
   const bool has_test = *failure.Test != 0;
   FormatText(text, "%s%s%s", has_test ? failure.Test : u"", has_test ? u": " : u"", failure.Message);
-  const std::size_t rows_left = limit - page.count;
   // What to do is the last row of a failure that has room for two.
-  const bool has_advice = *failure.WhatToDo != 0 && rows_left > 1;
-  Add(page, text.data(), Colour::kNormal, std::min(limit - (has_advice ? 1 : 0), page.count + 2));
+  const bool has_advice = *failure.WhatToDo != 0 && page.count + 1 < limit;
+  Add(page, text.data(), Colour::kNormal, limit - (has_advice ? 1 : 0));
   if (!has_advice) return;
   FormatText(text, "    > %s", failure.WhatToDo);
   Add(page, text.data(), Colour::kNotice, page.count + 1);
@@ -115,17 +114,16 @@ void AddFailure(Page& page, const LineFailure& failure, std::size_t limit) {
 // Rows below the failures: how many more there are, the drive, the summary, and
 // an empty one for the cursor.
 constexpr std::size_t kClosingRows = 4;
-constexpr std::size_t kFailureRows = 3;
 
+// Each failure gets its share of the rows that are left, and two at least.
 void AddFailures(Page& page, const LineReport& report) {
   const std::size_t limit = kRows - kClosingRows;
-  std::size_t shown = 0;
-  for (; shown < report.FailureCount && page.count + 1 < limit; ++shown) {
-    AddFailure(page, report.Failures[shown], std::min(limit, page.count + kFailureRows));
+  std::size_t left = report.FailureCount;
+  for (; left > 0 && page.count + 1 < limit; --left) {
+    const std::size_t share = std::max<std::size_t>((limit - page.count) / left, 2);
+    AddFailure(page, report.Failures[report.FailureCount - left], std::min(limit, page.count + share));
   }
-  if (shown < report.FailureCount) {
-    AddText(page, Colour::kNormal, "... and %lu more: mfgtest.efi --summary", report.FailureCount - shown);
-  }
+  if (left > 0) AddText(page, Colour::kNormal, "... and %lu more: mfgtest.efi --summary", left);
 }
 
 Page Compose(const LastScreen& screen, char16_t point) {

@@ -290,7 +290,7 @@ void AddFailures() {
   for (const Result& result : state->results.All()) {
     if (!is_complete || !IsMissing(result) || !HasRoom()) continue;
     FormatText(line.failed_tests[line.report.FailureCount], "required result missing or empty");
-    AddFailure(result.key.data(), nullptr);
+    AddFailure(result.key.data(), u"look at the test that reads it, or take it out of Required_Results");
   }
 }
 

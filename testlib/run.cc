@@ -201,7 +201,7 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
        removal.reason.data());
   if (required) {
     run.errors = 1;
-    KeepReason(run, removal.reason.data(), nullptr);
+    KeepReason(run, removal.reason.data(), u"program what is missing, or take the test out of Required_Tests");
     ErrorText error;
     FormatText(error, "test %u has to apply to this machine: %s names it", run.test, kRequiredTestsParameter);
     ShowError(u"ERROR: ", error.data());

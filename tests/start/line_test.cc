@@ -13,6 +13,7 @@
 #include "platform/protocols/test_library.h"
 #include "simulation/fault.h"
 #include "simulation/modern_shell.h"
+#include "simulation/old_shell.h"
 #include "simulation/text.h"
 #include "simulation/volume.h"
 #include "tests/faults_fail_tests.h"
@@ -234,6 +235,23 @@ TEST(Line, RunsTheTestsOfTheOrder) {
     EXPECT_FALSE(boot.volume.files.contains(u"\\running.txt"));
     EXPECT_EQ(boot.machine.is_connected, true);
   }
+}
+
+TEST(Line, GivesTheOrdersOptionsToTheIpmiDriver) {
+  Boot boot;
+  boot.Run("Line_Tests = 1\nIpmi_Kcs_Options = io=0xca2 spacing=4");
+  EXPECT_EQ(ipmi_options, u"io=0xca2 spacing=4");
+}
+
+TEST(Line, RunsFromAnOldShell) {
+  Boot boot;
+  simulation::OldShell shell(boot.machine);
+  tests_run.clear();
+  boot.volume.files[u"\\mfgtest.cfg"] = "Line_Tests = 1 2";
+  const EFI_HANDLE image = boot.machine.LoadImage(boot.volume.handle, u"\\start.efi");
+  shell.Run(image, start_efi_main, simulation::CommandLine({u"start.efi", u"stop"}));
+  EXPECT_EQ(tests_run.size(), 2u);
+  EXPECT_EQ(shell.commands.back().line, u"set -v \"MfgLineVerdict\" \"PASS\"");
 }
 
 TEST(Line, AsksForWhatDiffersFromUnitToUnit) {

@@ -19,9 +19,9 @@
 #include "simulation/modern_shell.h"
 #include "simulation/old_shell.h"
 #include "simulation/text.h"
+#include "simulation/volume.h"
 #include "testlib/results.h"
 #include "tests/faults_fail_tests.h"
-#include "simulation/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -186,6 +186,28 @@ TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
     EXPECT_EQ(written.find(u"RESULT ") == written.npos, c.verdict.empty());
     EXPECT_EQ(written.rfind(u"RESULT "), written.find(u"RESULT "));
     EXPECT_EQ(ran, c.runs);
+  }
+}
+
+TEST_F(DriverOnModernShell, AsksForAValueWhenItIsRead) {
+  ASSERT_EQ(Load(), EFI_SUCCESS);
+  const struct {
+    Words more;
+    std::u16string keys;
+    std::u16string value;
+  } cases[] = {{{}, u"x\rSN-1\r", u"SN-1"}, {{}, u"SN-1\x1B", u""}, {{u"-aSN-2"}, u"", u"SN-2"}, {{u"-ax"}, u"", u""}};
+  for (const auto& c : cases) {
+    Words words = {u"4", u"System_Serial_Number=ask:SN-?"};
+    words.insert(words.end(), c.more.begin(), c.more.end());
+    machine.console.keys.assign(c.keys.begin(), c.keys.end());
+    std::array<char16_t, 32> value{};
+    Run(words, [&](TestLibrary& library) {
+      // Asked once a run.
+      library.GetParamString(u"System_Serial_Number", value.data(), sizeof value);
+      if (value[0] != 0) library.GetParamString(u"System_Serial_Number", value.data(), sizeof value);
+    });
+    EXPECT_EQ(std::u16string(value.data()), c.value);
+    EXPECT_TRUE(machine.console.keys.empty());
   }
 }
 
@@ -356,14 +378,15 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
   EXPECT_EQ(Verdict(), u"");
   application_ends = true;
   const std::u16string summary = Run({u"--summary"});
-  for (const auto* const line :
-       {u"loaded: 5\r\n", u"     0  Autosense                      PASS          0  ",
-        u"    13  Chassis asset tag              SKIP          0  ",
-        u"    13  Chassis asset tag              FAIL          1  ",
-        u"     2  System product                 ERROR         0  ",
-        u"test 13 does not apply (removed by test 0): No asset tag. Removing 13.\r\n",
-        u"\r\nFAIL test 13 \"Chassis asset tag\":\r\n  No asset tag. Removing 13.\r\nERROR test 1 ",
-        u"\r\n  the test did not come to its end\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
+  for (
+      const auto* const line :
+      {u"loaded: 5\r\n", u"     0  Autosense                      PASS          0  ",
+       u"    13  Chassis asset tag              SKIP          0  ",
+       u"    13  Chassis asset tag              FAIL          1  ",
+       u"     2  System product                 ERROR         0  ",
+       u"test 13 does not apply (removed by test 0): No asset tag. Removing 13.\r\n",
+       u"\r\nFAIL test 13 \"Chassis asset tag\":\r\n  No asset tag. Removing 13.\r\n  -> program what is missing, or take the test out of Required_Tests\r\nERROR test 1 ",
+       u"\r\n  the test did not come to its end\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
     EXPECT_NE(summary.find(line), summary.npos) << simulation::Readable(summary);
   }
   Run({u"0"});
