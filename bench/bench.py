@@ -153,7 +153,7 @@ def on_firmware():
 
 
 def line():
-    """From the start of start.efi to its end, with drivers, tests and firmware, in one boot; the line waits as it does."""
+    """From the start of start.efi to its end, drivers, tests and firmware included, in one boot with all waits."""
     instructions, waits = firmware.measure_line(_SHIFT, _on_line)
     print(flush=True)
     share = _share(instructions, waits)

@@ -102,7 +102,7 @@ def measure(shift, on_line=lambda line: None):
 
 
 def measure_line(shift, on_line=lambda line: None):
-    """One boot; gives the instructions beyond the waits of a whole line under start.efi, and the milliseconds of waits."""
+    """One boot; gives the instructions of a whole line under start.efi beyond its waits, and those in milliseconds."""
     lines = _boot(("load run_clock.efi", "start.efi"), shift, on_line)
     clocks = [found.groups() for line in lines if (found := _LINE_CLOCK.fullmatch(line))]
     if not clocks or not any(_PASSED.fullmatch(line) for line in lines):

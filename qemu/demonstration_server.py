@@ -140,7 +140,8 @@ class Server:
         with tempfile.TemporaryDirectory(prefix="mfgtest-http-") as folder:
             make_drive(Path(folder, "usb.img"), files)
             with web_server(folder) as address:
-                return self._boot(None, on_line, (*_NO_PXE, *_options(f"bootfile={address}/usb.img", ",bootindex=1")), **machine)
+                options = (*_NO_PXE, *_options(f"bootfile={address}/usb.img", ",bootindex=1"))
+                return self._boot(None, on_line, options, **machine)
 
     def _boot(self, files, on_line, options, time_limit=TIME_LIMIT, **machine):
         with Controller(self._frus, time_limit) as controller:

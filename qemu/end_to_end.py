@@ -277,7 +277,8 @@ def run_alone(name, find_faults):
 
 
 def identity():
-    yield run(smbios_options(EXAMPLE_SERVER), {**stick_files(), **FILES}, (*FIRST, *identity_checks(), *WITH_THE_LIBRARY))
+    checks = (*FIRST, *identity_checks(), *WITH_THE_LIBRARY)
+    yield run(smbios_options(EXAMPLE_SERVER), {**stick_files(), **FILES}, checks)
 
 
 def scenarios():

@@ -127,7 +127,11 @@ _PASSES = Check(
     "with Secure Boot on, a signed stick that came over HTTP passes a healthy server",
     (),
     verdicts=_verdicts({33: SKIP}) + NONE,
-    shows=("UEFI HTTPv4", "Secure Boot is on", "SUMMARY 31 passed, 0 failed, 0 errors, 1 skipped, waits at 1 percent: PASS"),
+    shows=(
+        "UEFI HTTPv4",
+        "Secure Boot is on",
+        "SUMMARY 31 passed, 0 failed, 0 errors, 1 skipped, waits at 1 percent: PASS",
+    ),
     judge=_HEALTHY,
 )
 _FAILS = Check(

@@ -100,7 +100,7 @@ def boot(
 
     smbios: values of QEMU's -smbios option, and structures as bytes; QEMU makes none of their types of its own
     files: path -> bytes, on the drive fs0: beside the script; None without a drive
-    commands: what the shell is to run before the machine powers off; None for a person at the prompt, or without a shell
+    commands: what the shell is to run before the machine powers off; None for a person at the prompt, or no shell
     time_limit: seconds after which the machine is ended and BootFailed raised
     on_line: called with each line as it arrives
     options: further options of QEMU
