@@ -233,7 +233,7 @@ constinit const char16_t* const kHelpText =
     u"  -l, --list                list the tests and the parameters of each\n"
     u"      --summary             show all runs since the library was loaded\n"
     u"      --connect             start every driver on every device, as the shell's\n"
-    u"                            connect -r does; after a fast boot, for tests 14, 27 ...\n"
+    u"                            connect -r does; needed after a fast boot\n"
     u"      --trace               show every step as a line for a machine\n"
     u"  -h, --help                this text\n"
     u"The file mfgtest.cfg beside the module is read first when it is there. The\n"
