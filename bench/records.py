@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Makes records of many units out of a few real ones: records.py TEMPLATES COUNT [--folder=OUT] [--seed=N]
 
 TEMPLATES holds records of whole line runs, healthy and with faults. Each new record takes every step from one of them:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What a station collects: records and serial logs, written by a machine that
 // may be broken, hostile or cut off.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // From files, folders and standard input into the database.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the records say about units, tests, stations and orders.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "mfgline/database.h"
 
 #include <libpq-fe.h>

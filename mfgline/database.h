@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // One interface to SQLite and PostgreSQL: SQL that both know, values bound to
 // $1, $2 and so on, answers as text. Their own C libraries are all it needs.
 // Of what Debian has above them, SOCI damages a postgresql:// address, opens

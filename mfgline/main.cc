@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // mfgline: what ten thousand units' records say, on one command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>

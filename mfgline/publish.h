@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Answers for other programs: spreadsheets, build servers, browsers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Records of line runs as testlib writes them: OCP Test & Validation output
 // 2.0, one JSON object a line, in a file of their own or in the log of a serial
 // port. All text in them but start is clean (mfgline/text.h).

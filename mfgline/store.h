@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What a database keeps of records, and how it gets there.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Text on its way in and out: what a unit says about itself is never trusted.
 #pragma once
 

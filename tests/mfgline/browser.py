@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """A headless browser without a network, for pages that are files."""
 
 import subprocess

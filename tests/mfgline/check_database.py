@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """mfgline with a real PostgreSQL server: check_database.py PROGRAM
 
 The server lives in a temporary folder, listens on a free port of the loopback address, and is stopped by its id.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """What mfgline makes of records, whole and damaged: check_mfgline.py PROGRAM"""
 
 import csv

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """mfgline's pages in a real browser: check_page.py PROGRAM"""
 
 import sys

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Runs mfgline, and makes small records and changes of them."""
 
 import json

@@ -10,6 +10,7 @@
 
 #include "platform/handles.h"
 #include "platform/image.h"
+#include "platform/protocols/shell.h"
 #include "platform/protocols/shell_interface.h"
 #include "platform/protocols/test_library.h"
 #include "simulation/fault.h"
@@ -253,6 +254,40 @@ TEST(Line, RunsFromAnOldShell) {
   shell.Run(image, start_efi_main, simulation::CommandLine({u"start.efi", u"stop"}));
   EXPECT_EQ(tests_run.size(), 2u);
   EXPECT_EQ(shell.commands.back().line, u"set -v \"MfgLineVerdict\" \"PASS\"");
+}
+
+Words dump_words;
+EFI_STATUS NoteDump(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table) {
+  platform::InitializeImage(image, system_table);
+  ShellParameters* parameters = nullptr;
+  (void)platform::HandleInterface(image, kShellParametersProtocolGuid, &parameters);
+  for (UINTN i = 0; i < parameters->Argc; ++i) dump_words.emplace_back(AsText(parameters->Argv[i]));
+  return EFI_SUCCESS;
+}
+
+// With the parameters of the line, and where the order asks for it.
+TEST(Line, HasAMachineDumpedThatDidNotPass) {
+  const struct {
+    std::string parameters;
+    bool has_image;
+    Words dump;
+    std::u16string shows;
+  } cases[] = {
+      {"Line_Tests=2\nDump_On_Failure=Yes", true, {u"dump.efi", u"X_A=B"}, u"lies in the folder dump"},
+      {"Line_Tests=2\nDump_On_Failure=yes", false, {}, u"dump.efi is not loaded: it is not on the drive"},
+      {"Line_Tests=1\nDump_On_Failure=yes", true, {}, u"PASS"},
+      {"Line_Tests=2\nDump_On_Failure=no", true, {}, u"FAIL"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.parameters);
+    Boot boot;
+    body = FindFaults;
+    dump_words.clear();
+    if (c.has_image) boot.machine.programs[u"\\dump.efi"] = {NoteDump};
+    boot.Run(c.parameters, Words{u"stop", u"X_A=B", u"-s", u"1"});
+    EXPECT_EQ(dump_words, c.dump);
+    boot.ExpectShown(c.shows);
+  }
 }
 
 TEST(Line, AsksForWhatDiffersFromUnitToUnit) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "testlib/asking.h"
 
 #include <gtest/gtest.h>
