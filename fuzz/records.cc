@@ -34,7 +34,7 @@ void CheckStep(const Step& step) {
   }
 }
 
-void CheckRecord(const Record& record) {
+void ExpectSound(const Record& record) {
   for (const std::string& text : {record.unit, record.product, record.station, record.order}) CheckText(text);
   for (const auto& [name, value] : mfgline::SettingsOf(record.start)) {
     CheckText(name);
@@ -54,7 +54,7 @@ void FuzzRecords(Input input) {
   const Bytes bytes = input.Rest();
   std::istringstream lines(std::string(bytes.begin(), bytes.end()));
   std::size_t complaints = 0;
-  mfgline::Reader reader(pure, CheckRecord, [&](std::size_t, const std::string&) { ++complaints; });
+  mfgline::Reader reader(pure, ExpectSound, [&](std::size_t, const std::string&) { ++complaints; });
   reader.Read(lines);
   const auto lines_read = static_cast<std::size_t>(std::ranges::count(bytes, '\n')) + 1;
   if (complaints > 3 * lines_read) Fault("more complaints than lines");
