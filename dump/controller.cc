@@ -18,7 +18,6 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::uint8_t kController = 0x20;
 constexpr std::uint8_t kBackplanes[] = {0xC0, 0xC2};
 constexpr std::uint32_t kLastFru = 16;
-constexpr std::size_t kFruBytes = 0xFFFF;
 // Of a device that does not say how large it is.
 constexpr std::size_t kUsualFruBytes = 256;
 // A bridged answer carries no more.
@@ -82,7 +81,7 @@ struct FruDevice {
     const std::uint8_t request[] = {id};
     const Answer answer = Ask(kGetAreaInfo, request);
     if (!answer.IsGood() || answer.Data().size() < 2) return kUsualFruBytes;
-    return std::min<std::size_t>(answer.Data()[0] | answer.Data()[1] << 8, kFruBytes);
+    return answer.Data()[0] | std::size_t{answer.Data()[1]} << 8;
   }
   FileName Name() const {
     FileName name;

@@ -41,6 +41,7 @@ constexpr std::u16string_view kOpenGlobals[] = {u"Nic1MacAddress", u"Nic2MacAddr
 
 // Where a machine of this kind maps the firmware's flash, up to 4 GiB.
 constexpr std::uint32_t kFlashWindow = 0xFF000000;
+constexpr std::uint32_t kLastBlock = 0xFFFF0000;
 
 using Header = std::array<std::uint32_t, 16>;
 
@@ -195,7 +196,7 @@ void DumpVariables() {
 void DumpFlash() {
   std::uint32_t address = 0;
   if (!GetNumber(u"FlashAddress", &address)) return Miss(u"flash.bin", u"no FlashAddress is given");
-  const bool is_flash = address >= kFlashWindow && address <= 0u - mfgtest::kFlashBlockBytes;
+  const bool is_flash = address >= kFlashWindow && address <= kLastBlock;
   if (!is_flash)
     return Miss(u"flash.bin", "a block at 0x%x is not in the firmware's flash, 0xff000000 and up", address);
   std::copy_n(platform::PhysicalMemory(address), mfgtest::kFlashBlockBytes, the_dump->room.begin());

@@ -156,9 +156,11 @@ void AddModule() {
   std::size_t size = 0;
   if (EFI_ERROR(platform::ReadFileBeside(d.image, kModule, d.room, &size))) return;
   const std::string_view content(reinterpret_cast<const char*>(d.room.data()), size);
-  const auto* const marker = std::ranges::search(content, kVersionMarker).end();
-  const auto* const end = std::find(marker, content.end(), '\0');
-  if (marker != content.end()) AddAscii(d.index, "module", {marker, static_cast<std::size_t>(end - marker)});
+  const auto* const marker = std::search(content.begin(), content.end(), kVersionMarker.begin(), kVersionMarker.end());
+  if (marker == content.end()) return;
+  const auto* const version = marker + kVersionMarker.size();
+  const auto* const end = std::find(version, content.end(), '\0');
+  AddAscii(d.index, "module", {version, static_cast<std::size_t>(end - version)});
 }
 
 void BeginIndex(const char16_t* unit, const EFI_TIME& time) {
