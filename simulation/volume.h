@@ -97,6 +97,8 @@ struct Volume {
   static EFI_STATUS EFIAPI Open(EFI_FILE* folder, EFI_FILE** file, CHAR16* name, UINT64 mode, UINT64 attributes) {
     Volume& volume = *reinterpret_cast<File*>(folder)->volume;
     volume.opened.emplace_back(AsText(name));
+    // A folder may be named with a backslash at its end.
+    if (std::u16string& path = volume.opened.back(); path.size() > 1 && path.back() == u'\\') path.pop_back();
     if (Fails("Open", volume.opened.back())) return EFI_DEVICE_ERROR;
     if (mode != EFI_FILE_MODE_READ && EFI_ERROR(volume.behaviour.write_status)) return volume.behaviour.write_status;
     if ((mode & EFI_FILE_MODE_CREATE) != 0 && !volume.Create(attributes)) return EFI_NOT_FOUND;

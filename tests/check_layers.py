@@ -10,9 +10,9 @@ ACCESS = {"platform", "report", "net", "pci", "ipmi"}
 BELOW = {"platform": set(), "report": {"platform"}, "net": {"platform", "report"}, "pci": {"platform", "report"},
          "ipmi": {"platform", "report"}, "smbios": ACCESS, "guid": ACCESS | {"smbios"},
          "module": ACCESS | {"smbios", "guid"}, "testlib": {"platform"}, "drivers": {"platform"},
-         "start": {"platform", "testlib"}, "dump": ACCESS | {"smbios", "guid"}}
+         "start": {"platform", "testlib"}, "dump": ACCESS | {"smbios", "guid", "testlib"}}
 PROTOCOLS = sorted(ROOT.glob("platform/protocols/*.h"))
-OPERATIONS = {name for header in PROTOCOLS if header.stem != "test_library"
+OPERATIONS = {name for header in PROTOCOLS if header.stem not in ("test_library", "line_run")
               for name in re.findall(r"EFIAPI\* ?(\w+)\)", header.read_text())}
 FIRMWARE = re.compile(r"\b(?:BS|RT|ST|gBS|gRT|gST|uefi_call_wrapper|EFI_\w*PROTOCOL|EFI_SIMPLE_NETWORK)\b|<efi\w*\.h>|"
                       rf"(?<!platform::)\b(?:Allocate|Free)\w*Pool\(|->(?:{'|'.join(OPERATIONS)})\(")
