@@ -43,6 +43,7 @@ struct Answer {
 Answer AskController(mfgtest::IpmiCommand command, Bytes request) {
   Answer answer;
   auto* const transport = platform::FirstInterface<IpmiTransport>(kIpmiTransportProtocolGuid);
+  if (transport == nullptr) return answer;
   for (int attempt = 0; attempt < kAttempts && EFI_ERROR(answer.status); ++attempt) {
     answer.status = platform::SendIpmiRequest(transport, command.net_function, command.command, request);
     if (EFI_ERROR(answer.status)) continue;
