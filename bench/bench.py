@@ -7,6 +7,7 @@ What it measures is built by `make bench`, which takes the figures' names too: m
   growth    instructions on servers that have more and more of something
   firmware  work of every test on OVMF, against the waits of the FRU tests
   sizes     the images by section, object file and symbol
+  records   mfgline's time and memory for the records of 10,000 and 100,000 units
 
 Exit status: 0 when every target is met, 1 otherwise.
 """
@@ -17,6 +18,7 @@ import sys
 import time
 
 import firmware
+import line
 import sizes
 from counts import BUILD, count_dmidecode, count_products
 
@@ -163,7 +165,21 @@ def image_sizes():
     return found, [(f"mfgtest.efi has {size:,} bytes of {_MODULE_BYTES:,}", size <= _MODULE_BYTES)]
 
 
-_FIGURES = {"tests": tests, "identity": identity, "growth": growth, "firmware": on_firmware, "sizes": image_sizes}
+def line_records():
+    """CPU seconds and memory of mfgline, and of jq and sqlite3 for the same files."""
+    figures = line.measure()
+    _table(("", "seconds", "MB"), [(name, f"{time:.2f}", f"{memory:.0f}") for name, (time, memory) in figures.items()])
+    return figures, line.targets(figures)
+
+
+_FIGURES = {
+    "tests": tests,
+    "identity": identity,
+    "growth": growth,
+    "firmware": on_firmware,
+    "sizes": image_sizes,
+    "records": line_records,
+}
 
 
 def main(names):
