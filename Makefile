@@ -51,8 +51,9 @@ image: setup-run build-image ## a drive for a real server: folder build/usb, FAT
 	@python3 -B qemu/station.py build/usb "$$KEY" "$$CERT"
 	@echo "==> Copy build/usb/* to the root of a FAT stick, or attach build/usb.img as virtual media"
 
-pictures: setup-run build-image build-controller ## what the screen shows in the end, in docs/pictures
+pictures: setup-run setup-mfgline build-image build-controller tools ## the last screens and a page of mfgline, in docs/pictures
 	@python3 -B qemu/pictures.py docs/pictures
+	@python3 -B mfgline/picture.py build/tools/mfgline docs/pictures/line-page.png
 
 tools: setup-tools configure-tools ## programs for the desk and the line's server, in build/tools: mfgline and replay
 	@echo "==> Building the tools"

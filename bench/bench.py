@@ -9,6 +9,7 @@ What it measures is built by `make bench`, which takes the figures' names too: m
   firmware  work of every test on OVMF, against the waits of the FRU tests
   line      work of a whole line under start.efi on OVMF, against its waits
   sizes     the images by section, object file and symbol
+  records   mfgline's time and memory for the records of 10,000 and 100,000 units
 
 Exit status: 0 when every target is met, 1 otherwise.
 """
@@ -19,6 +20,7 @@ import sys
 import time
 
 import firmware
+import many_units
 import sizes
 from counts import BUILD, count_dmidecode, count_products
 
@@ -179,6 +181,13 @@ def image_sizes():
     return found, [(f"mfgtest.efi has {size:,} bytes of {_MODULE_BYTES:,}", size <= _MODULE_BYTES)]
 
 
+def line_records():
+    """CPU seconds and memory of mfgline, and of jq and sqlite3 for the same files."""
+    figures = many_units.measure()
+    _table(("", "seconds", "MB"), [(name, f"{time:.2f}", f"{memory:.0f}") for name, (time, memory) in figures.items()])
+    return figures, many_units.targets(figures)
+
+
 _FIGURES = {
     "tests": tests,
     "identity": identity,
@@ -186,6 +195,7 @@ _FIGURES = {
     "firmware": on_firmware,
     "line": line,
     "sizes": image_sizes,
+    "records": line_records,
 }
 
 

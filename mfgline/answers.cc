@@ -259,6 +259,13 @@ const Failure* Attempt::First() const {
   return first == failures.end() ? &failures.front() : &*first;
 }
 
+std::string Attempt::WaiverOf(const Step& step, const Finding& finding) const {
+  const std::string test = TestOf(step.id);
+  const auto found = std::ranges::find_if(
+      failures, [&](const Failure& one) { return one.waived && one.test == test && one.finding.code == finding.code; });
+  return found == failures.end() ? "" : found->waiver;
+}
+
 std::vector<const Attempt*> InTime(const Unit& unit) {
   std::vector<const Attempt*> attempts;
   for (const Attempt& attempt : unit.attempts) attempts.push_back(&attempt);
@@ -279,7 +286,8 @@ std::vector<Unit> Units(Database& database, const Selection& selection, const st
         if (units.empty() || units.back().name != attempt.record.unit) units.push_back({attempt.record.unit, {}});
         units.back().attempts.push_back(std::move(attempt));
       });
-  for (Unit& one : units) std::ranges::stable_partition(one.attempts, [](const Attempt& a) { return !a.Decides(); });
+  for (Unit& one : units)
+    std::stable_partition(one.attempts.begin(), one.attempts.end(), [](const Attempt& a) { return !a.Decides(); });
   AddFailures(database, selection, unit, units);
   return units;
 }

@@ -43,6 +43,8 @@ struct Attempt {
   bool IsJudged() const { return record.verdict == "PASS" || record.verdict == "FAIL"; }
   // The first failure that nobody waived.
   const Failure* First() const;
+  // Who waived a finding of a step, and why; empty where nobody did.
+  std::string WaiverOf(const Step& step, const Finding& finding) const;
 };
 
 struct Unit {

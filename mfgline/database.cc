@@ -37,7 +37,7 @@ Number Parse(std::string_view text) {
   return number;
 }
 
-class Sqlite : public Database {
+class Sqlite final : public Database {
  public:
   Sqlite(const std::string& name, bool create) {
     const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0);
@@ -46,7 +46,7 @@ class Sqlite : public Database {
     handle_.reset(handle);
     if (status != SQLITE_OK) Fail();
     sqlite3_busy_timeout(handle, kWaitMilliseconds);
-    Run(kCache, {}, {});
+    Sqlite::Run(kCache, {}, {});
   }
 
   void Begin() override { Run("begin immediate", {}, {}); }
@@ -107,12 +107,12 @@ class Sqlite : public Database {
   std::map<std::string, Statement> statements_;
 };
 
-class Postgresql : public Database {
+class Postgresql final : public Database {
  public:
   explicit Postgresql(const std::string& name) : connection_(PQconnectdb(name.c_str()), PQfinish) {
     if (PQstatus(connection_.get()) != CONNECTION_OK) Fail();
     PQsetClientEncoding(connection_.get(), "UTF8");
-    Run("set client_min_messages = warning", {}, {});
+    Postgresql::Run("set client_min_messages = warning", {}, {});
   }
 
   void Begin() override {

@@ -2,7 +2,6 @@
 // mfgline: what ten thousand units' records say, on one command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <clocale>
 #include <filesystem>
 #include <iostream>
 
@@ -281,7 +280,6 @@ int Run(CLI::App& program, Options& options, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::setlocale(LC_CTYPE, "C.UTF-8");
   std::ios::sync_with_stdio(false);
   Options options;
   CLI::App program("mfgline: what the records of line runs say", "mfgline");

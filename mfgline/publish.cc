@@ -153,15 +153,6 @@ void AddTables(TemplateDictionary& page, const Summary& summary) {
   }
 }
 
-// Of the step's own failures in this attempt, the one that a finding is.
-const Failure* FailureOf(const Attempt& attempt, const Step& step, const Finding& finding) {
-  const std::string test = TestOf(step.id);
-  const auto found = std::ranges::find_if(attempt.failures, [&](const Failure& failure) {
-    return failure.test == test && failure.finding.code == finding.code;
-  });
-  return found == attempt.failures.end() ? nullptr : &*found;
-}
-
 void AddStep(TemplateDictionary& section, const Attempt& attempt, const Step& step) {
   TemplateDictionary& to = *section.AddSectionDictionary("step");
   Set(to, {{"test", TestName(step.id, step.title)},
@@ -178,14 +169,13 @@ void AddStep(TemplateDictionary& section, const Attempt& attempt, const Step& st
                                         : "PASS"}});
   }
   for (const Finding& finding : step.findings) {
-    const Failure* const failure = FailureOf(attempt, step, finding);
-    const bool waived = failure != nullptr && failure->waived;
+    const std::string waiver = attempt.WaiverOf(step, finding);
     Set(*to.AddSectionDictionary("finding"), {{"code", finding.code},
                                               {"message", finding.message},
-                                              {"waiver", waived ? failure->waiver : ""},
-                                              {"mark", finding.station ? "ERROR"
-                                                       : waived        ? "WAIVED"
-                                                                       : "FAIL"}});
+                                              {"waiver", waiver},
+                                              {"mark", finding.station  ? "ERROR"
+                                                       : waiver.empty() ? "FAIL"
+                                                                        : "WAIVED"}});
   }
 }
 
@@ -207,13 +197,12 @@ Outcome OutcomeOf(const Attempt& attempt, const Step& step) {
   if (step.verdict == "SKIP") outcome = {"skip", "", step.note};
   if (step.verdict == "ERROR" || step.verdict == "LOST") outcome = {"error", "error", "The step has no end"};
   for (const Finding& finding : step.findings) {
-    const Failure* const failure = FailureOf(attempt, step, finding);
-    const bool waived = failure != nullptr && failure->waived;
-    outcome = {finding.station ? "error"
-               : waived        ? "skip"
-                               : "failure",
-               finding.code, waived ? failure->waiver + ": " + finding.code + ": " + finding.message : finding.message};
-    if (!waived) break;
+    const std::string waiver = attempt.WaiverOf(step, finding);
+    outcome = {finding.station  ? "error"
+               : waiver.empty() ? "failure"
+                                : "skip",
+               finding.code, waiver.empty() ? finding.message : waiver + ": " + finding.code + ": " + finding.message};
+    if (waiver.empty()) break;
   }
   return outcome;
 }

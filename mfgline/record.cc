@@ -275,7 +275,8 @@ void Reader::TakeObject(std::string_view text) {
   if (!object.is_object()) return Damaged("no whole JSON object");
   const json& sequence = Member(object, "sequenceNumber");
   const std::string time = Text(object, "timestamp");
-  if (!sequence.is_number_unsigned() || sequence.get<std::uint64_t>() >= kMostLines || !ParseTime(time)) {
+  if (!sequence.is_number_unsigned() || sequence.get<std::uint64_t>() >= kMostLines ||
+      (time != record_.ended && !ParseTime(time))) {
     return Damaged("no sequenceNumber and timestamp of a record");
   }
   const auto number = sequence.get<long>();

@@ -97,11 +97,9 @@ std::string Waits(const Step& step) {
 }
 
 void ShowFinding(const Attempt& attempt, const Step& step, const Finding& finding) {
-  const auto waived = std::ranges::find_if(attempt.failures, [&](const Failure& failure) {
-    return failure.waived && failure.test == TestOf(step.id) && failure.finding.code == finding.code;
-  });
+  const std::string waiver = attempt.WaiverOf(step, finding);
   std::cout << "          " << finding.code << ": " << finding.message;
-  if (waived != attempt.failures.end()) std::cout << " (" << waived->waiver << ')';
+  if (!waiver.empty()) std::cout << " (" << waiver << ')';
   std::cout << '\n';
 }
 

@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <climits>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <cwchar>
 #include <iostream>
 #include <stdexcept>
@@ -18,43 +21,30 @@ namespace {
 
 namespace chrono = std::chrono;
 
-constexpr char32_t kReplacement = 0xFFFD;
+constexpr wchar_t kReplacement = 0xFFFD;
+
+// Widths and characters are those of UTF-8, whatever the user's locale is.
+const bool kUtf8 = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
 
 // Takes one character off the front of a text; broken bytes one by one.
-char32_t TakeCharacter(std::string_view& text) {
-  const auto first = static_cast<unsigned char>(text.front());
-  const std::size_t size = first < 0x80   ? 1
-                           : first < 0xC2 ? 0
-                           : first < 0xE0 ? 2
-                           : first < 0xF0 ? 3
-                           : first < 0xF5 ? 4
-                                          : 0;
-  char32_t character = size <= 1 ? first : first & (0xFFu >> (size + 1));
-  bool whole = size != 0 && size <= text.size();
-  for (std::size_t i = 1; whole && i < size; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
-    whole = (next & 0xC0u) == 0x80;
-    character = character << 6 | (next & 0x3Fu);
-  }
-  constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-  whole = whole && character >= kLeast[size] && character <= 0x10FFFF && (character < 0xD800 || character > 0xDFFF);
-  text.remove_prefix(whole ? size : 1);
+wchar_t TakeCharacter(std::string_view& text) {
+  wchar_t character = 0;
+  std::mbstate_t state{};
+  const std::size_t size = kUtf8 ? std::mbrtowc(&character, text.data(), text.size(), &state) : 1;
+  const bool whole = size <= text.size();
+  text.remove_prefix(whole ? std::max<std::size_t>(size, 1) : 1);
   return whole ? character : kReplacement;
 }
 
-void Append(std::string& to, char32_t character) {
-  if (character < 0x80) {
-    to += static_cast<char>(character);
-    return;
-  }
-  const int more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-  to += static_cast<char>((0xFF00u >> (more + 1) & 0xFFu) | character >> (6 * more));
-  for (int i = more - 1; i >= 0; --i) to += static_cast<char>(0x80u | (character >> (6 * i) & 0x3Fu));
+void Append(std::string& to, wchar_t character) {
+  char bytes[MB_LEN_MAX];
+  std::mbstate_t state{};
+  to.append(bytes, std::wcrtomb(bytes, character, &state));
 }
 
-bool Between(char32_t character, char32_t first, char32_t last) { return character >= first && character <= last; }
+bool Between(wchar_t character, wchar_t first, wchar_t last) { return character >= first && character <= last; }
 
-char32_t Visible(char32_t c) {
+wchar_t Visible(wchar_t c) {
   if (c < 0x20) return 0x2400 + c;
   if (c == 0x7F) return 0x2421;
   const bool hidden = Between(c, 0x80, 0x9F) || c == 0xAD || c == 0x61C || Between(c, 0x200B, 0x200F) ||
@@ -69,8 +59,8 @@ std::optional<std::size_t> TerminalWidth() {
   return size.ws_col;
 }
 
-std::size_t WidthOf(char32_t character) {
-  const int width = wcwidth(static_cast<wchar_t>(character));
+std::size_t WidthOf(wchar_t character) {
+  const int width = wcwidth(character);
   return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
@@ -78,7 +68,7 @@ std::string Cut(std::string_view text, std::size_t columns) {
   if (Width(text) <= columns) return std::string(text);
   std::string kept;
   for (std::size_t used = 1;;) {
-    const char32_t character = TakeCharacter(text);
+    const wchar_t character = TakeCharacter(text);
     used += WidthOf(character);
     if (used > columns) return kept + "…";
     Append(kept, character);
@@ -100,22 +90,11 @@ std::optional<int> Digits(std::string_view text) {
   return number;
 }
 
-std::optional<chrono::sys_days> ParseDay(std::string_view text) {
-  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return {};
-  const auto year = Digits(text.substr(0, 4));
-  const auto month = Digits(text.substr(5, 2));
-  const auto day = Digits(text.substr(8, 2));
-  if (!year || !month || !day) return {};
-  const chrono::year_month_day date{chrono::year(*year), chrono::month(static_cast<unsigned>(*month)),
-                                    chrono::day(static_cast<unsigned>(*day))};
-  return date.ok() ? std::optional(chrono::sys_days(date)) : std::nullopt;
-}
-
 // A moment, or the start of a whole day.
 chrono::sys_seconds ParseMoment(const std::string& text, bool& whole_day) {
   whole_day = true;
   if (text == "today") return chrono::floor<chrono::days>(Now());
-  if (const auto day = ParseDay(text)) return *day;
+  if (const auto day = ParseTime(text + "T00:00:00Z")) return *day;
   whole_day = false;
   for (const char* const rest : {"", "Z", ":00Z"}) {
     if (const auto time = ParseTime(text + rest)) return *time;
@@ -144,25 +123,24 @@ std::uint64_t Hash(std::string_view text) {
 }
 
 std::optional<chrono::sys_seconds> ParseTime(std::string_view text) {
-  if (text.size() != 20 || text[10] != 'T' || text[13] != ':' || text[16] != ':' || text[19] != 'Z') return {};
-  const auto day = ParseDay(text.substr(0, 10));
-  const auto hour = Digits(text.substr(11, 2));
-  const auto minute = Digits(text.substr(14, 2));
-  const auto second = Digits(text.substr(17, 2));
-  if (!day || !hour || !minute || !second || *hour > 23 || *minute > 59 || *second > 60) return {};
-  return *day + chrono::hours(*hour) + chrono::minutes(*minute) + chrono::seconds(*second);
+  constexpr std::string_view kShape = "2026-11-21T21:43:10Z";
+  const auto fits = [](char c, char shape) { return std::isdigit(shape) ? std::isdigit(c) != 0 : c == shape; };
+  if (!std::ranges::equal(text, kShape, fits)) return {};
+  std::tm clock{};
+  const std::string copy(text);
+  const char* const end = strptime(copy.c_str(), "%Y-%m-%dT%H:%M:%SZ", &clock);
+  if (end == nullptr || *end != 0) return {};
+  const int day = clock.tm_mday;
+  const std::time_t time = timegm(&clock);
+  // The 31st of a shorter month would be another day.
+  return clock.tm_mday == day ? std::optional(chrono::sys_seconds(chrono::seconds(time))) : std::nullopt;
 }
 
 std::string FormatTime(chrono::sys_seconds time) {
-  const auto day = chrono::floor<chrono::days>(time);
-  const chrono::year_month_day date(day);
-  const chrono::hh_mm_ss clock(time - day);
+  const std::time_t seconds = time.time_since_epoch().count();
+  std::tm clock{};
   char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text;
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&seconds, &clock))};
 }
 
 chrono::sys_seconds Now() { return chrono::floor<chrono::seconds>(chrono::system_clock::now()); }
