@@ -2,7 +2,6 @@
 """FRU tests over a real KCS port: our management controller behind it, and QEMU's own."""
 
 import tempfile
-from pathlib import Path
 
 from controller import Controller, emulated_options, fru_image
 from scenarios import read_scenario
