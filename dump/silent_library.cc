@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "dump/dump.h"
-#include "report/report.h"
 #include "platform/clock.h"
+#include "report/report.h"
 
 namespace dump {
 namespace {

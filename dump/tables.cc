@@ -4,11 +4,11 @@
 #include <cstring>
 
 #include "dump/dump.h"
-#include "report/last_error.h"
 #include "pci/access.h"
 #include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
+#include "report/last_error.h"
 #include "smbios/firmware_id.h"
 #include "smbios/structures.h"
 

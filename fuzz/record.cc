@@ -33,8 +33,9 @@ std::u16string TakeText(Input& input) {
 
 // The given names in the place of a parameter file's, so that values are compared.
 std::string TakeParameters(Input& input) {
-  constexpr const char* kParameters[] = {"System_Serial_Number",   "System_Manufacturer",    "Chassis_Type", "Memory0_Speed",
-                                    "Memory_Speed_Tolerance", "SYS_BOARDS_PART_NUMBER", "Station",      "X_"};
+  constexpr const char* kParameters[] = {
+      "System_Serial_Number",   "System_Manufacturer",    "Chassis_Type", "Memory0_Speed",
+      "Memory_Speed_Tolerance", "SYS_BOARDS_PART_NUMBER", "Station",      "X_"};
   std::string file;
   for (std::uint8_t count = input.Byte() % 9; count > 0; --count) {
     const Bytes value = input.Take(input.Byte());

@@ -3,9 +3,9 @@
 
 #include <iterator>
 
-#include "platform/smbios_table.h"
 #include "platform/byte_fields.h"
 #include "platform/format.h"
+#include "platform/smbios_table.h"
 
 namespace ipmi_kcs {
 namespace {

@@ -7,17 +7,17 @@
 #include <iterator>
 
 #include "drivers/smbios_entry/say.h"
-#include "platform/smbios_table.h"
 #include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
+#include "platform/smbios_table.h"
 
 namespace smbios_entry {
 namespace {
 
-using platform::SmbiosEntryPoint;
-using platform::SmbiosStructure;
 using platform::Colour;
 using platform::PutNumber;
+using platform::SmbiosEntryPoint;
+using platform::SmbiosStructure;
 using Table = std::span<const std::uint8_t>;
 
 // The entry point's fields.

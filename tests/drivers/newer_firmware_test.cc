@@ -3,10 +3,10 @@
 // what they find on firmware of their own time.
 #include <set>
 
-#include "platform/smbios_table.h"
 #include "platform/bridges.h"
 #include "platform/byte_fields.h"
 #include "platform/memory.h"
+#include "platform/smbios_table.h"
 #include "simulation/modern_shell.h"
 #include "simulation/reference_server.h"
 #include "simulation/text.h"
