@@ -43,7 +43,7 @@ struct Volume {
   EFI_FILE_IO_INTERFACE protocol{};  // first, likewise
   Machine& machine;
   // A vendor's node, and the end.
-  std::array<std::uint8_t, 24> device_path{1, 4, 20, 0, 0x4D, 0x46, 0x47, 0, 0,           0,    0, 0,
+  std::array<std::uint8_t, 24> device_path{1, 4, 20, 0, 0x4D, 0x46, 0x47, 0, 0,    0,    0, 0,
                                            0, 0, 0,  0, 0,    0,    0,    0, 0x7F, 0xFF, 4, 0};
   EFI_HANDLE handle;
   File root;

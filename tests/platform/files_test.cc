@@ -4,8 +4,8 @@
 #include "platform/image.h"
 #include "platform/protocols/shell.h"
 #include "simulation/modern_shell.h"
-#include "tests/faults_fail_tests.h"
 #include "simulation/volume.h"
+#include "tests/faults_fail_tests.h"
 
 namespace {
 
