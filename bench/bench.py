@@ -20,7 +20,7 @@ import sys
 import time
 
 import firmware
-import many_units
+import mfgline_figures
 import sizes
 from counts import BUILD, count_dmidecode, count_products
 
@@ -183,9 +183,9 @@ def image_sizes():
 
 def line_records():
     """CPU seconds and memory of mfgline, and of jq and sqlite3 for the same files."""
-    figures = many_units.measure()
+    figures = mfgline_figures.measure()
     _table(("", "seconds", "MB"), [(name, f"{time:.2f}", f"{memory:.0f}") for name, (time, memory) in figures.items()])
-    return figures, many_units.targets(figures)
+    return figures, mfgline_figures.targets(figures)
 
 
 _FIGURES = {

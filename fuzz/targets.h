@@ -21,7 +21,7 @@ void FuzzNewerTables(Input input);
 void FuzzLine(Input input);
 void FuzzRecord(Input input);
 void FuzzDump(Input input);
-void FuzzRecords(Input input);
+void FuzzMfgline(Input input);
 
 struct Target {
   const char* name;
@@ -32,7 +32,7 @@ inline constexpr Target kTargets[] = {
     {"smbios", FuzzSmbios}, {"event_log", FuzzEventLog},       {"acpi", FuzzAcpi}, {"fru", FuzzFru},
     {"ipmb", FuzzIpmb},     {"variables", FuzzVariables},      {"pci", FuzzPci},   {"parameters", FuzzParameters},
     {"kcs", FuzzKcs},       {"newer_tables", FuzzNewerTables}, {"line", FuzzLine}, {"record", FuzzRecord},
-    {"dump", FuzzDump},     {"records", FuzzRecords},
+    {"dump", FuzzDump},     {"mfgline", FuzzMfgline},
 };
 
 }  // namespace fuzz

@@ -12,7 +12,7 @@ from pathlib import Path
 
 _ROOT = Path(__file__).resolve().parent.parent
 sys.path += [str(_ROOT / "bench"), str(_ROOT / "tests" / "mfgline")]
-import records  # noqa: E402
+import record_generator  # noqa: E402
 from browser import browse  # noqa: E402
 from mfgline import RECORDS, Mfgline, failing, text_of  # noqa: E402
 
@@ -22,7 +22,7 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         mfgline = Mfgline(program, folder / "lines.db")
-        mfgline("add", "-", text="".join(text for _, _, text in records.records(RECORDS, 12000)))
+        mfgline("add", "-", text="".join(text for _, _, text in record_generator.records(RECORDS, 12000)))
         wrong = [failing(f"SN-09{n:05}", n, expected="RS2U-0042-B", product="Rack Server 2U") for n in range(7)]
         names = {"2026-11-21": "2026-03-08", "Name": "System_Part_Number", '"4"': '"3"', "Test 4": "System part number"}
         text = text_of(*wrong)

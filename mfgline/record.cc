@@ -5,6 +5,7 @@
 #include <array>
 #include <compare>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "mfgline/text.h"
 
@@ -21,6 +22,8 @@ constexpr int kDeepest = 8;
 // Serial numbers have a few dozen; a longer text is cut and keeps its hash.
 constexpr std::size_t kLongestUnit = 200;
 constexpr std::string_view kMark = "@MFG ";
+// What started the run, when it was not the line.
+constexpr std::string_view kSingleTest = "mfgtest.efi";
 // The step that stands for the run as a whole.
 constexpr const char* kRun = "run";
 // A step whose end may be among the lines that are lost: the run's end speaks for it.
@@ -142,10 +145,23 @@ std::string VerdictOf(const Step& step, const std::string& status) {
   return status == "COMPLETE" ? "PASS" : status == "SKIP" ? "SKIP" : "ERROR";
 }
 
+// Autosense publishes values, and other steps judge them: there a value is
+// outside its limit when the test of it failed.
+void MarkOutside(std::vector<Step>& steps) {
+  std::set<std::string> failed;
+  for (const Step& step : steps) {
+    for (const Value& value : step.values) {
+      if (value.outside && step.verdict == "FAIL") failed.insert(value.name);
+    }
+  }
+  for (Step& step : steps) {
+    for (Value& value : step.values) value.outside = value.outside && failed.contains(value.name);
+  }
+}
+
 // A finding is about the value outside its limit that its message names, or
 // else about the first one.
 void Explain(Step& step) {
-  for (Value& value : step.values) value.outside = value.outside && step.verdict == "FAIL";
   for (Finding& finding : step.findings) {
     const Value* about = nullptr;
     for (const Value& value : step.values) {
@@ -187,11 +203,7 @@ std::string Judge(Record& record, const std::string& end) {
   if (has("PASS") == record.steps.end()) {
     return station_error(StepOf(record, kRun), "contradiction", "The record ends in PASS, but no test passed in it");
   }
-  // Autosense and something else is a line run; a single test is none.
-  const bool autosense = std::ranges::find(record.steps, "0", &Step::id) != record.steps.end();
-  const bool more =
-      std::ranges::any_of(record.steps, [](const Step& step) { return step.id != "0" && step.id != kRun; });
-  return autosense && more ? "PASS" : "PARTIAL";
+  return record.command.starts_with(kSingleTest) ? "PARTIAL" : "PASS";
 }
 
 void Start(Record& record, const json& start, const std::string& time) {
@@ -370,8 +382,9 @@ void Reader::Finish() {
   }
   for (Step& step : record_.steps) {
     if (step.verdict.empty() && step.id != kRun) step.verdict = VerdictOf(step, record_.missing == 0 ? "" : kLost);
-    Explain(step);
   }
+  MarkOutside(record_.steps);
+  std::ranges::for_each(record_.steps, Explain);
   record_.verdict = Judge(record_, end_);
   for (Step& step : record_.steps) {
     if (step.id == kRun && !step.findings.empty()) step.verdict = "ERROR";

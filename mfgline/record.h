@@ -22,7 +22,7 @@ struct Value {
   std::string unit;
   // What it had to be: "SN-0000001", ">= 1323 and <= 1343".
   std::string limit;
-  // The limit is not kept, and the step failed.
+  // The limit is not kept, and the test of it failed.
   bool outside = false;
   // Of a value that may drift, because its limit is a range.
   std::optional<double> number;

@@ -35,7 +35,7 @@ void ShowCauses(const std::string& title, const std::vector<Cause>& causes) {
 
 void ShowTests(const std::vector<Pace>& tests) {
   if (tests.empty()) return;
-  Table table({"test", ">runs", ">mean s", ">newest tenth s", ">longest s", ">of it waits s", ">repeats"});
+  Table table({"test", ">runs", ">mean s", ">newest tenth s", ">longest s", ">waits asked s", ">repeats"});
   for (std::size_t i = 0; i < std::min<std::size_t>(8, tests.size()); ++i) {
     const Pace& test = tests[i];
     table.Add({TestName(test.test, test.title), Grouped(test.runs), Fixed(test.mean), Fixed(test.newest),
@@ -91,7 +91,7 @@ void ShowFacts(const Attempt& attempt) {
 
 std::string Waits(const Step& step) {
   std::string text = std::to_string(step.seconds) + " s";
-  if (step.waits != 0) text += ", of it waits " + Fixed(static_cast<double>(step.waits) / 1000) + " s";
+  if (step.waits != 0) text += ", waits asked: " + Fixed(static_cast<double>(step.waits) / 1000) + " s";
   if (step.repeats != 0) text += ", " + std::to_string(step.repeats) + " repeats";
   return text;
 }

@@ -19,7 +19,7 @@ from pathlib import Path
 from mfgline import RECORDS, Mfgline
 
 sys.path.append(str(Path(__file__).resolve().parents[2] / "bench"))
-import records  # noqa: E402
+import record_generator  # noqa: E402
 
 _RECORDS = 1500
 _SAME = (("table",), ("summary",), ("csv", "--values"), ("junit",), ("unit", "SN-0000007"))
@@ -86,7 +86,7 @@ def _kill_one_of_two(mfgline, units, whole):
 
 def _check(address, folder):
     units = folder / "records"
-    records.write(RECORDS, _RECORDS, units)
+    record_generator.write(RECORDS, _RECORDS, units)
     mfgline, sqlite = Mfgline(sys.argv[1], address), Mfgline(sys.argv[1], folder / "lines.db")
     sqlite("add", units)
     _kill_one_of_two(mfgline, units, sqlite("csv", "--values").splitlines()[1:])

@@ -6,7 +6,7 @@ import os
 import subprocess
 from pathlib import Path
 
-RECORDS = Path(__file__).resolve().parent / "records"
+RECORDS = Path(__file__).resolve().parents[1] / "records"
 TIME_LIMIT = 120
 HOSTILE = "<script>alert('1')</script>\"&]]>\x00\x1b[2J\u202e=1"
 
@@ -42,7 +42,7 @@ class Mfgline:
         return {row[0]: row[1] for row in cells}
 
 
-def record(unit="SN-1", minute=0, end="COMPLETE/PASS", steps=(("0", None), ("4", None)), expected="a", product="Server"):
+def record(unit="SN-1", minute=0, end="COMPLETE/PASS", steps=(("0", None), ("4", None)), expected="a", product="Server", command="start.efi"):
     """The lines of a short record; a step's word is its status, or the code of its failure."""
     said = [
         {"schemaVersion": {"major": 2, "minor": 0}},
@@ -51,7 +51,7 @@ def record(unit="SN-1", minute=0, end="COMPLETE/PASS", steps=(("0", None), ("4",
                 "testRunStart": {
                     "name": "mfgtest",
                     "version": "1",
-                    "commandLine": "line",
+                    "commandLine": command,
                     "parameters": {"Name": expected},
                     "dutInfo": {"dutInfoId": unit, "name": product},
                     "metadata": {"station": "ST-1", "order": "4711"},

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause-Patent
-"""Makes records of many units out of a few real ones: records.py TEMPLATES COUNT [--folder=OUT] [--seed=N]
+"""Makes records of many units out of a few real ones: record_generator.py TEMPLATES COUNT [--folder=OUT] [--seed=N]
 
 TEMPLATES holds records of whole line runs, healthy and with faults. Each new record takes every step from one of them:
 one unit in ten has faults, and half of those come again and pass. Without a folder all records go to standard output.
@@ -17,6 +17,7 @@ _FORMAT = "%Y-%m-%dT%H:%M:%SZ"
 _START = datetime(2026, 3, 2, 6, tzinfo=timezone.utc)
 _FAULTY = 0.1
 _STATIONS = 4
+_STATION = "station"
 
 
 class Template:
@@ -26,7 +27,7 @@ class Template:
         lines = [json.loads(line) for line in path.read_text(encoding="utf-8").splitlines()]
         start = next(line["testRunArtifact"]["testRunStart"] for line in lines if "testRunArtifact" in line)
         self.serial = start["dutInfo"]["dutInfoId"]
-        self.station = start["metadata"]["station"]
+        start["metadata"] |= {"station": _STATION, "order": "4711"}
         self.head, self.steps, self.failing = [], {}, set()
         first = datetime.strptime(lines[0]["timestamp"], _FORMAT)
         for line in lines:
@@ -52,7 +53,7 @@ def record(healthy, faults, serial, station, start):
         f'{{"sequenceNumber":{number},"timestamp":"{stamps[seconds]}",{rest}\n'
         for number, (seconds, rest) in enumerate(rows)
     )
-    return text.replace(f'"{healthy.serial}"', f'"{serial}"').replace(f'"{healthy.station}"', f'"{station}"')
+    return text.replace(f'"{healthy.serial}"', f'"{serial}"').replace(f'"{_STATION}"', f'"{station}"')
 
 
 def records(folder, count, seed=1):

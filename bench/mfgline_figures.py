@@ -6,12 +6,12 @@ import subprocess
 import sys
 from pathlib import Path
 
-import records
+import record_generator
 from counts import BUILD
 
 _ROOT = Path(__file__).resolve().parent.parent
 _PROGRAM = _ROOT / "build" / "tools" / "mfgline"
-_TEMPLATES = _ROOT / "tests" / "mfgline" / "records"
+_TEMPLATES = _ROOT / "tests" / "records"
 _FILES = BUILD / "records"
 _FEW, _MANY = 10_000, 100_000
 
@@ -47,7 +47,7 @@ def _database(name):
 def _many():
     """All records through one pipe, which needs no room for files."""
     database = _database("many.db")
-    command = [sys.executable, "-B", records.__file__, _TEMPLATES, str(_MANY)]
+    command = [sys.executable, "-B", record_generator.__file__, _TEMPLATES, str(_MANY)]
     with subprocess.Popen(command, stdout=subprocess.PIPE) as generator:
         return _mfgline(database, "add", "-", source=generator.stdout)
 
@@ -55,7 +55,7 @@ def _many():
 def measure():
     """Figures by name: CPU seconds, megabytes of memory."""
     if not _FILES.exists():
-        records.write(_TEMPLATES, _FEW, _FILES)
+        record_generator.write(_TEMPLATES, _FEW, _FILES)
     few, plain = _database("few.db"), _database("plain.db")
     figures = {
         f"add {_FEW:,} records": _mfgline(few, "add", _FILES),
