@@ -77,7 +77,7 @@ def answers(mfgline_of, _):
     assert 'Exp: "SN-0000001" Rec: "SN-0000009"' in unit and "repeats" in unit
     assert "test 4 System_Serial_Number" in mfgline("compare", "SN-0000001", "SN-0000009", status=1)
     assert "agree" in mfgline("compare", "=2+3", "=2+3")
-    assert mfgline("table", "--product", "Rack Server 2U").count("\n") == 2
+    assert mfgline("table", "--product", "Rack Server 2U").count("\n") == 3
     assert "no record" in (mfgline("table", "--since", "2026-11-22"), mfgline.errors)[1]
     hostile = next(name for name in mfgline.verdicts() if "script" in name)
     assert not any(character < " " or character == "\u202e" for character in hostile), hostile
