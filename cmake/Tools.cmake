@@ -6,7 +6,7 @@ add_custom_target(tools)
 file(GLOB REPLAY_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/replay/*.cc)
 list(REMOVE_ITEM REPLAY_SOURCES ${CMAKE_SOURCE_DIR}/replay/main.cc)
 add_library(replay_machine STATIC EXCLUDE_FROM_ALL ${REPLAY_SOURCES})
-target_link_libraries(replay_machine PUBLIC simulation host_start PRIVATE watched_flags)
+target_link_libraries(replay_machine PUBLIC simulation host_drivers host_start PRIVATE watched_flags)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/replay/learn.cc PROPERTIES
   COMPILE_DEFINITIONS SAMPLE_FILE="${CMAKE_SOURCE_DIR}/station/mfgtest.cfg"
   OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/station/mfgtest.cfg)

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dump/dump.h"
+#include "platform/bridges.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/crc32.h"
@@ -183,6 +184,9 @@ void BeginIndex(const char16_t* unit, const EFI_TIME& time) {
 // Written last: a dump without it broke off.
 void WriteIndex() {
   Dump& d = *the_dump;
+  OpenList(d.index, "bridges");
+  platform::TellBridges([](const char16_t* text) { AddText(the_dump->index, nullptr, text); });
+  CloseList(d.index);
   OpenList(d.index, "missing");
   for (const MissingPart& part : std::span(d.missing).first(d.missing_count)) {
     OpenObject(d.index, nullptr);

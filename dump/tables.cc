@@ -5,6 +5,7 @@
 
 #include "dump/dump.h"
 #include "pci/access.h"
+#include "platform/bridges.h"
 #include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
@@ -96,11 +97,22 @@ void WriteRootTable(const char16_t* name, std::uint64_t address) {
   WritePart(name, {table, is_sound ? length : kHeaderBytes}, address);
 }
 
+// Whether a bridge of ours offers such tables, beside the firmware's own.
+constinit std::u16string_view looked_for;
+constinit bool is_offered = false;
+bool IsBridged(std::u16string_view what) {
+  looked_for = what;
+  is_offered = false;
+  platform::TellBridges(
+      [](const char16_t* text) { is_offered = is_offered || std::u16string_view(text).starts_with(looked_for); });
+  return is_offered;
+}
+
 }  // namespace
 
 void DumpSmbios() {
   const mfgtest::SmbiosEntryPoint* entry = nullptr;
-  if (mfgtest::GetSmbiosEntryPoint(&entry)) {
+  if (!IsBridged(u"SMBIOS") && mfgtest::GetSmbiosEntryPoint(&entry)) {
     return WriteSmbios(reinterpret_cast<const std::uint8_t*>(entry), k32Bit, entry->table_length);
   }
   const void* listed = nullptr;
@@ -116,7 +128,7 @@ void DumpSmbios() {
 void DumpAcpi() {
   const void* listed = nullptr;
   // The one that the tests take where both are listed.
-  const bool is_10 = platform::FindConfigurationTable(kAcpi10Guid, &listed);
+  const bool is_10 = !IsBridged(u"ACPI") && platform::FindConfigurationTable(kAcpi10Guid, &listed);
   if (!is_10 && !platform::FindConfigurationTable(kAcpi20Guid, &listed)) {
     return Miss(u"rsdp.bin", u"the firmware lists no ACPI tables");
   }

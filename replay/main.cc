@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <map>
 
@@ -68,7 +69,19 @@ int ExitStatus(Verdict verdict) {
   }
 }
 
-int Run(const Options& options) {
+// What the run is told to write, and the file that it is to be here.
+constexpr const char* kRecord = "record.jsonl";
+
+void WriteRecord(const simulation::ModernShell& shell, const std::string& file) {
+  const auto record = shell.files.find(FromUtf8(kRecord));
+  if (record == shell.files.end()) return Remark("there was no run, so there is no record");
+  std::ofstream out(file, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(record->second.data()), static_cast<std::streamsize>(record->second.size()));
+  if (!out.flush()) throw BadInput(file + ": the record cannot be written there");
+}
+
+int Run(Options options) {
+  if (!options.record.empty()) options.words.push_back(std::string("--record=") + kRecord);
   const MachineData data = ReadMachine(options);
   for (const std::string& remark : data.remarks) Remark(remark);
   ReplayedMachine machine(data);
@@ -82,6 +95,7 @@ int Run(const Options& options) {
       options.action == Options::Action::kRunLine ? session.RunLine(options.words) : session.Run(options.words);
   console.on_write = nullptr;
   RemarkOnRun(machine.machine, options.waits_for_real);
+  if (!options.record.empty()) WriteRecord(machine.shell, options.record);
   return ExitStatus(verdict);
 }
 

@@ -41,6 +41,8 @@ void AddFile(Options& options, const std::string& word) {
   options.words.push_back("--file=" + word);
 }
 
+void SetRecord(Options& options, const std::string& word) { options.record = word; }
+
 void WaitForReal(Options& options, const std::string&) { options.waits_for_real = true; }
 void ShowHelp(Options& options, const std::string&) { options.action = Options::Action::kShowHelp; }
 void ShowGdbHelp(Options& options, const std::string&) { options.action = Options::Action::kShowGdbHelp; }
@@ -58,7 +60,7 @@ constexpr Option kOptions[] = {
     {"real-time", 0, false, WaitForReal}, {"help", 'h', false, ShowHelp}, {"gdb-help", 0, false, ShowGdbHelp},
     {"trace", 0, false, nullptr},         {"debug", 'd', true, nullptr},  {"answer", 'a', true, nullptr},
     {"param", 'p', true, nullptr},        {"test", 't', true, nullptr},   {"delay-scale", 's', true, nullptr},
-    {"show", 'n', false, nullptr},        {"list", 'l', false, nullptr},
+    {"show", 'n', false, nullptr},        {"list", 'l', false, nullptr},  {"record", 'r', true, SetRecord},
 };
 
 bool IsOption(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
@@ -172,6 +174,7 @@ const char* const kHelpText =
     "  -f, --file PATH       a parameter file; no other is read\n"
     "  -d, --debug MASK      debug messages to show\n"
     "  -a, --answer TEXT     the operator's answer, in advance\n"
+    "  -r, --record FILE     the record of the run, as the machine would write it\n"
     "      --trace           every call of the test library as a line\n"
     "      --real-time       waits are waited for, not only counted\n"
     "      --gdb-help        how to stop in a test under gdb\n"

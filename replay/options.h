@@ -24,6 +24,8 @@ struct Options {
   std::optional<std::string> smbios;
   std::vector<FruFile> frus;
   std::vector<std::string> files;
+  // Where the record of the run goes; empty for nowhere.
+  std::string record;
   bool waits_for_real = false;
   // What the test library is to read.
   std::vector<std::string> words;

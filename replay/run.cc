@@ -2,12 +2,14 @@
 #include "replay/run.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "replay/text.h"
 #include "simulation/station.h"
 #include "simulation/volume.h"
 
 extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
+extern "C" EFI_STATUS smbios_entry_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS start_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
@@ -36,6 +38,32 @@ std::vector<std::u16string> Arguments(const char16_t* program, const std::vector
   return arguments;
 }
 
+void Unload(simulation::Machine& machine, EFI_HANDLE driver) {
+  void* loaded = nullptr;
+  machine.handles.Interface(driver, kLoadedImage, &loaded);
+  static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload(driver);
+  machine.UnloadImage(driver);
+}
+
+// Offers the older tables where the firmware has only the newer ones, as the line
+// does before its first test. Null, without a word, where there is nothing to do.
+EFI_HANDLE LoadEntries(simulation::Machine& machine) {
+  const auto show = std::exchange(machine.console.on_write, nullptr);
+  const std::size_t shown = machine.console.written.size();
+  const EFI_HANDLE driver = machine.LoadImage();
+  const bool stays = !EFI_ERROR(machine.StartImage(driver, smbios_entry_efi_main).status);
+  machine.console.on_write = show;
+  if (!stays) {
+    machine.console.written.resize(shown);
+    machine.UnloadImage(driver);
+    return nullptr;
+  }
+  if (show) show(std::u16string_view(machine.console.written).substr(shown));
+  // A list of this machine's, not the machine.
+  std::erase(machine.writes, "InstallConfigurationTable");
+  return driver;
+}
+
 // By the shell variable that was left.
 Verdict VerdictIn(const simulation::Machine& machine, std::u16string_view name) {
   const simulation::Variable* const variable = machine.variables.Find(name, simulation::kShellVariableGuid);
@@ -56,30 +84,30 @@ Session::Session(ReplayedMachine& machine, bool waits_for_real) : machine_(machi
   machine.machine.stalled_microseconds = 0;
 }
 
-Session::~Session() {
-  void* loaded = nullptr;
-  machine_.machine.handles.Interface(library_, kLoadedImage, &loaded);
-  static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload(library_);
-  machine_.machine.UnloadImage(library_);
-}
+Session::~Session() { Unload(machine_.machine, library_); }
 
 Verdict Session::Run(const std::vector<std::string>& words) {
+  const EFI_HANDLE entries = LoadEntries(machine_.machine);
   const EFI_HANDLE image = machine_.machine.LoadImage();
   machine_.shell.Run(image, Module, CommandLine(Arguments(u"mfgtest.efi", words)));
   machine_.machine.UnloadImage(image);
+  if (entries != nullptr) Unload(machine_.machine, entries);
+  std::erase(machine_.machine.writes, "InstallConfigurationTable");
   return VerdictIn(machine_.machine, u"MfgVerdict");
 }
 
 Verdict Session::RunLine(std::vector<std::string> words) {
   simulation::Machine& machine = machine_.machine;
   simulation::Volume stick(machine);
-  machine.programs = {
-      {u"\\mfgtest.efi", {Module}}, {u"\\ipmi_kcs.efi", {NotNeeded, true}}, {u"\\smbios_entry.efi", {NotNeeded, true}}};
+  machine.programs = {{u"\\mfgtest.efi", {Module}},
+                      {u"\\ipmi_kcs.efi", {NotNeeded, true}},
+                      {u"\\smbios_entry.efi", {smbios_entry_efi_main, true}}};
   // Nobody is at this machine.
   words.push_back("After_Line=exit");
   const EFI_HANDLE image = machine.LoadImage(stick.handle, u"\\start.efi");
   machine_.shell.Run(image, start_efi_main, CommandLine(Arguments(u"start.efi", words)));
   machine.UnloadImage(image);
+  std::erase(machine.writes, "InstallConfigurationTable");
   return VerdictIn(machine, u"MfgLineVerdict");
 }
 

@@ -57,7 +57,7 @@ constexpr std::array kLaterNames = {"Shell RegisterGuidName", "Shell GetGuidName
                                     "Shell GetEnvEx"};
 
 struct OpenFile {
-  const std::vector<std::uint8_t>* content;
+  std::vector<std::uint8_t>* content;
   std::size_t position = 0;
 };
 
@@ -98,11 +98,18 @@ OpenFile* Opened(SHELL_FILE_HANDLE handle) {
 }
 
 EFI_STATUS EFIAPI OpenFileByName(const CHAR16* name, SHELL_FILE_HANDLE* handle, UINT64 mode) {
-  if (mode != EFI_FILE_MODE_READ) Fault("a file was opened for more than reading");
+  if ((mode & EFI_FILE_MODE_CREATE) != 0) Fault("a file was made where one is opened");
   if (Fails("Shell OpenFileByName", AsText(name))) return EFI_DEVICE_ERROR;
   const auto found = current->files.find(AsText(name));
   if (found == current->files.end()) return EFI_NOT_FOUND;
   *handle = &open_files.emplace_back(OpenFile{&found->second});
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI CreateFile(const CHAR16* name, UINT64 attributes, SHELL_FILE_HANDLE* handle) {
+  if (Fails("Shell CreateFile", AsText(name))) return EFI_DEVICE_ERROR;
+  if (attributes != 0) return EFI_UNSUPPORTED;
+  *handle = &open_files.emplace_back(OpenFile{&current->files[AsText(name)]});
   return EFI_SUCCESS;
 }
 
@@ -120,6 +127,30 @@ EFI_STATUS EFIAPI ReadFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) 
   std::copy_n(file->content->data() + file->position, *size, static_cast<std::uint8_t*>(buffer));
   file->position += *size;
   return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI WriteFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) {
+  OpenFile* const file = Opened(handle);
+  if (file == nullptr) return EFI_INVALID_PARAMETER;
+  if (Fails("Shell WriteFile")) return EFI_DEVICE_ERROR;
+  file->content->resize(std::max(file->content->size(), file->position + *size));
+  std::copy_n(static_cast<const std::uint8_t*>(buffer), *size, file->content->data() + file->position);
+  file->position += *size;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI SetFilePosition(SHELL_FILE_HANDLE handle, UINT64 position) {
+  OpenFile* const file = Opened(handle);
+  if (file == nullptr) return EFI_INVALID_PARAMETER;
+  if (Fails("Shell SetFilePosition")) return EFI_DEVICE_ERROR;
+  if (position > file->content->size()) Fault("a position behind the end");
+  file->position = position;
+  return EFI_SUCCESS;
+}
+
+EFI_STATUS EFIAPI FlushFile(SHELL_FILE_HANDLE handle) {
+  if (Opened(handle) == nullptr) return EFI_INVALID_PARAMETER;
+  return Fails("Shell FlushFile") ? EFI_DEVICE_ERROR : EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI GetFileSize(SHELL_FILE_HANDLE handle, UINT64* size) {
@@ -152,8 +183,12 @@ ModernShell::ModernShell(Machine& machine) : machine_(machine) {
   protocol_.GetEnv = GetEnv;
   protocol_.SetEnv = SetEnv;
   protocol_.OpenFileByName = OpenFileByName;
+  protocol_.CreateFile = CreateFile;
   protocol_.CloseFile = CloseFile;
   protocol_.ReadFile = ReadFile;
+  protocol_.WriteFile = WriteFile;
+  protocol_.SetFilePosition = SetFilePosition;
+  protocol_.FlushFile = FlushFile;
   protocol_.GetFileSize = GetFileSize;
   protocol_.GetFileInfo = GetFileInfo;
   protocol_.MajorVersion = 2;

@@ -25,6 +25,7 @@ bool TakeGiven(std::span<char16_t> answer) {
 
 // Reads a line from the keyboard, up to Enter or a key of `ends`.
 char16_t Type(std::span<char16_t> answer, std::u16string_view ends) {
+  PauseLineTimeout();
   std::size_t length = 0;
   char16_t key = platform::ReadKey();
   for (; key != u'\r' && key != u'\n' && ends.find(key) == ends.npos; key = platform::ReadKey()) {
@@ -39,6 +40,7 @@ char16_t Type(std::span<char16_t> answer, std::u16string_view ends) {
   }
   answer[length] = 0;
   platform::Write(u"\n");
+  ResumeLineTimeout();
   return key;
 }
 

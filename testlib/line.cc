@@ -263,6 +263,7 @@ void EFIAPI Ended(EFI_STATUS status) {
   LineState& line = state->line_run;
   platform::HideStatusLine();
   ++line.ended;
+  line.test.Seconds = 0;
   if (state->run.stage == Stage::kRunning) return BreakRun(u"the module did not come to the end of the test");
   if (state->history.count != line.runs_before) return;
   std::array<char16_t, 160> reason;
@@ -386,6 +387,14 @@ void NoteLineWait(std::uint32_t milliseconds) {
   if (is_late && line.timeout != 0) {
     platform::SetWatchdog(line.timeout + static_cast<std::uint32_t>(Scaled(milliseconds) / 1000));
   }
+}
+
+void PauseLineTimeout() {
+  if (state->line_run.test.Seconds != 0) platform::SetWatchdog(0);
+}
+
+void ResumeLineTimeout() {
+  if (state->line_run.test.Seconds != 0) platform::SetWatchdog(state->line_run.test.Seconds);
 }
 
 }  // namespace testlib

@@ -59,4 +59,9 @@ const Parameter* FindLineAnswer(const char16_t* name);
 // A test of the line is about to wait.
 void NoteLineWait(std::uint32_t milliseconds);
 
+// A test of the line waits for the operator, who may take his time, or has the
+// answer.
+void PauseLineTimeout();
+void ResumeLineTimeout();
+
 }  // namespace testlib

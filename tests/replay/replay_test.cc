@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <sstream>
 
 #include "platform/crc32.h"
@@ -127,6 +128,25 @@ TEST(Replay, RunsATableThatEndsEarlyAsFarAsItGoes) {
   replay::Session session(machine, false);
   EXPECT_EQ(session.Run({"1", "System_Manufacturer=Acme"}), replay::Verdict::kPass);
   EXPECT_EQ(session.Run({"9", "Chassis_Manufacturer=Acme"}), replay::Verdict::kFail);
+}
+
+// The bridge of the line offers what the firmware does not list, and the record
+// of a run comes along.
+TEST(Replay, ReadsATableWithA64BitEntryOnly) {
+  std::string file("_SM3_\0\x18\3\0\0\1\0", 12);
+  const std::string table("\1\6\0\1\1\0Acme\0\0\x7F\4\1\1\0\0", 18);
+  file += std::string("\x12\0\0\0\x20\0\0\0\0\0\0\0", 12);
+  file[5] = static_cast<char>(-std::accumulate(file.begin(), file.end(), 0));
+  const Folder folder({{"table", file + std::string(8, '\0') + table}});
+  replay::MachineData data;
+  data.smbios = replay::ReadSmbios(folder.path / "table", data.remarks);
+  replay::ReplayedMachine machine(data);
+  replay::Session session(machine, false);
+  EXPECT_EQ(session.Run({"1", "System_Manufacturer=Acme", "--record=record.jsonl"}), replay::Verdict::kPass);
+  const auto record = machine.shell.files.find(u"record.jsonl");
+  ASSERT_NE(record, machine.shell.files.end());
+  const std::string text(record->second.begin(), record->second.end());
+  EXPECT_NE(text.find(R"("testRunEnd":{"status":"COMPLETE","result":"PASS"})"), text.npos) << text;
 }
 
 // Folders of tests/machines: a dump, and runs.txt with what its runs come to.
