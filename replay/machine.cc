@@ -58,6 +58,7 @@ ReplayedMachine::ReplayedMachine(const MachineData& data) {
     networks.emplace_back(machine, network.mac).start_status = network.start_status;
   }
   if (data.pci || data.event_log) AddPci(data);
+  has_newer_tables_only = (data.smbios && data.smbios->Is64Bit()) || (data.acpi && !data.acpi->rsdt && data.acpi->xsdt);
   if (data.flash) flash.emplace(machine, static_cast<std::uint32_t>(*data.flash->address), data.flash->bytes);
   if (data.stored_guid) guid_store.emplace(machine).guid = *data.stored_guid;
 }

@@ -32,6 +32,8 @@ struct ReplayedMachine {
   std::optional<simulation::RootBridge> root_bridge;
   std::optional<simulation::Flash> flash;
   std::optional<simulation::GuidStore> guid_store;
+  // The tests need a bridge to them.
+  bool has_newer_tables_only = false;
 
  private:
   void AddSmbios(const SmbiosData& smbios);

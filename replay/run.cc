@@ -2,7 +2,6 @@
 #include "replay/run.h"
 
 #include <stdexcept>
-#include <utility>
 
 #include "replay/text.h"
 #include "simulation/station.h"
@@ -45,24 +44,17 @@ void Unload(simulation::Machine& machine, EFI_HANDLE driver) {
   machine.UnloadImage(driver);
 }
 
-// Offers the older tables where the firmware has only the newer ones, as the line
-// does before its first test. Null, without a word, where there is nothing to do.
+// Offers the older tables, as the line does before its first test; null when the
+// driver finds nothing to offer.
 EFI_HANDLE LoadEntries(simulation::Machine& machine) {
-  const auto show = std::exchange(machine.console.on_write, nullptr);
-  const std::size_t shown = machine.console.written.size();
   const EFI_HANDLE driver = machine.LoadImage();
-  const bool stays = !EFI_ERROR(machine.StartImage(driver, smbios_entry_efi_main).status);
-  machine.console.on_write = show;
-  if (!stays) {
-    machine.console.written.resize(shown);
-    machine.UnloadImage(driver);
-    return nullptr;
-  }
-  if (show) show(std::u16string_view(machine.console.written).substr(shown));
-  // A list of this machine's, not the machine.
-  std::erase(machine.writes, "InstallConfigurationTable");
-  return driver;
+  if (!EFI_ERROR(machine.StartImage(driver, smbios_entry_efi_main).status)) return driver;
+  machine.UnloadImage(driver);
+  return nullptr;
 }
+
+// A list of this machine's is not the machine.
+void ForgetLists(simulation::Machine& machine) { std::erase(machine.writes, "InstallConfigurationTable"); }
 
 // By the shell variable that was left.
 Verdict VerdictIn(const simulation::Machine& machine, std::u16string_view name) {
@@ -87,12 +79,12 @@ Session::Session(ReplayedMachine& machine, bool waits_for_real) : machine_(machi
 Session::~Session() { Unload(machine_.machine, library_); }
 
 Verdict Session::Run(const std::vector<std::string>& words) {
-  const EFI_HANDLE entries = LoadEntries(machine_.machine);
+  const EFI_HANDLE entries = machine_.has_newer_tables_only ? LoadEntries(machine_.machine) : nullptr;
   const EFI_HANDLE image = machine_.machine.LoadImage();
   machine_.shell.Run(image, Module, CommandLine(Arguments(u"mfgtest.efi", words)));
   machine_.machine.UnloadImage(image);
   if (entries != nullptr) Unload(machine_.machine, entries);
-  std::erase(machine_.machine.writes, "InstallConfigurationTable");
+  ForgetLists(machine_.machine);
   return VerdictIn(machine_.machine, u"MfgVerdict");
 }
 
@@ -107,7 +99,7 @@ Verdict Session::RunLine(std::vector<std::string> words) {
   const EFI_HANDLE image = machine.LoadImage(stick.handle, u"\\start.efi");
   machine_.shell.Run(image, start_efi_main, CommandLine(Arguments(u"start.efi", words)));
   machine.UnloadImage(image);
-  std::erase(machine.writes, "InstallConfigurationTable");
+  ForgetLists(machine);
   return VerdictIn(machine, u"MfgLineVerdict");
 }
 
