@@ -81,7 +81,8 @@ def _replay_faults(dump, runs):
     if tuple(again) != _TESTS:
         return [f"replay ran {tuple(again)}: {replayed.stdout[-2000:]} {replayed.stderr}"]
     verdicts = {_result(lines)[0] for lines in runs.values()}
-    faults = [] if replayed.returncode == (1 if "FAIL" in verdicts else 0) else [f"status {replayed.returncode}"]
+    status = 1 if "FAIL" in verdicts else 2 if "ERROR" in verdicts else 0
+    faults = [] if replayed.returncode == status else [f"status {replayed.returncode} of {verdicts}"]
     for test, lines in runs.items():
         faults += _difference(test, lines, again[test])
     return faults
