@@ -92,7 +92,8 @@ void RemoveTransport(ReferenceServer& server) {
 
 void FuzzKcs(Input input) {
   constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
-  ReferenceServer server(ChooseRun(input, {34, 38, 39, 41, 42, 43}));
+  constexpr std::uint32_t kTests[] = {34, 38, 39, 41, 42, 43};
+  ReferenceServer server(ChooseRun(input, kTests));
   const std::uint8_t way = input.Byte();
   simulation::Machine& machine = server.station.machine;
   RemoveTransport(server);

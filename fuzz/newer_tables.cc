@@ -78,7 +78,8 @@ void Unload(simulation::Machine& machine, EFI_HANDLE driver, std::size_t blocks,
 }  // namespace
 
 void FuzzNewerTables(Input input) {
-  ReferenceServer server(ChooseRun(input, {0, 1, 4, 8, 10, 13, 14, 20, 22, 24, 35, 36, 37, 40}));
+  constexpr std::uint32_t kTests[] = {0, 1, 4, 8, 10, 13, 14, 20, 22, 24, 35, 36, 37, 40};
+  ReferenceServer server(ChooseRun(input, kTests));
   simulation::Machine& machine = server.station.machine;
   const std::uint8_t way = input.Byte();
   const std::uint32_t number = input.Word() | input.Word() << 16;
