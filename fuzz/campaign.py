@@ -17,7 +17,7 @@ BUILD = ROOT / "build/campaign"
 PROGRAM = BUILD / "fuzz_targets"
 STATE = BUILD / "state.json"
 CLASSES = ("smbios", "acpi", "newer_tables", "event_log", "fru", "ipmb", "pci", "variables", "parameters", "network",
-           "mixed", "line")
+           "mixed", "line", "start")
 # So many runs at a time, a second or a few.
 BATCH = 1000
 

@@ -14,5 +14,7 @@ void ChangeIpmb(Input& input, HostileServer& server);
 void ChangeVariables(Input& input, HostileServer& server);
 void ChangePci(Input& input, HostileServer& server);
 void ChangeNetwork(Input& input, HostileServer& server);
+// All of them: each has its part of the input, after the part's length.
+void ChangeDevices(Input& input, HostileServer& server);
 
 }  // namespace fuzz

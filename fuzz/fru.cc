@@ -8,7 +8,7 @@ namespace fuzz {
 
 void ChangeFru(Input& input, HostileServer& server) {
   const std::uint8_t way = input.Byte();
-  server.ipmi->reports_length_of_errors = (way & 1) != 0;
+  if (server.ipmi) server.ipmi->reports_length_of_errors = (way & 1) != 0;
   auto& parameters = server.station.library->parameters;
   if ((way & 2) != 0) parameters[u"SYS_BD_FRU_ID"] = std::u16string(1, static_cast<char16_t>(u'0' + (way >> 4) % 10));
   if ((way & 4) != 0) parameters[u"SYS_BOARDS_PART_NUMBER"] = u"env=PLANE_PART";

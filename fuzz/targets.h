@@ -21,6 +21,12 @@ void FuzzPci(Input input);
 void FuzzParameters(Input input);
 void FuzzNetwork(Input input);
 void FuzzMixed(Input input);
+void FuzzDiscovery(Input input);
+void FuzzShellBridge(Input input);
+void FuzzOldShell(Input input);
+void FuzzLoadOrder(Input input);
+void FuzzStart(Input input);
+void FuzzBootVariables(Input input);
 void FuzzKcs(Input input);
 void FuzzNewerTables(Input input);
 void FuzzLine(Input input);
@@ -49,6 +55,12 @@ inline constexpr Target kTargets[] = {
     {"newer_tables", FuzzNewerTables, Vocabulary::kTables},
     {"line", FuzzLine, Vocabulary::kParameters},
     {"record", FuzzRecord},
+    {"discovery", FuzzDiscovery, Vocabulary::kParameters},
+    {"shell_bridge", FuzzShellBridge},
+    {"old_shell", FuzzOldShell, Vocabulary::kParameters},
+    {"load_order", FuzzLoadOrder},
+    {"start", FuzzStart, Vocabulary::kParameters},
+    {"boot_variables", FuzzBootVariables},
     {"dump", FuzzDump, Vocabulary::kDumps},
     {"mfgline", FuzzMfgline, Vocabulary::kRecords},
 };

@@ -45,7 +45,8 @@ class Placed {
 
 // The reference server, and the memory that changed tables of it lie in.
 struct HostileServer : ReferenceServer {
-  explicit HostileServer(const ReferenceRun& wanted) : ReferenceServer(wanted) {}
+  explicit HostileServer(const ReferenceRun& wanted, const simulation::NewerFirmware& newer = {})
+      : ReferenceServer(wanted, newer) {}
   std::list<Placed> memory{};
 };
 
@@ -80,10 +81,6 @@ std::size_t KeptBlocks(std::uint32_t test);
 
 // Runs the server's test and judges it.
 void RunAndJudge(ReferenceServer& server);
-
-// The same, by the real test library on a modern shell: what the input holds are
-// words of the command line and a parameter file.
-void RunAndJudgeByLibrary(Input& input, ReferenceServer& server);
 
 // One of the tests on a server with that change, judged.
 void RunChanged(Input& input, std::initializer_list<std::uint32_t> tests, Change change);
