@@ -19,7 +19,7 @@ SEED ?= 1
 export TEST PARAMS LINE KEY CERT
 
 STARTED := $(shell date +%s)
-IMAGE_CHECK := tests/image/check_images.py
+IMAGE_CHECK := tools/check_images.py
 PRODUCT_FOLDERS := module report platform smbios guid net pci ipmi testlib drivers start dump
 CODE := $(wildcard $(PRODUCT_FOLDERS) simulation replay mfgline qemu/bmc qemu/demonstration tests fuzz bench)
 SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
@@ -28,7 +28,7 @@ HOST_ONLY = $(filter simulation/% replay/% mfgline/% qemu/bmc/% tests/% fuzz/% b
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
 .PHONY: help run test efi image tools pictures coverage mutation faults bench fuzz campaign format lint setup clean \
-        check-format check-images check-host check-firmware check-dump check-mfgline
+        check-format check-images check-builds check-host check-firmware check-dump check-mfgline slow
 .NOTPARALLEL:
 
 help: ## this list
@@ -40,6 +40,9 @@ help: ## this list
 	@echo "Both may be stopped and go on where they were; FRESH=1 begins anew"
 	@echo "The whole line run of a server, of one with three faults, and one that writes: make run LINE=1, =faulty, =write"
 	@echo "With Secure Boot on, from a signed stick: make run LINE=1 SECURE=1; your own stick: make image KEY=db.key CERT=db.pem"
+
+slow: setup lint check-builds check-mfgline ## what CI checks beyond `make test`, about 20 minutes
+	@echo "==> All green after $$(($$(date +%s) - $(STARTED))) s"
 
 run: setup-run build-image $(if $(LINE)$(filter 0 34 38 39 41 42 43,$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
 	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE" $(if $(SECURE),--secure)
@@ -69,10 +72,10 @@ coverage: setup-coverage build-coverage ## lines and branches that the host test
 	@gcovr --root . --filter '($(subst $() ,|,$(PRODUCT_FOLDERS)))/' --object-directory build/coverage \
 	  --exclude-throw-branches --exclude-unreachable-branches \
 	  --html-details build/coverage/report/index.html --json build/coverage/report/coverage.json
-	@python3 -B tests/coverage/summary.py build/coverage/report/coverage.json
+	@python3 -B tools/coverage.py build/coverage/report/coverage.json
 
 mutation: setup-coverage build-plain ## which of SAMPLE small faults in the products the host tests notice
-	@python3 -B tests/mutation/mutate.py build/plain --sample $(SAMPLE) --seed $(SEED)
+	@python3 -B tools/mutate.py build/plain --sample $(SAMPLE) --seed $(SEED)
 
 faults: setup-test configure-host ## every call of the platform failing in turn, in every test; about a minute
 	@cmake --build build/host -j $(JOBS) --target fault_tests
@@ -96,9 +99,11 @@ campaign: setup-test configure-campaign ## RUNS=100000 whole runs on machines th
 format: setup-test ## lays out the C++ sources
 	@clang-format -i $(SOURCES)
 
-lint: setup-lint configure-image-clang configure-host-clang ## clang-tidy and cppcheck
+lint: setup-lint configure-image-lint configure-host-clang ## clang-tidy with its analyzer, cppcheck, flake8
+	@echo "==> flake8"
+	@flake8
 	@echo "==> clang-tidy"
-	@printf '%s\n' $(PRODUCTS) | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p build/image-clang
+	@printf '%s\n' $(PRODUCTS) | xargs -P $(JOBS) -n 4 clang-tidy --quiet -p build/image-lint
 	@printf '%s\n' $(HOST_ONLY) | xargs -r -P $(JOBS) -n 4 clang-tidy --quiet -p build/host-clang
 	@echo "==> cppcheck"
 	@cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability --inline-suppr \
@@ -114,10 +119,16 @@ check-format:
 	@echo "==> Format"
 	@clang-format --dry-run -Werror $(SOURCES) || { echo '`make format` lays them out'; exit 1; }
 
-check-images: build-image build-image-clang
+check-images: build-image
 	@echo "==> Images"
 	@python3 -B $(IMAGE_CHECK) build/efi build/image
+
+# By the other compiler, and the same bytes from another folder.
+check-builds: build-image build-image-clang
+	@echo "==> Images by clang"
 	@python3 -B $(IMAGE_CHECK) build/efi-clang build/image-clang
+	@echo "==> Images, once more from another folder"
+	@JOBS=$(JOBS) sh tools/check_reproducible.sh
 
 check-host: build-host
 	@echo "==> Host tests"

@@ -8,14 +8,14 @@ efi='g++ binutils cmake ninja-build make python3 gnu-efi'
 run="$efi mtools qemu-system-x86 ovmf sbsigntool openssl"
 json=nlohmann-json3-dev
 tools="$efi $json libcli11-dev libctemplate-dev libpq-dev libsqlite3-dev"
-host="libgtest-dev libgmock-dev $json python3-jsonschema ipmitool dmidecode pciutils"
+host="libgtest-dev libgmock-dev mold $json python3-jsonschema ipmitool dmidecode pciutils"
 test="$run $host $tools clang clang-format python3-junitparser"
 # A database server and a browser, for what mfgline says to them.
 mfgline="$tools postgresql chromium-headless-shell"
 coverage="$efi $host gcovr"
 bench="$run $host $tools valgrind jq sqlite3"
 # clang-tidy parses every file as clang would build it, the host tests included.
-lint="$efi $host $tools clang clang-tidy cppcheck"
+lint="$efi $host $tools clang clang-tidy cppcheck flake8"
 fuzz="$efi $host clang libclang-rt-dev"
 
 case "${1:-all}" in

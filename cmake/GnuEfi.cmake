@@ -18,7 +18,7 @@ target_compile_definitions(gnu_efi INTERFACE GNU_EFI_USE_MS_ABI)
 # What every product source is compiled with, wherever it runs.
 add_library(product_flags INTERFACE)
 target_link_libraries(product_flags INTERFACE gnu_efi)
-target_include_directories(product_flags INTERFACE ${CMAKE_SOURCE_DIR})
+target_include_directories(product_flags INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/made)
 target_compile_options(product_flags INTERFACE
   -fno-exceptions -fno-rtti -fno-strict-aliasing -fno-threadsafe-statics
   -Wall -Wextra -Wconversion -Wshadow -Werror)

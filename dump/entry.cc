@@ -15,6 +15,8 @@
 #include "platform/protocols/shell.h"
 #include "platform/protocols/shell_interface.h"
 #include "platform/real_time_clock.h"
+#include "platform/say.h"
+#include "platform/station_version.h"
 #include "platform/status_text.h"
 #include "smbios/structures.h"
 #include "testlib/parameter_file.h"
@@ -26,9 +28,10 @@ constinit Dump* the_dump = nullptr;
 namespace {
 
 using platform::Colour;
+using platform::Say;
 using Words = std::span<const char16_t* const>;
 
-constexpr const char16_t* kVersion = u"1.0";
+constexpr const char16_t* kVersion = u"" STATION_VERSION;
 constexpr const char16_t* kParameterFile = u"mfgtest.cfg";
 constexpr const char16_t* kModule = u"mfgtest.efi";
 constexpr std::string_view kVersionMarker = "version_number=";
@@ -59,13 +62,6 @@ constexpr Step kSteps[] = {
     {u"flash block", DumpFlash},
     {u"GUID of the manufacturing interface", DumpStoredGuid},
 };
-
-template <class... Args>
-void Say(Colour colour, Format<Args...> format, const Args&... arguments) {
-  std::array<char16_t, 700> text;
-  FormatText(text, format, arguments...);
-  platform::Write(text.data(), colour);
-}
 
 Words WordsOf(EFI_HANDLE image) {
   ShellParameters* parameters = nullptr;

@@ -58,12 +58,6 @@ std::string FileOf(const std::string& unit) {
   return "units/" + name + hash + ".html";
 }
 
-std::string Fixed(double number) {
-  char text[400];
-  std::snprintf(text, sizeof text, "%.1f", number);
-  return text;
-}
-
 // Bars of 600 by 150 units, and the share that passed as a line above them.
 void AddDays(TemplateDictionary& page, const std::vector<Day>& days) {
   if (days.empty()) return;

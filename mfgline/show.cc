@@ -12,12 +12,6 @@ namespace {
 
 constexpr std::size_t kMostRows = 15;
 
-std::string Fixed(double number) {
-  char text[400];
-  std::snprintf(text, sizeof text, "%.1f", number);
-  return text;
-}
-
 std::string OrNone(const std::string& text) { return text.empty() ? "-" : text; }
 
 void ShowCauses(const std::string& title, const std::vector<Cause>& causes) {

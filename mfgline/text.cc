@@ -156,6 +156,12 @@ std::string Until(const std::string& text) {
   return FormatTime(whole_day ? time + chrono::days(1) : time);
 }
 
+std::string Fixed(double number) {
+  char text[400];
+  std::snprintf(text, sizeof text, "%.1f", number);
+  return text;
+}
+
 std::string Grouped(long number) {
   std::string text = std::to_string(number);
   for (auto place = static_cast<std::ptrdiff_t>(text.size()) - 3; place > 0; place -= 3)

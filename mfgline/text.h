@@ -32,6 +32,8 @@ std::string Since(const std::string& text);
 std::string Until(const std::string& text);
 
 std::string Grouped(long number);
+// With one decimal.
+std::string Fixed(double number);
 // Rounded down: 100.00 % is all of them.
 std::string Percent(long part, long whole);
 

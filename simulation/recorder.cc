@@ -154,69 +154,16 @@ TestLibrary MakeTable() {
   return table;
 }
 
-// What stands in an operation's transcript line, in this order.
-struct LineShape {
-  const char16_t* name;
-  bool key = false;
-  bool number = false;
-  bool flags = false;
-  bool status = false;
-  const char16_t* arrow = u"";
-  bool text = false;
-};
-
-const LineShape& Shape(Operation operation) {
-  static constexpr LineShape kShapes[] = {
-      {.name = u"Initialize", .status = true},
-      {.name = u"Delay", .number = true},
-      {.name = u"GetParamNumber", .key = true, .status = true},
-      {.name = u"GetParamString", .key = true, .number = true, .status = true, .text = true},
-      {.name = u"SetResultNumber", .key = true, .number = true},
-      {.name = u"SetResultString", .key = true, .text = true},
-      {.name = u"RemoveSubtest", .number = true},
-      {.name = u"EndTest"},
-      {.name = u"LogMessage", .text = true},
-      {.name = u"ReportError", .number = true, .text = true},
-      {.name = u"DisplayPrint", .text = true},
-      {.name = u"Prompt", .text = true},
-      {.name = u"DebugPrint", .number = true, .text = true},
-      {.name = u"ReadInput", .number = true, .flags = true, .arrow = u" ->", .text = true},
-  };
-  return kShapes[static_cast<std::size_t>(operation)];
-}
-
-void AppendNumber(testlib::TranscriptLine& line, std::uint64_t number) {
-  testlib::AppendPlain(line, u" ");
-  testlib::AppendDecimal(line, number);
-}
-
-void AppendText(testlib::TranscriptLine& line, const std::u16string& text) {
-  testlib::AppendPlain(line, u" ");
-  testlib::AppendQuoted(line, text.c_str());
-}
-
 }  // namespace
 
 std::string TranscriptText(const Call& call) {
-  const LineShape& shape = Shape(call.operation);
   testlib::TranscriptLine line;
-  testlib::AppendPlain(line, shape.name);
-  if (shape.key) AppendText(line, call.key);
-  if (shape.number) AppendNumber(line, call.number);
-  if (shape.flags) AppendNumber(line, call.flags);
-  testlib::AppendPlain(line, shape.status ? u" ->" : shape.arrow);
-  if (shape.status) AppendNumber(line, call.status);
-  // What an operation gave shows only where it succeeded.
-  if (call.status != kTestLibrarySuccess) return Readable(line.text.data());
-  if (shape.text) AppendText(line, call.text);
-  if (call.operation == Operation::kGetParamNumber) {
-    testlib::AppendPlain(line, u" ");
-    testlib::AppendHexadecimal(line, call.number);
-  }
-  if (call.operation == Operation::kInitialize) {
-    testlib::AppendPlain(line, u" test");
-    AppendNumber(line, call.number);
-  }
+  testlib::WriteLine(line, {.operation = call.operation,
+                            .number = call.number,
+                            .flags = call.flags,
+                            .status = call.status,
+                            .key = call.key.c_str(),
+                            .text = call.text.c_str()});
   return Readable(line.text.data());
 }
 

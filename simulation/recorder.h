@@ -9,25 +9,11 @@
 
 #include "platform/protocols/test_library.h"
 #include "simulation/machine.h"
+#include "testlib/transcript.h"
 
 namespace simulation {
 
-enum class Operation {
-  kInitialize,
-  kDelay,
-  kGetParamNumber,
-  kGetParamString,
-  kSetResultNumber,
-  kSetResultString,
-  kRemoveSubtest,
-  kEndTest,
-  kLogMessage,
-  kReportError,
-  kDisplayPrint,
-  kPrompt,
-  kDebugPrint,
-  kReadInput,
-};
+using testlib::Operation;
 
 // One call of the library.
 struct Call {

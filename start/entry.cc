@@ -10,8 +10,10 @@
 #include "platform/protocols/shell.h"
 #include "platform/protocols/shell_interface.h"
 #include "platform/reset.h"
+#include "platform/say.h"
 #include "platform/screens.h"
 #include "platform/shell.h"
+#include "platform/station_version.h"
 #include "platform/status_text.h"
 #include "platform/watchdog.h"
 #include "start/hang_guard.h"
@@ -21,8 +23,9 @@ namespace start {
 namespace {
 
 using platform::Colour;
+using platform::Say;
 
-constexpr const char16_t* kVersion = u"1.0";
+constexpr const char16_t* kVersion = u"" STATION_VERSION;
 constexpr const char16_t* kModule = u"mfgtest.efi";
 constexpr const char16_t* kDump = u"dump.efi";
 constexpr const char16_t* kVerdictVariable = u"MfgLineVerdict";
@@ -62,13 +65,6 @@ struct Session {
 };
 
 constinit Session session{};
-
-template <class... Args>
-void Say(Colour colour, Format<Args...> format, const Args&... arguments) {
-  std::array<char16_t, 512> text;
-  FormatText(text, format, arguments...);
-  platform::Write(text.data(), colour);
-}
 
 void TakeWords() {
   ShellParameters* parameters = nullptr;

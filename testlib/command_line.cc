@@ -90,6 +90,11 @@ bool AskForTranscript(CommandLine& command_line, const char16_t*, ErrorText&) {
   return true;
 }
 
+bool AskForDebugger(CommandLine& command_line, const char16_t*, ErrorText&) {
+  command_line.gdb = true;
+  return true;
+}
+
 struct Option {
   char16_t letter;  // 0 for none
   std::u16string_view name;
@@ -104,7 +109,7 @@ constexpr Option kOptions[] = {
     {u'n', u"show", false, AskForParameters}, {u'l', u"list", false, AskForList},
     {u'r', u"record", true, SetRecord},       {0, u"summary", false, AskForSummary},
     {0, u"trace", false, AskForTranscript},   {u'h', u"help", false, AskForHelp},
-    {0, u"connect", false, AskForConnection},
+    {0, u"connect", false, AskForConnection}, {0, u"gdb", false, AskForDebugger},
 };
 
 // An option as it was written: --name, --name=value, -l or -lvalue.
@@ -235,6 +240,7 @@ constinit const char16_t* const kHelpText =
     u"      --connect             start every driver on every device, as the shell's\n"
     u"                            connect -r does; needed after a fast boot\n"
     u"      --trace               show every step as a line for a machine\n"
+    u"      --gdb                 tell a debugger where the module is, and wait a minute\n"
     u"  -h, --help                this text\n"
     u"The file mfgtest.cfg beside the module is read first when it is there. The\n"
     u"command line wins over files. Numbers are decimal, or hexadecimal after 0x.\n"

@@ -23,6 +23,7 @@ struct CommandLine {
   Action action;
   bool has_test;
   bool trace;
+  bool gdb;  // tells a debugger where the module is
   std::uint32_t test;
   std::uint32_t debug_mask;
   bool has_delay_scale;

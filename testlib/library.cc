@@ -18,24 +18,17 @@ namespace {
 
 TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
   const TestLibraryStatus status = StartRun(*descriptor);
-  TranscriptLine& line = BeginTrace(u"Initialize -> ");
-  AppendDecimal(line, status);
-  if (status == kTestLibrarySuccess) {
-    AppendPlain(line, u" test ");
-    AppendDecimal(line, descriptor->SelectedTest);
-  }
-  EndTrace();
+  Trace({.operation = Operation::kInitialize, .number = descriptor->SelectedTest, .status = status});
   return status;
 }
 
 void EFIAPI EndTest() {
-  BeginTrace(u"EndTest");
-  EndTrace();
+  Trace({.operation = Operation::kEndTest});
   FinishRun();
 }
 
 void EFIAPI Delay(std::uint32_t milliseconds) {
-  TraceNumber(u"Delay ", milliseconds);
+  Trace({.operation = Operation::kDelay, .number = milliseconds});
   NoteLineWait(milliseconds);
   state->run.waited += milliseconds;
   // 1000 microseconds a millisecond, 100 percent of them.
@@ -60,34 +53,15 @@ TestLibraryStatus ReadNumber(const char16_t* name, std::uint32_t* value) {
 
 TestLibraryStatus EFIAPI GetParamNumber(const char16_t* name, std::uint32_t* value) {
   const TestLibraryStatus status = ReadNumber(name, value);
-  if (!Tracing()) return status;
-  TranscriptLine& line = BeginTrace(u"GetParamNumber ");
-  AppendQuoted(line, name);
-  AppendPlain(line, u" -> ");
-  AppendDecimal(line, status);
-  if (status == kTestLibrarySuccess) {
-    AppendPlain(line, u" ");
-    AppendHexadecimal(line, *value);
-  }
-  EndTrace();
+  const std::uint32_t given = status == kTestLibrarySuccess ? *value : 0;
+  Trace({.operation = Operation::kGetParamNumber, .number = given, .status = status, .key = name});
   return status;
 }
 
 TestLibraryStatus EFIAPI GetParamString(const char16_t* name, char16_t* value, UINTN maximum) {
   const Parameter* const parameter = FindAnswered(name);
   const TestLibraryStatus status = parameter == nullptr ? kNotFound : CopyValue(*parameter, value, maximum);
-  if (!Tracing()) return status;
-  TranscriptLine& line = BeginTrace(u"GetParamString ");
-  AppendQuoted(line, name);
-  AppendPlain(line, u" ");
-  AppendDecimal(line, maximum);
-  AppendPlain(line, u" -> ");
-  AppendDecimal(line, status);
-  if (status == kTestLibrarySuccess) {
-    AppendPlain(line, u" ");
-    AppendQuoted(line, value);
-  }
-  EndTrace();
+  Trace({.operation = Operation::kGetParamString, .number = maximum, .status = status, .key = name, .text = value});
   return status;
 }
 
@@ -100,31 +74,19 @@ void Keep(const char16_t* key, const char16_t* value) {
 void EFIAPI SetResultNumber(const char16_t* key, UINTN value) {
   std::array<char16_t, 24> text;
   FormatText(text, "%lu", value);
-  if (Tracing()) {
-    TranscriptLine& line = BeginTrace(u"SetResultNumber ");
-    AppendQuoted(line, key);
-    AppendPlain(line, u" ");
-    AppendDecimal(line, value);
-    EndTrace();
-  }
+  Trace({.operation = Operation::kSetResultNumber, .number = value, .key = key});
   RecordResult(key, value);
   Keep(key, text.data());
 }
 
 void EFIAPI SetResultString(const char16_t* key, const char16_t* value) {
-  if (Tracing()) {
-    TranscriptLine& line = BeginTrace(u"SetResultString ");
-    AppendQuoted(line, key);
-    AppendPlain(line, u" ");
-    AppendQuoted(line, value);
-    EndTrace();
-  }
+  Trace({.operation = Operation::kSetResultString, .key = key, .text = value});
   RecordResult(key, value);
   Keep(key, value);
 }
 
 void EFIAPI RemoveSubtest(UINTN subtest) {
-  TraceNumber(u"RemoveSubtest ", subtest);
+  Trace({.operation = Operation::kRemoveSubtest, .number = subtest});
   if (!RemoveTest(state->removed, subtest, state->run.test, state->message.data())) {
     Note("There is no test %lu to remove.\n", subtest);
   }
@@ -135,7 +97,7 @@ void EFIAPI LogMessage(const char16_t* format, ...) {
   __builtin_ms_va_start(arguments, format);
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
-  TraceText(u"LogMessage ", state->message.data());
+  Trace({.operation = Operation::kLogMessage, .text = state->message.data()});
   Show(state->message.data());
 }
 
@@ -144,7 +106,7 @@ void EFIAPI DisplayPrint(const char16_t* format, ...) {
   __builtin_ms_va_start(arguments, format);
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
-  TraceText(u"DisplayPrint ", state->message.data());
+  Trace({.operation = Operation::kDisplayPrint, .text = state->message.data()});
   Show(state->message.data());
 }
 
@@ -163,7 +125,7 @@ void EFIAPI DebugPrint(UINTN mask, const char16_t* format, ...) {
   __builtin_ms_va_start(arguments, format);
   FormatVariadic(state->message, format, arguments);
   __builtin_ms_va_end(arguments);
-  TraceNumberAndText(u"DebugPrint ", mask, state->message.data());
+  Trace({.operation = Operation::kDebugPrint, .number = mask, .text = state->message.data()});
   if (!is_shown) return;
   RecordDebugMessage(state->message.data());
   Show(state->message.data(), Colour::kQuiet);
@@ -175,7 +137,7 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
   FormatVariadic(state->message, format, arguments);
   RecordFailure(code, format, arguments, state->message.data());
   __builtin_ms_va_end(arguments);
-  TraceNumberAndText(u"ReportError ", code, state->message.data());
+  Trace({.operation = Operation::kReportError, .number = code, .text = state->message.data()});
   const ErrorRow* const row = FindError(code, format);
   ++state->run.errors;
   KeepReason(state->run, state->message.data(), row == nullptr ? nullptr : row->advice);
@@ -188,20 +150,14 @@ void EFIAPI ReportError(UINTN code, const char16_t* format, ...) {
 }
 
 void EFIAPI Prompt(const char16_t* text) {
-  TraceText(u"Prompt ", text);
+  Trace({.operation = Operation::kPrompt, .text = text});
   Show(text, Colour::kNotice);
 }
 
 void EFIAPI ReadInput(char16_t* answer, UINTN maximum, UINTN flags) {
   if (answer == nullptr || maximum == 0) return;
   ReadLine({answer, maximum});
-  TranscriptLine& line = BeginTrace(u"ReadInput ");
-  AppendDecimal(line, maximum);
-  AppendPlain(line, u" ");
-  AppendDecimal(line, flags);
-  AppendPlain(line, u" -> ");
-  AppendQuoted(line, answer);
-  EndTrace();
+  Trace({.operation = Operation::kReadInput, .number = maximum, .flags = flags, .text = answer});
 }
 
 TestLibraryStatus EFIAPI Unsupported() { return kUnsupported; }

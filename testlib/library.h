@@ -2,11 +2,12 @@
 // The operations of the test library.
 #pragma once
 
+#include "platform/station_version.h"
 #include "testlib/state.h"
 
 namespace testlib {
 
-inline constexpr const char16_t* kLibraryVersion = u"1.0";
+inline constexpr const char16_t* kLibraryVersion = u"" STATION_VERSION;
 
 // Fills the table of operations.
 void FillTable(TestLibrary& table);

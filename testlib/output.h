@@ -2,21 +2,13 @@
 // How the library speaks to the operator.
 #pragma once
 
-#include "platform/console.h"
-#include "platform/format.h"
+#include "platform/say.h"
 #include "testlib/parameters.h"
 
 namespace testlib {
 
 using platform::Colour;
-
-// Formats a text of at most 1023 characters and writes it.
-template <class... Args>
-void Say(Colour colour, Format<Args...> format, const Args&... arguments) {
-  std::array<char16_t, 1024> text;
-  FormatText(text, format, arguments...);
-  platform::Write(text.data(), colour);
-}
+using platform::Say;
 
 // Whether this run shows its operations as transcript lines. The operator's
 // output is left out then, but for errors of the command line and the verdict.

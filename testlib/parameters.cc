@@ -21,11 +21,6 @@ unsigned DigitValue(char16_t c) {
   return 16;
 }
 
-template <std::size_t kSize>
-void Assign(std::array<char16_t, kSize>& to, std::u16string_view text) {
-  *std::ranges::copy(text, to.begin()).out = 0;
-}
-
 bool CheckTexts(std::u16string_view name, std::u16string_view value, ErrorText& error) {
   if (name.empty() || !std::ranges::all_of(name, IsNameCharacter)) {
     FormatText(error, "a parameter's name has letters, digits and underscores only");

@@ -15,11 +15,6 @@ std::u16string_view Fitting(const std::array<char16_t, kSize>&, std::u16string_v
   return PartBefore(text, kSize - 1);
 }
 
-template <std::size_t kSize>
-void Assign(std::array<char16_t, kSize>& to, std::u16string_view text) {
-  *std::ranges::copy(Fitting(to, text), to.begin()).out = 0;
-}
-
 // Line ends and other white space come down to single blanks; what does not fit
 // is left out.
 void CopyOnOneLine(std::span<char16_t> to, std::u16string_view message) {

@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/image.h"
 #include "platform/shell.h"
 #include "platform/status_text.h"
 #include "testlib/flash_guard.h"
@@ -226,6 +227,20 @@ TestLibraryStatus LeaveOut(const RemovedTests::Removal& removal, bool required) 
   return kDoesNotApply;
 }
 
+constexpr unsigned kDebuggerSeconds = 60;
+
+// An image lies wherever the firmware has put it, and the debugger cannot ask.
+void AwaitDebugger(EFI_HANDLE module) {
+  const EFI_LOADED_IMAGE* const image = platform::LoadedImage(module);
+  if (image == nullptr) return;
+  Say(Colour::kNotice, "In gdb: add-symbol-file build/image/mfgtest.so -o 0x%lx\nA key starts the test, or a minute.\n",
+      reinterpret_cast<std::uint64_t>(image->ImageBase));
+  char16_t key = 0;
+  for (unsigned waited = 0; waited < kDebuggerSeconds * 10 && !platform::PollKey(&key); ++waited) {
+    platform::Wait(100'000);
+  }
+}
+
 TestLibraryStatus Begin(TestDescriptor& descriptor) {
   Run& run = state->run;
   const bool required = IsRequired(run.test);
@@ -244,6 +259,7 @@ TestLibraryStatus Begin(TestDescriptor& descriptor) {
   if (state->command_line.delay_scale != kWholePercent) {
     Note("Waits are cut to %u percent: for simulated machines only.\n", state->command_line.delay_scale);
   }
+  if (state->command_line.gdb) AwaitDebugger(state->module);
   return kTestLibrarySuccess;
 }
 
@@ -271,7 +287,6 @@ TestLibraryStatus Prepare(TestDescriptor& descriptor, EFI_STATUS verdict_removed
   if (runs_test) return PrepareTest(descriptor, verdict_removed);
   if (command_line.action == Action::kConnect) return ConnectControllers();
   if (command_line.action == Action::kShowParameters && !LoadParameters()) return kCommandLineRefused;
-  if (command_line.action == Action::kConnect) return ConnectControllers();
   return ShowInstead(command_line.action);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <string_view>
 
@@ -16,6 +17,12 @@ constexpr std::u16string_view PartBefore(std::u16string_view text, std::size_t e
 constexpr std::u16string_view PartFrom(std::u16string_view text, std::size_t start) {
   start = std::min(start, text.size());
   return {text.data() + start, text.size() - start};
+}
+
+// Copies what of the text fits with a terminator behind it.
+template <std::size_t kSize>
+void Assign(std::array<char16_t, kSize>& to, std::u16string_view text) {
+  *std::ranges::copy(PartBefore(text, kSize - 1), to.begin()).out = 0;
 }
 
 // Whether a terminated text is this one. Ends at the first difference, where

@@ -8,10 +8,9 @@
 #include "drivers/ipmi_kcs/placement.h"
 #include "drivers/ipmi_kcs/transport.h"
 #include "platform/bridges.h"
-#include "platform/console.h"
-#include "platform/format.h"
 #include "platform/handles.h"
 #include "platform/image.h"
+#include "platform/say.h"
 #include "platform/shell.h"
 #include "platform/status_text.h"
 
@@ -19,6 +18,7 @@ namespace ipmi_kcs {
 namespace {
 
 using platform::Colour;
+using platform::Say;
 
 // A shell's load command knows file names only.
 constexpr const char16_t* kOptionsVariable = u"IpmiKcsOptions";
@@ -38,13 +38,6 @@ constinit std::array<char16_t, 96> record{};
 
 // Where the controller is, as the end of a sentence.
 using PlaceText = std::array<char16_t, 64>;
-
-template <class... Args>
-void Say(Colour colour, Format<Args...> format, const Args&... arguments) {
-  std::array<char16_t, 512> text;
-  FormatText(text, format, arguments...);
-  platform::Write(text.data(), colour);
-}
 
 // Load options are text up to a terminator or the end. Some shells put the
 // driver's file name in front; no option has a dot.

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "drivers/smbios_entry/say.h"
 #include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
 #include "platform/memory.h"
+#include "platform/say.h"
 
 namespace smbios_entry {
 namespace {
@@ -16,6 +16,7 @@ namespace {
 using platform::Colour;
 using platform::NumberAt;
 using platform::PutNumber;
+using platform::Say;
 using Table = std::span<const std::uint8_t>;
 
 constexpr EFI_GUID kAcpi10Guid = {0xEB9D2D30, 0x2D88, 0x11D3, {0x9A, 0x16, 0x00, 0x90, 0x27, 0x3F, 0xC1, 0x4D}};

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // Start and end of the driver: it stays resident when it bridges something.
 #include "drivers/smbios_entry/acpi.h"
-#include "drivers/smbios_entry/say.h"
 #include "drivers/smbios_entry/smbios.h"
 #include "platform/image.h"
+#include "platform/say.h"
 
 namespace smbios_entry {
 namespace {
@@ -25,7 +25,8 @@ EFI_STATUS Start(EFI_HANDLE image) {
   const EFI_STATUS smbios = OfferSmbios(smbios_offer);
   const EFI_STATUS acpi = OfferAcpi(acpi_offer);
   if (smbios == EFI_ALREADY_STARTED && acpi == EFI_ALREADY_STARTED) {
-    Say(platform::Colour::kNormal, "smbios_entry has nothing to do here: the tests read the firmware's own tables.\n");
+    platform::Say(platform::Colour::kNormal,
+                  "smbios_entry has nothing to do here: the tests read the firmware's own tables.\n");
   }
   if (EFI_ERROR(smbios) && EFI_ERROR(acpi)) return smbios == EFI_ALREADY_STARTED ? acpi : smbios;
   if (EFI_LOADED_IMAGE* const loaded = platform::LoadedImage(image); loaded != nullptr) loaded->Unload = Unload;

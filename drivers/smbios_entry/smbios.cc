@@ -6,9 +6,9 @@
 #include <cstring>
 #include <iterator>
 
-#include "drivers/smbios_entry/say.h"
 #include "platform/byte_fields.h"
 #include "platform/configuration_tables.h"
+#include "platform/say.h"
 #include "platform/smbios_table.h"
 
 namespace smbios_entry {
@@ -16,6 +16,7 @@ namespace {
 
 using platform::Colour;
 using platform::PutNumber;
+using platform::Say;
 using platform::SmbiosEntryPoint;
 using platform::SmbiosStructure;
 using Table = std::span<const std::uint8_t>;

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: BSD-2-Clause-Patent
 """Lines and branches per product folder, from gcovr's JSON; what is not reached, by its place.
 
-    summary.py COVERAGE.json
+    coverage.py COVERAGE.json
 """
 import collections
 import json

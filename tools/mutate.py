@@ -24,7 +24,7 @@ import subprocess
 import sys
 import tempfile
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+ROOT = pathlib.Path(__file__).resolve().parents[1]
 RESULTS = ROOT / "build/mutation/results.json"
 FOLDERS = ["module", "report", "platform", "smbios", "guid", "net", "pci", "ipmi", "testlib", "drivers"]
 PROGRAMS = ["testlib_tests", "driver_tests", "guid_tests", "ipmi_tests", "module_tests",
