@@ -30,7 +30,6 @@ std::string Mismatch(const std::string& parameter, const std::string& expected, 
 }
 
 const std::string kMissing = R"(ReportError 1 "\nFailed to get param:)";
-const std::string kNoNumber = R"(ReportError 1 "Failed to get param: )";
 constexpr char kReadFailed[] = R"(ReportError 23 "IPMI command - Get FRU Data Area Info failed.\r\n")";
 constexpr char kFieldFailed[] = R"(ReportError 48 "IPMI read FRU error.\n")";
 
@@ -40,8 +39,6 @@ TEST(BoardStrings, AreComparedEachInItsOwnWay) {
     Lines errors;
   } cases[] = {
       {kMainBoard, {}},
-      {With({{u"SYS_BD_FRU_ID", nullptr}}), {kNoNumber + R"(SYS_BD_FRU_ID\r\n")"}},
-      {With({{u"HSBP", nullptr}}), {kNoNumber + R"(HSBP\r\n")"}},
       // The manufacturer is compared as it stands.
       {With({{u"SYS_BOARDS_MANUFACTURER_NAME", u"EXAMPLE BOARDS"}}),
        {Mismatch("SYS_BOARDS_MANUFACTURER_NAME", "EXAMPLE BOARDS", "Example Boards")}},
@@ -101,20 +98,6 @@ TEST(BoardStrings, AreShownUnderTheDevicesName) {
     const char16_t* device;
     Lines shown;
   } cases[] = {
-      {"",
-       u"0",
-       {R"(DisplayPrint "Baseboard Manufacturer Name: Example Boards\n")",
-        R"(DisplayPrint "Baseboard Product Name: Main Board\n")",
-        R"(DebugPrint 1 "Baseboard Serial Number: BSN-0000002\n")",
-        R"(DisplayPrint "Baseboard Serial Number: BSN-0000002\n")",
-        R"(DisplayPrint "Baseboard Part Number: MB-0007-C\n")"}},
-      {"",
-       u"2",
-       {R"(DisplayPrint "Power supply 1 Manufacturer Name: Example Power\n")",
-        R"(DisplayPrint "Power supply 1 Product Name: Supply 750 W\n")",
-        R"(DisplayPrint "Power supply 1 Part Number: PS-0750\n")",
-        R"(DebugPrint 1 "Power supply 1 Version Number: A07\n\n")",
-        R"(DisplayPrint "Power supply 1 Serial Number: PSN-0002\n\n")"}},
       {"[script]\n30 93 answer 00 0B",
        u"2",
        {R"(DisplayPrint "Memory riser board A1 Manufacturer Name: Example Power\n")",
@@ -217,17 +200,6 @@ TEST(BoardStrings, AProbePublishesThem) {
                      R"(LogMessage "Baseboard Serial Number: BSN-0000002\n")",
                      R"(LogMessage "Baseboard Part Number: MB-0007-C)"s + c.part_number_end}));
   }
-}
-
-TEST(BoardStrings, WithoutATransportThereIsOneReport) {
-  simulation::Station station;
-  EXPECT_EQ(Errors(station.Run(39)),
-            Lines{R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")"});
-  station.Bind();
-  station.library->calls.clear();
-  EXPECT_FALSE(mfgtest::VerifyFruBoardStrings(mfgtest::Mode::kProbe));
-  EXPECT_EQ(Errors(station.Transcript()), Lines{});
-  EXPECT_EQ(LastErrorText(), "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
 }
 
 }  // namespace

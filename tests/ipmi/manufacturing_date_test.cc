@@ -11,7 +11,6 @@ using std::chrono::year_month_day;
 using std::chrono::year_month_day_last;
 using namespace std::chrono_literals;
 
-constexpr char kNoIpmi[] = R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")";
 constexpr char kReadFailed[] = R"(ReportError 23 "IPMI command - Get FRU Data Area Info failed.\r\n")";
 
 // Until 2100, whose 29th of February exists only by the rule of four years.
@@ -89,16 +88,8 @@ Parameters BoardParameters(const char16_t* device, const char16_t* route) {
 
 TEST(ManufacturingDate, TheBoardIsChosenByParameters) {
   const Parameters kFrontPanel = BoardParameters(u"4", u"0");
-  const auto without = [&](const char16_t* name) {
-    Parameters parameters = kFrontPanel;
-    parameters.erase(name);
-    return parameters;
-  };
   Parameters far = kFrontPanel;
   far[u"BOARD_AREA_OFFSET"] = u"0x203";
-  const auto missing = [](const char* name) {
-    return Lines{std::string(R"(ReportError 1 "\r\nFailed to get param: )") + name + R"(\r\n")"};
-  };
   const std::string judged = R"(ReportError 25 "\r\nMfg Date & Time )";
   const std::string unprogrammed = judged + R"(is not programmed. Received: 0x0\r\n")";
   const Lines kReads = {"04 03 00 01", "04 03 00 01", "04 0B 00 03"};
@@ -120,9 +111,6 @@ TEST(ManufacturingDate, TheBoardIsChosenByParameters) {
        far,
        {},
        {"04 03 02 01", "04 03 02 01", "04 0B 00 03"}},
-      {"", without(u"SYS_BD_MFG_DATE"), missing("SYS_BD_MFG_DATE"), {}},
-      {"", without(u"SYS_BD_FRU_ID"), missing("SYS_BD_FRU_ID"), {}},
-      {"", without(u"HSBP"), missing("HSBP"), {}},
       {"[fru 4]\nboard date = 2009-05-31",
        kFrontPanel,
        {judged + R"(test failed. Expected: > 0x6baa80 Received: 0x6ba4e0.\r\n")"},
@@ -152,14 +140,6 @@ TEST(ManufacturingDate, AFailedReadLeavesTheBytesOfTheReadBefore) {
                    R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0x6bf940 Received: 0x5.\r\n")"}));
 }
 
-TEST(ManufacturingDate, WithoutATransportOrADateThereIsOneReport) {
-  EXPECT_EQ(Errors(Server().Run(34)), Lines{R"(ReportError 1 "\r\nFailed to get param: MFG_DATE\r\n")"});
-  for (const std::uint32_t test : {34, 38}) {
-    simulation::Station station;
-    EXPECT_EQ(Errors(station.Run(test)), Lines{kNoIpmi});
-  }
-}
-
 TEST(ManufacturingDate, AProbeOnlyAsksWhetherTheFruAnswers) {
   const struct {
     const char* machine;
@@ -181,16 +161,6 @@ TEST(ManufacturingDate, AProbeOnlyAsksWhetherTheFruAnswers) {
     EXPECT_EQ(Errors(server.station.Transcript()), Lines{});
     EXPECT_EQ(server.Requests().size(), c.requests);
     EXPECT_EQ(LastErrorText(), c.reason);
-  }
-}
-
-TEST(ManufacturingDate, AProbeWithoutATransportReportsNothing) {
-  for (const auto verify : {mfgtest::VerifyMfgDate, mfgtest::VerifySysBoardMfgDate}) {
-    simulation::Station station;
-    station.Bind();
-    EXPECT_FALSE(verify(mfgtest::Mode::kProbe));
-    EXPECT_EQ(Errors(station.Transcript()), Lines{});
-    EXPECT_EQ(LastErrorText(), "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
   }
 }
 

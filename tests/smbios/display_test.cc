@@ -23,9 +23,6 @@ using simulation::Station;
 using Bytes = std::vector<std::uint8_t>;
 using Strings = std::vector<std::string>;
 
-const char* const kNoEntryPoint =
-    R"(ReportError 2 "\nFailed to get SMBIOS Table Entry Point.\nUnable to find SMBIOS table entry point.\n")";
-
 TEST(Display, ShowsEveryFieldOfTheEntryPoint) {
   constexpr std::uint8_t kEntry[0x1F] = {'_',  'S',  'M',  '_',  0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9, 0xAA,
                                          1,    2,    3,    4,    5,    '_',  'D',  'M',  'I',  '?',  0xB5,
@@ -49,29 +46,8 @@ struct Display {
   Lines lines;
 };
 
-// String number n is "n".
-Strings Numbers(unsigned count) {
-  Strings numbers;
-  for (unsigned i = 1; i <= count; ++i) numbers.push_back(std::to_string(i));
-  return numbers;
-}
-
 // Structures of the handle 0x1234.
 const Display kDisplays[] = {
-    {"system",
-     21,
-     {12, 11, 10, 9, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF},
-     Numbers(12),
-     {R"(DisplayPrint "\nStructure Header:\nType: 0x1   Len: 0x18   Handle: 0x1234")",
-      R"(DebugPrint 1 "\nNumber of strings found:12")",
-      R"(DisplayPrint "\nManufacturer:12\nProduct Name:11\nSerial Number:9\nVersion:10\nRaw/Flash GUID = 00 11 22 33 44 55 66 77 88 99 aa bb cc dd ee ff \n\nHuman Readable GUID = 33221100-5544-7766-8899-aabbccddeeff\n")"}},
-    {"system without strings, shorter than its UUID",
-     21,
-     {0, 0, 0, 0, 0xFF},
-     {},
-     {R"(DisplayPrint "\nStructure Header:\nType: 0x1   Len: 0x9   Handle: 0x1234")",
-      R"(DebugPrint 1 "\nNumber of strings found:0")",
-      R"(DisplayPrint "\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\nRaw/Flash GUID = ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n\nHuman Readable GUID = 000000ff-0000-0000-0000-000000000000\n")"}},
     {"system of a header only: its strings are no fields",
      21,
      {},
@@ -79,42 +55,12 @@ const Display kDisplays[] = {
      {R"(DisplayPrint "\nStructure Header:\nType: 0x1   Len: 0x4   Handle: 0x1234")",
       R"(DebugPrint 1 "\nNumber of strings found:1")",
       R"(DisplayPrint "\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\nRaw/Flash GUID = 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n\nHuman Readable GUID = 00000000-0000-0000-0000-000000000000\n")"}},
-    {"board, strings beyond the last",
-     23,
-     {24, 25, 1, 255},
-     Numbers(24),
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x2   Len: 0x8   Handle: 0x1234\nNumber of strings found:24")",
-      R"(DisplayPrint "\nManufacturer:24\nProduct Name:\nSerial Number:\nVersion:1\n")"}},
     {"board, bare; a percent sign is shown as it stands",
      23,
      {1, 0, 0, 0},
      {"100%s %n"},
      {R"(DebugPrint 1 "\nStructure Header:\nType: 0x2   Len: 0x8   Handle: 0x1234\nNumber of strings found:1")",
       R"(DisplayPrint "\nManufacturer:100%s %n\nProduct Name:\nSerial Number:\nVersion:\n")"}},
-    {"firmware",
-     24,
-     {3, 2, 0x00, 0xE8, 1},
-     {"04/01/2014", "1.0 caf\xE9", "Makers  "},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x0   Len: 0x9   Handle: 0x1234\nVendor Index:3  Version Index:2  Date Index:1\nNumber of strings found:3")",
-      R"(DisplayPrint "\nVendor:Makers  \nVersion:1.0 caf\u00E9\nRelease Date:04/01/2014\n")"}},
-    {"firmware without strings has no bare form",
-     24,
-     {0, 0, 0, 0, 0},
-     {},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x0   Len: 0x9   Handle: 0x1234\nVendor Index:0  Version Index:0  Date Index:0\nNumber of strings found:0")",
-      R"(DisplayPrint "\nVendor:\nVersion:\nRelease Date:\n")"}},
-    {"chassis, twelve strings",
-     25,
-     {12, 0x97, 11, 2, 1},
-     Numbers(12),
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x3   Len: 0x9   Handle: 0x1234\nNumber of strings found:12")",
-      R"(DisplayPrint "\nManufacturer:12\nType:97\nSerial Number:2\nVersion:11\nAsset Tag Number:1\n")"}},
-    {"chassis, bare",
-     25,
-     {0, 0, 0, 0, 0},
-     {},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x3   Len: 0x9   Handle: 0x1234\nNumber of strings found:0")",
-      R"(DisplayPrint "\nManufacturer:\nType:0\nSerial Number:\nVersion:\nAsset Tag Number:\n")"}},
 };
 
 std::uint8_t StructureType(std::uint32_t test) {
@@ -135,26 +81,6 @@ TEST(Display, ShowsTheFirstStructureOfItsType) {
       EXPECT_EQ(Merged(station.Run(display.test)),
                 Joined({{"Initialize -> 0 test " + std::to_string(display.test)}, display.lines, {"EndTest"}}));
     }
-  }
-}
-
-TEST(Display, AMissingStructureIsReportedAsTheSystemStructure) {
-  for (const std::uint32_t test : {21u, 23u, 24u, 25u}) {
-    Station station;
-    station.smbios.Add(127, 0, {});
-    EXPECT_EQ(station.Run(test),
-              (Lines{"Initialize -> 0 test " + std::to_string(test),
-                     R"(ReportError 3 "\nFailed to get SMBIOS System Structure.\nNo Structure Type )" +
-                         std::to_string(StructureType(test)) + R"(, Index 0, found.\n")",
-                     "EndTest"}));
-  }
-}
-
-TEST(Display, AMissingEntryPointIsAnErrorOfItsOwn) {
-  for (const std::uint32_t test : {20u, 22u}) {
-    Station station;
-    station.smbios_placement.entry = simulation::SmbiosPlacement::Entry::kNowhere;
-    EXPECT_EQ(Errors(station.Run(test)), Lines{kNoEntryPoint});
   }
 }
 

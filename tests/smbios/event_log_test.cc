@@ -60,24 +60,6 @@ Record MakeRecord(std::uint8_t event, std::uint8_t source = 1, std::uint8_t type
 // The log data of MakeRecord(1).
 const char* const kData = "cdab051403000201";
 
-TEST(EventLog, ShowsItsStructureAndRecords) {
-  LogMachine machine;
-  machine.station.smbios = {};
-  machine.station.smbios.Add(15, 0x0F00, LogFields(kLogAddress, 0xAB20, {0x01, 0x00, 0x81, 0x04}));
-  machine.Put(0x20, MakeRecord(0x01));
-  machine.Expect(0, "12");
-  machine.Expect(1, kData);
-  EXPECT_EQ(
-      Merged(machine.station.Run(37)),
-      (Lines{
-          "Initialize -> 0 test 37",
-          R"(DebugPrint 1 "\nStructure Header:\nType: 0xf   \nAccessMethod: 0x3\nAccessMethodAddress: 0xfed10000\nLogDataStartOffset: 0xab20\nEventLogType Supported: 0x1\nEventLogType Supported: 0x81\n\nEventType: 1\nLength: 10\nDate: 26\\11\\21\nTime: 07:59:01\nOEMData: cdab051403000201\n")",
-          R"(GetParamString "Event_Mask_00" 80 -> 0 "12")", R"(DebugPrint 1 "Event_Mask_00: 12\n")",
-          R"(GetParamString "Event_Mask_01" 80 -> 0 "cdab051403000201")",
-          R"(DebugPrint 1 "Event_Mask_01: cdab051403000201\n")", R"(GetParamString "Event_Mask_02" 80 -> 1)",
-          "EndTest"}));
-}
-
 TEST(EventLog, AnEmptyLogPassesAfterOneByte) {
   for (const std::uint16_t start : {0x0000, 0x0010, 0x0810, 0x00FF}) {
     LogMachine machine(kLogAddress, start);
@@ -85,13 +67,6 @@ TEST(EventLog, AnEmptyLogPassesAfterOneByte) {
               Lines{R"(LogMessage "No events log found.\n")"});
     EXPECT_EQ(machine.bridge.memory_reads, std::vector<std::uint64_t>{kLogAddress + (start & 0xFF)});
   }
-}
-
-TEST(EventLog, AMissingStructureIsReportedAsTheSystemStructure) {
-  Station station;
-  station.smbios.Add(127, 0, {});
-  EXPECT_EQ(Errors(station.Run(37)), Lines{R"(ReportError 3 "\nFailed to get SMBIOS System Structure.\n)"
-                                           R"(No Structure Type 15, Index 0, found.\n\n")"});
 }
 
 // What the line reads about a record: three forms.
@@ -286,16 +261,6 @@ TEST(EventLog, DescriptorsBeyondTheLengthAreZero) {
   ASSERT_EQ(descriptors.size(), 255u);
   EXPECT_EQ(descriptors[0], R"(DebugPrint 1 "EventLogType Supported: 0x1\n")");
   EXPECT_EQ(descriptors[1], R"(DebugPrint 1 "EventLogType Supported: 0x0\n")");
-}
-
-TEST(EventLog, AProbeOnlyLooksForTheStructure) {
-  for (const bool present : {true, false}) {
-    Station station;
-    if (present) station.smbios.Add(15, 1, LogFields(kLogAddress, 0));
-    station.Bind();
-    EXPECT_EQ(mfgtest::VerifyEventLog(mfgtest::Mode::kProbe), present);
-    EXPECT_EQ(station.Transcript(), Lines{});
-  }
 }
 
 }  // namespace
