@@ -17,6 +17,7 @@ SEED ?= 1
 export TEST PARAMS LINE KEY CERT
 
 STARTED := $(shell date +%s)
+IPMI_TESTS = $(shell python3 -B qemu/test_table.py ipmi)
 IMAGE_CHECK := tests/image/check_images.py
 PRODUCT_FOLDERS := module report platform smbios guid net pci ipmi testlib drivers start dump
 CODE := $(wildcard $(PRODUCT_FOLDERS) simulation replay mfgline qemu/bmc qemu/demonstration tests fuzz bench)
@@ -38,7 +39,7 @@ help: ## this list
 	@echo "The whole line run of a server, of one with three faults, and one that writes: make run LINE=1, =faulty, =write"
 	@echo "With Secure Boot on, from a signed stick: make run LINE=1 SECURE=1; your own stick: make image KEY=db.key CERT=db.pem"
 
-run: setup-run build-image $(if $(LINE)$(filter 0 34 38 39 41 42 43,$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
+run: setup-run build-image $(if $(LINE)$(filter $(IPMI_TESTS),$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
 	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE" $(if $(SECURE),--secure)
 
 test: setup-test check-format check-images check-host check-firmware ## everything that has to be green
