@@ -17,7 +17,6 @@ namespace {
 
 using simulation::Station;
 using simulation::TextData;
-using simulation::Widen;
 
 constexpr EFI_GUID kMfgVendor = {0xEC87D643, 0xEBA4, 0x4BB5, {0xA1, 0xE5, 0x3F, 0x3E, 0x36, 0xB2, 0x0D, 0xA9}};
 constexpr EFI_GUID kOldShellVendor = {0x47C7B224, 0xC42A, 0x11D2, {0x8E, 0x57, 0x00, 0xA0, 0xC9, 0x69, 0x72, 0x3B}};
@@ -43,27 +42,22 @@ struct Builder : Station {
   simulation::NetworkController network{machine, kServerMac};
 };
 
-constexpr GuidBytes kBuilt = {0xAF, 0xC3, 0x12, 0x80, 0x30, 0xF6, 0x11, 0xE0,
-                              0x80, 0x29, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+constexpr char kBuilt[] = "afc3128030f611e08029001122334455";
 
-void ExpectVariable(const Station& station, const char16_t* name, std::span<const std::uint8_t> data) {
+void ExpectVariable(const Station& station, const char16_t* name, const std::string& data) {
   const simulation::Variable* const variable = station.machine.variables.Find(name, kMfgVendor);
   ASSERT_NE(variable, nullptr);
   EXPECT_EQ(variable->attributes, 7u);
-  EXPECT_EQ(Hexadecimal(variable->data), Hexadecimal(data));
+  EXPECT_EQ(Hexadecimal(variable->data), data);
 }
 
-TEST(WriteMfgSystemUuid, StoresANewGuid) {
-  Builder station;
-  EXPECT_EQ(Errors(station.Run(31)), Lines{});
-  ExpectVariable(station, u"MfgSystemUuid", kBuilt);
-}
-
-TEST(WriteMfgSystemUuid, TakesItsNameInAnyCase) {
-  Builder station;
-  station.library->parameters[u"MARWICK_GUID_NAME"] = u"mfgsystemuuid";
-  EXPECT_EQ(Errors(station.Run(31)), Lines{});
-  ExpectVariable(station, u"mfgsystemuuid", kBuilt);
+TEST(WriteMfgSystemUuid, StoresANewGuidUnderItsNameInAnyCase) {
+  for (const char16_t* const name : {u"MfgSystemUuid", u"mfgsystemuuid"}) {
+    Builder station;
+    station.library->parameters[u"MARWICK_GUID_NAME"] = name;
+    EXPECT_EQ(Errors(station.Run(31)), Lines{});
+    ExpectVariable(station, name, kBuilt);
+  }
 }
 
 // A station whose factory left the text of an EUI-64, and which has a 1394
@@ -82,25 +76,20 @@ struct Factory : Station {
 };
 
 TEST(WriteMfg1394Uuid, TakesWhatTheShellVariableHolds) {
-  const struct {
-    std::u16string text;
-    const char* stored;  // the low half first
-  } cases[] = {
+  // What is stored has the low half first.
+  const std::pair<std::u16string, const char*> cases[] = {
       {u"0011223344556677", "3322110077665544"},
       {u"1", "0000000001000000"},
       {u" 00aaBBccDDeeFF99 rest", "ccbbaa0099ffeedd"},
       {u"0x12", "0000000000000000"},
       {std::u16string(54, u'0') + u"0011223344556677", "3322110077665544"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(simulation::Readable(c.text));
+  for (const auto& [text, stored] : cases) {
+    SCOPED_TRACE(stored);
     Factory station;
-    station.machine.variables.variables[0].data = TextData(c.text);
+    station.machine.variables.variables[0].data = TextData(text);
     EXPECT_EQ(Errors(station.Run(32)), Lines{});
-    const auto* const variable = station.machine.variables.Find(u"Mfg1394Uuid", kMfgVendor);
-    ASSERT_NE(variable, nullptr);
-    EXPECT_EQ(variable->attributes, 7u);
-    EXPECT_EQ(Hexadecimal(variable->data), c.stored);
+    ExpectVariable(station, u"Mfg1394Uuid", stored);
   }
 }
 
@@ -111,52 +100,18 @@ TEST(Verify1394Uuid, OneIdMayBeZero) {
   EXPECT_EQ(Errors(station.Run(33)), Lines{});
 }
 
-using Parameters = std::map<std::u16string, std::u16string>;
-
-struct ProbeCase {
-  bool (*probe)(mfgtest::Mode);
-  Parameters parameters;
-  std::string outcome;  // "applies", or the reason
-  Lines messages{};
-};
-
-Parameters Joined(Parameters parameters, const Parameters& more) {
-  parameters.insert(more.begin(), more.end());
-  return parameters;
-}
-
-const Parameters kDevice = {{u"1394_DEVICE_ID", u"0x1234"}, {u"1394_VENDOR_ID", u"0x8086"}};
-
-const ProbeCase kProbes[] = {
-    {mfgtest::WriteMfgSystemUuid, {{u"MARWICK_GUID_NAME", u"mfgsystemuuid"}}, "applies"},
-    {mfgtest::WriteMfgSystemUuid, {{u"MARWICK_GUID_NAME", u"no"}}, ""},
-    {mfgtest::WriteMfgSystemUuid, {{u"MARWICK_GUID_NAME", u"Mfg1394Uuid"}}, ""},
-    {mfgtest::WriteMfgSystemUuid, {}, "", {Log(R"(\r\nMARWICK_GUID_NAME parameter not found.\r\n)")}},
-    {mfgtest::WriteMfg1394Uuid, {{u"1394_GUID_NAME", u"MFG1394UUID"}}, "applies"},
-    {mfgtest::WriteMfg1394Uuid, {{u"1394_GUID_NAME", u"NO"}}, ""},
-    {mfgtest::WriteMfg1394Uuid, {{u"1394_GUID_NAME", u"YES"}}, ""},
-    {mfgtest::WriteMfg1394Uuid, {}, "", {Log(R"(\r\n1394_GUID_NAME parameter not found.\r\n)")}},
-    {mfgtest::Verify1394Uuid, Joined(kDevice, {{u"1394_GUID_NAME", u"mfg1394uuid"}}), "applies"},
-    {mfgtest::Verify1394Uuid, Joined(kDevice, {{u"1394_GUID_NAME", u"No"}}), "1394_GUID_NAME is NO."},
-    {mfgtest::Verify1394Uuid, kDevice, "Failed to get param: 1394_GUID_NAME."},
-    {mfgtest::Verify1394Uuid, {}, "Failed to get param: 1394_DEVICE_ID."},
-    {mfgtest::Verify1394Uuid, {{u"1394_DEVICE_ID", u"0x1234"}}, "Failed to get param: 1394_VENDOR_ID."},
-    {mfgtest::Verify1394Uuid,
-     {{u"1394_DEVICE_ID", u"0x12"}, {u"1394_VENDOR_ID", u"0x34"}},
-     "Failed to locate PCI device with Vendor ID: 0x0034 and Device ID: 0x0012."},
-};
-
-TEST(Autosense, AsksWhetherAVariableIsTheFactorys) {
-  for (const ProbeCase& c : kProbes) {
-    SCOPED_TRACE(&c - kProbes);
+// No line asks for it.
+TEST(WriteMfg1394Uuid, AProbeAsksWhetherTheVariableIsTheFactorys) {
+  const std::pair<const char16_t*, bool> names[] = {{u"MFG1394UUID", true}, {u"NO", false}, {u"YES", false}};
+  for (const auto& [name, applies] : names) {
     Factory station;
-    station.library->parameters = c.parameters;
+    station.library->parameters[u"1394_GUID_NAME"] = name;
     station.Bind();
-    mfgtest::SetLastError("");
-    const bool applies = c.probe(mfgtest::Mode::kProbe);
-    EXPECT_EQ(applies ? "applies" : simulation::Readable(mfgtest::LastError()), c.outcome);
-    EXPECT_EQ(Only({"LogMessage", "ReportError", "SetResult"}, station.Transcript()), c.messages);
-    EXPECT_EQ(station.machine.variables.Find(u"MfgSystemUuid", kMfgVendor), nullptr);
+    EXPECT_EQ(mfgtest::WriteMfg1394Uuid(mfgtest::Mode::kProbe), applies);
+    EXPECT_EQ(Only({"LogMessage", "ReportError"}, station.Transcript()), Lines{});
+    station.library->parameters.clear();
+    EXPECT_FALSE(mfgtest::WriteMfg1394Uuid(mfgtest::Mode::kProbe));
+    EXPECT_EQ(Only({"LogMessage"}, station.Transcript()), Lines{Log(R"(\r\n1394_GUID_NAME parameter not found.\r\n)")});
   }
 }
 

@@ -111,7 +111,7 @@ const struct {
      Error(
          19,
          R"(\r\nFailed to convert the String to GUID.\r\nInvalid GUID String. Must be XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX.\r\n)")},
-    {And(With(u"SPECIFY_A_GUID", u"NO"), [](auto& s) { s.networks.clear(); }),
+    {With(u"SPECIFY_A_GUID", u"NO") + Change{"", [](auto& s) { s.networks.clear(); }},
      Error(12, R"(\r\nFailed to build GUID.\nFailed to locate SNP protocol.  Status=0xe\r\n)")},
     {Without(u"FlashAddress"), NoParameter("FlashAddress")},
     {Without(u"GuidOffsetInFlash"), NoParameter("GuidOffsetInFlash")},
@@ -120,15 +120,19 @@ const struct {
     {With(u"GuidOffsetInFlash", u"0xFFFFFFFF"),
      Error(1, R"(\r\nGuidOffsetInFlash 0xffffffff is outside of the flash block.\r\n)")},
     {WithoutMemoryFor(0x10010), Error(11, R"(WriteGuid()::malloc(flashCopyBlock) failed\r\n)"), kClosed},
-    {[](auto& s) { s.station.machine.memory.refuses_pages = true; }, FailedCall("SmiEraseBlock() - status = 9"),
+    {{"", [](auto& s) { s.station.machine.memory.refuses_pages = true; }},
+     FailedCall("SmiEraseBlock() - status = 9"),
      kClosed},
-    {[](auto& s) { s.flash.erase_status = 0x8000000000000007; }, FailedCall("SmiEraseBlock() - status = 7"), kClosed,
+    {{"", [](auto& s) { s.flash.erase_status = 0x8000000000000007; }},
+     FailedCall("SmiEraseBlock() - status = 7"),
+     kClosed,
      1},
     // Any bit of the status counts.
-    {[](auto& s) { s.flash.erase_status = 0x100000000; }, FailedCall("SmiEraseBlock() - status = 0"), kClosed, 1},
-    {[](auto& s) { s.flash.write_status = 0xAB; }, FailedCall("SmiWriteBlock() - status = ab"), kClosed, 2},
+    {{"", [](auto& s) { s.flash.erase_status = 0x100000000; }}, FailedCall("SmiEraseBlock() - status = 0"), kClosed, 1},
+    {{"", [](auto& s) { s.flash.write_status = 0xAB; }}, FailedCall("SmiWriteBlock() - status = ab"), kClosed, 2},
     // No service answers.
-    {[](auto& s) { s.station.machine.before_search = nullptr; }, FailedCall("SmiEraseBlock() - status = afafafaf"),
+    {{"", [](auto& s) { s.station.machine.before_search = nullptr; }},
+     FailedCall("SmiEraseBlock() - status = afafafaf"),
      kClosed},
 };
 
@@ -138,7 +142,7 @@ TEST_F(WriteGuid, ReportsEveryFailureOfTheFlash) {
     SCOPED_TRACE(failure.error);
     simulation::ReferenceServer server(run);
     std::vector<std::uint8_t> expected(server.flash.Bytes().begin(), server.flash.Bytes().end());
-    failure.change(server);
+    failure.change.apply(server);
     const Lines lines = server.Run();
     EXPECT_EQ(Errors(lines), Lines{failure.error});
     EXPECT_EQ(Only({R"(DebugPrint 1 "WriteGuid)"}, lines), failure.end);

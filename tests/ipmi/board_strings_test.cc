@@ -90,38 +90,6 @@ TEST(BoardStrings, AreComparedEachInItsOwnWay) {
   }
 }
 
-// The names of both tables, and for a product device the two lines that always
-// take theirs from the standard one.
-TEST(BoardStrings, AreShownUnderTheDevicesName) {
-  const struct {
-    const char* machine;
-    const char16_t* device;
-    Lines shown;
-  } cases[] = {
-      {"[script]\n30 93 answer 00 0B",
-       u"2",
-       {R"(DisplayPrint "Memory riser board A1 Manufacturer Name: Example Power\n")",
-        R"(DisplayPrint "Memory riser board A1 Product Name: Supply 750 W\n")",
-        R"(DisplayPrint "Memory riser board A1 Part Number: PS-0750\n")",
-        R"(DebugPrint 1 "Power supply 1 Version Number: A07\n\n")",
-        R"(DisplayPrint "Power supply 1 Serial Number: PSN-0002\n\n")"}},
-      {"[script]\n30 93 answer 00 0C",
-       u"4",
-       {R"(DisplayPrint "Front panel Manufacturer Name: Example Panels  \n")",
-        R"(DisplayPrint "Front panel Product Name: Front Panel\n")",
-        R"(DebugPrint 1 "Front panel Serial Number: FSN-0004\n")",
-        R"(DisplayPrint "Front panel Serial Number: FSN-0004\n")",
-        R"(DisplayPrint "Front panel Part Number: FP-0004\n")"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.machine);
-    Server server(c.machine);
-    EXPECT_EQ(Only({"DisplayPrint", R"(DebugPrint 1 "Base)", R"(DebugPrint 1 "Power)", R"(DebugPrint 1 "Front)"},
-                   server.Run(39, {{u"SYS_BD_FRU_ID", c.device}, {u"HSBP", u"0"}})),
-              c.shown);
-  }
-}
-
 TEST(BoardStrings, ADeviceBehindTheTablesIsUnknown) {
   using mfgtest::FruDeviceName;
   using mfgtest::FruNames;

@@ -29,13 +29,6 @@ std::vector<std::string> Reads(const Server& server, const std::string& device) 
   return reads;
 }
 
-TEST(BoardRecords, DevicesThatAreNotThereAreSkipped) {
-  simulation::Station station;
-  Lines dots(16, R"(DisplayPrint ".")");
-  dots.push_back(R"(DisplayPrint "\n")");
-  EXPECT_EQ(Only({"DisplayPrint", "SetResult", "ReportError"}, station.Run(kBoards)), dots);
-}
-
 TEST(BoardRecords, AnAreaThatWasNeverProgrammedIsSkipped) {
   for (const char* const byte : {"0", "0xFF", "0x30", "0x2E"}) {
     SCOPED_TRACE(byte);
@@ -115,14 +108,6 @@ TEST(BackplaneRecords, AreJudgedByLengthAndRetried) {
     EXPECT_EQ(Reads(server, "06").size(), c.attempts);
     EXPECT_TRUE(LastErrorText() == c.reason) << LastErrorText();
   }
-}
-
-TEST(BackplaneRecords, WithoutATransportNothingIsReported) {
-  simulation::Station station;
-  const Lines lines = station.Run(kBackplanes);
-  EXPECT_EQ(Errors(lines), Lines{});
-  EXPECT_EQ(Only({R"(DebugPrint 1 " retry)"}, lines).size(), 3u);
-  EXPECT_EQ(LastErrorText(), "IPMI command - Get FRU Data Area Info failed");
 }
 
 }  // namespace

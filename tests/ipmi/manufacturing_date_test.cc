@@ -34,54 +34,6 @@ TEST(ManufacturingDate, MinutesAreThoseOfTheCalendar) {
   EXPECT_EQ(Errors(server.station.Transcript()), Lines(2, R"(ReportError 24 "Invalid Month.\n")"));
 }
 
-TEST(ManufacturingDate, AnExpectedDateIsChecked) {
-  const auto error = [](const std::string& text) {
-    return Lines{R"(ReportError 24 "\r\nInvalid date format. )" + text};
-  };
-  const Lines kYear = error(R"(Year: 1996 < year < 9999\r\n")");
-  const Lines kMonth = error(R"(Month: 1 =< month <= 12\r\n")");
-  const Lines kDay = error(R"(Day: 1 =< day <= 31\r\n")");
-  const Lines kDayOfFebruary = error(R"(Day: 1 =< day <= 28\r\n")");
-  const struct {
-    std::u16string text;
-    Lines errors;
-  } cases[] = {
-      {u"1996/01/01", {}},
-      {u"2009/6/15", {}},
-      {u"2009/06/15/31", {}},  // the third slash belongs to the day
-      {u"2008/02/29", {}},
-      {u"", kYear},
-      {u"1995/12/31", kYear},
-      {u"10000/01/01", kYear},
-      {u"june/01/01", kYear},
-      {u"2009", kMonth},
-      {u"2009/", kMonth},
-      {u"2009/00/01", kMonth},
-      {u"2009/13/01", kMonth},
-      {u"2009//06/15", kMonth},  // what follows a slash is not looked at
-      {u"2009/06", kDay},
-      {u"2009/06/00", kDay},
-      {u"2009/06/32", kDay},
-      {u"2009/02/32", kDayOfFebruary},
-      {u"2009/02/00", kDayOfFebruary},
-      {u"2009/02/29", error(R"(Day cannot > 28 for Month: 2 in Year: 2009\r\n")")},
-      {u"2008/02/30", error(R"(Day cannot > 29 for Month: 2 in Year: 2008\r\n")")},
-      {u"2009/04/31", error(R"(Day cannot > 30 for Month: 4\r\n")")},
-      {u"2009/06/31", error(R"(Day cannot > 30 for Month: 6\r\n")")},
-      {u"2009/09/31", error(R"(Day cannot > 30 for Month: 9\r\n")")},
-      {u"2009/11/31", error(R"(Day cannot > 30 for Month: 11\r\n")")},
-      {u"9999/12/31",
-       {R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0xfaec2e80 Received: 0x6bf940.\r\n")"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(simulation::Readable(c.text));
-    Server server("[fru 0]\nboard date = 2009-06-15\n");
-    EXPECT_EQ(Errors(server.Run(34, {{u"MFG_DATE", c.text}})), c.errors);
-    if (c.errors.empty() || c.errors[0].starts_with("ReportError 25")) continue;
-    EXPECT_EQ(server.controller.log, Lines{}) << "nothing is read for a date that is none";
-  }
-}
-
 Parameters BoardParameters(const char16_t* device, const char16_t* route) {
   return {{u"SYS_BD_MFG_DATE", u"2009/06/01"}, {u"SYS_BD_FRU_ID", device}, {u"HSBP", route}};
 }

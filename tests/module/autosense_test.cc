@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
-// What Autosense decides. What it says on the way stands in
-// tests/simulation/reference-runs.txt.
+// What Autosense decides of an identity, for every way to program it. The rest
+// stands in reference-runs.txt and changed-runs.txt.
 #include <optional>
 
-#include "simulation/reference_server.h"
-#include "simulation/text.h"
+#include "simulation/station.h"
 #include "tests/faults_fail_tests.h"
 #include "tests/transcript_lines.h"
 
 namespace {
 
-using simulation::Readable;
 using simulation::Station;
 using Bytes = std::vector<std::uint8_t>;
 using Strings = std::vector<std::string>;
@@ -205,90 +203,6 @@ TEST(Autosense, APercentSignReadsNoMemory) {
       const bool is_shown = line.find("display.cfg:") != std::string::npos;
       EXPECT_TRUE(line.ends_with(std::string(" \"") + (is_shown ? c.shown : c.text) + "\"")) << line;
     }
-  }
-}
-
-TEST(Autosense, TheLastOemStringIsPublished) {
-  const struct {
-    Bytes fields;
-    Strings strings;
-    std::string published;
-  } cases[] = {{{0}, {"first"}, ""}, {{}, {"first"}, ""}, {{12}, Strings(12, "x"), ""}};
-  for (const auto& c : cases) {
-    Station station;
-    station.smbios.Add(11, 0xB00, c.fields, c.strings);
-    EXPECT_EQ(Only({R"(SetResultString "OEM_BIOS_String")"}, station.Run(0)),
-              Lines{R"(SetResultString "OEM_BIOS_String" ")" + c.published + "\""});
-  }
-}
-
-TEST(Autosense, WaitsForTheBackplanes) {
-  const std::pair<const char16_t*, const char*> delays[] = {
-      {u"7", "Delay 7000"}, {u"0xFFFFFFFF", "Delay 4294966296"}, {u"7x", "Delay 7000"}};
-  for (const auto& [parameter, delay] : delays) {
-    Station station;
-    station.library->parameters[u"HSBP_FRU_DelayTime"] = parameter;
-    EXPECT_EQ(Only({"Delay"}, station.Run(0)), Lines{delay});
-  }
-}
-
-// A server on which everything is found, with its GUID in a variable.
-const simulation::ReferenceRun kComplete = {
-    0, "", {{u"MARWICK_GUID_NAME", u"MfgSystemUuid"}, {u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST"}}};
-
-// Each probe by itself: without this parameter or device its test goes, and
-// no other.
-TEST(Autosense, EachProbeStandsForItself) {
-  const std::pair<const char16_t*, unsigned> parameters[] = {
-      {u"READ_GUID_METHOD", 14}, {u"MARWICK_GUID_NAME", 31}, {u"1394_DEVICE_ID", 33},
-      {u"1394_GUID_NAME", 33},   {u"SYS_BD_FRU_ID", 0},
-  };
-  for (const auto& [missing, test] : parameters) {
-    SCOPED_TRACE(Readable(missing));
-    simulation::ReferenceServer server(kComplete);
-    server.station.library->parameters.erase(missing);
-    const Lines removed = Only({"RemoveSubtest"}, server.Run());
-    Lines expected;
-    for (const unsigned number : {14u, 31u, 28u, 29u, 30u, 33u, 38u, 39u}) {
-      const bool is_other_way = number >= 28 && number <= 30;
-      const bool is_gone = test == 0 ? number >= 38 : number == test;
-      if (is_gone || (is_other_way && test != 31)) expected.push_back(Remove(number));
-    }
-    EXPECT_EQ(removed, expected);
-  }
-}
-
-// The operator is told why a test goes, not what stood in the last-error text
-// before.
-TEST(Autosense, QuotesTheReasonOfAProbe) {
-  const auto guid = [](const std::string& reason) {
-    return Log(R"(Autosense():: Guid not valid, removing subtest 14.\n)" + reason + R"(\n)");
-  };
-  const auto date = [](const char* test, const std::string& reason) {
-    return Log("Autosense():: " + reason + R"(.\nRemoving subtest )" + test + R"(.\r\n)");
-  };
-  const struct {
-    const char16_t* parameter;
-    const char16_t* value;  // null when it is missing
-    std::string said;
-  } cases[] = {
-      {u"VERIFY_MACADDR_AGAINST", nullptr, guid(R"(Failed to get param:VERIFY_MACADDR_AGAINST\r\n)")},
-      {u"VERIFY_MACADDR_AGAINST", u"MACADDR_LIST", guid("The GUID's OUI is none of the 1 in the list.")},
-      {u"VERIFY_MACADDR_AGAINST", u"MACADDR_ONBOARD", guid(R"(\nFailed to locate SNP protocol.  Status=0xe)")},
-      {u"MFG_DATE", nullptr, date("34", "Failed to get param: MFG_DATE")},
-      {u"MFG_DATE", u"2010/02/29", date("34", "Invalid date format. Day cannot > 28 for Month: 2 in Year: 2010")},
-      {u"SYS_BD_MFG_DATE", nullptr, date("38", "Failed to get param: SYS_BD_MFG_DATE")},
-      {u"SYS_BD_FRU_ID", nullptr, date("38", "Failed to get param: SYS_BD_FRU_ID")},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.said);
-    simulation::ReferenceServer server(kComplete);
-    server.networks.clear();
-    auto& parameters = server.station.library->parameters;
-    parameters[u"MACADDR00"] = u"0x123456";
-    parameters.erase(c.parameter);
-    if (c.value != nullptr) parameters[c.parameter] = c.value;
-    EXPECT_EQ(std::ranges::count(server.Run(), c.said), 1);
   }
 }
 

@@ -104,18 +104,6 @@ TEST(Identity, AnIndexBeyondTheFieldsOnlyShows) {
   }
 }
 
-TEST(Identity, TheWholeChassisTypeByteCounts) {
-  const Field field = {10, "Chassis_Type", ""};
-  const auto mismatch = [](const std::string& wanted) {
-    return Lines{Error(15, R"(\nChassis_Type mismatched. \nExp: \")" + wanted + R"(\"\nRec:\"97\"\n)")};
-  };
-  const Lines unreadable = {Error(1, R"(\nFailed to get param:Chassis_Type \n)")};
-  const std::pair<const char*, Lines> cases[] = {
-      {"0x97", {}},          {"151", {}},         {"0x17", mismatch("17")}, {"0x197", mismatch("197")},
-      {nullptr, unreadable}, {"rack", unreadable}};
-  for (const auto& [value, errors] : cases) EXPECT_EQ(ErrorsOf(field, value), errors);
-}
-
 struct Comparison {
   const char* name;
   std::vector<std::uint8_t> fields;
@@ -166,20 +154,6 @@ TEST(Identity, ComparesTheTrimmedStringExactly) {
   }
 }
 
-TEST(Identity, FieldsWithoutAStringAreShownBare) {
-  Station station;
-  station.smbios.Add(1, 1, {0, 2}, {"A"}).Add(2, 2, {0, 0, 0, 0}).Add(3, 3, {0, 1, 0, 0, 0});
-  const std::pair<std::uint32_t, const char*> cases[] = {
-      {1, R"(1\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\n")"},
-      {5, R"(0\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\n")"},
-      {9, R"(0\nManufacturer:\nChassis Type:1\nSerial Number:\nVersion:\nAsset:\n")"},
-  };
-  for (const auto& [test, fields] : cases) {
-    const std::string shown = Merged(Only({"DebugPrint"}, station.Run(test))).at(0);
-    EXPECT_TRUE(shown.ends_with(std::string("\\nNumber of strings found:") + fields)) << shown;
-  }
-}
-
 TEST(Identity, ReferencesAreRecognisedInAnyCaseWithAnyCollation) {
   for (const EFI_GUID* const protocol :
        {&kUnicodeCollation2ProtocolGuid, &kUnicodeCollationProtocolGuid, static_cast<const EFI_GUID*>(nullptr)}) {
@@ -204,22 +178,6 @@ TEST(Identity, TheModernCollationIsPreferred) {
   EXPECT_EQ(Errors(station.Run(1)), Lines{});
   EXPECT_GT(station.collation->comparisons, 0u);
   EXPECT_EQ(original.comparisons, 0u);
-}
-
-TEST(Identity, AVariableMayHoldMoreThanAParameter) {
-  const std::string longest(127, 'x');
-  Station station;
-  station.smbios.Add(1, 1, {1}, {longest});
-  station.library->parameters[u"System_Manufacturer"] = u"env=MFG";
-  station.machine.variables.Add(u"MFG", TextData(Widen(longest)));
-  EXPECT_EQ(Errors(station.Run(1)), Lines{});
-}
-
-TEST(Identity, AReferenceWithoutANameFindsNothing) {
-  Station station;
-  station.smbios = ServerIdentity();
-  station.library->parameters[u"Board_Product"] = u"env=";
-  EXPECT_EQ(Errors(station.Run(6)), Lines{Error(17, R"(\nEnviroment Variable  not found\n)")});
 }
 
 }  // namespace
