@@ -24,71 +24,8 @@ Parameters With(std::initializer_list<std::pair<const char16_t*, const char16_t*
   return parameters;
 }
 
-std::string Mismatch(const std::string& parameter, const std::string& expected, const std::string& received) {
-  return "ReportError 4 \"\\n" + parameter + R"( mismatched. \nExp: \")" + expected + R"(\"\nRec: \")" + received +
-         R"(\"\n")";
-}
-
-const std::string kMissing = R"(ReportError 1 "\nFailed to get param:)";
 constexpr char kReadFailed[] = R"(ReportError 23 "IPMI command - Get FRU Data Area Info failed.\r\n")";
 constexpr char kFieldFailed[] = R"(ReportError 48 "IPMI read FRU error.\n")";
-
-TEST(BoardStrings, AreComparedEachInItsOwnWay) {
-  const struct {
-    Parameters parameters;
-    Lines errors;
-  } cases[] = {
-      {kMainBoard, {}},
-      // The manufacturer is compared as it stands.
-      {With({{u"SYS_BOARDS_MANUFACTURER_NAME", u"EXAMPLE BOARDS"}}),
-       {Mismatch("SYS_BOARDS_MANUFACTURER_NAME", "EXAMPLE BOARDS", "Example Boards")}},
-      {With({{u"SYS_BOARDS_MANUFACTURER_NAME", u"env=MAKER"}}),
-       {Mismatch("SYS_BOARDS_MANUFACTURER_NAME", "env=MAKER", "Example Boards")}},
-      // Product name and serial number also through a variable.
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", u"ENV=Board"}, {u"SYS_BOARDS_SERIAL_NUMBER", u"env=SERIAL"}}), {}},
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", u"Other"}}), {Mismatch("SYS_BOARDS_PRODUCT_NAME", "Other", "Main Board")}},
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", u"env=MAKER"}}),
-       {Mismatch("SYS_BOARDS_PRODUCT_NAME", "Example Boards", "Main Board")}},
-      {With({{u"SYS_BOARDS_SERIAL_NUMBER", u"env=GONE"}}),
-       {R"(ReportError 17 "\nEnviroment Variable GONE not found.\n")"}},
-      // The part number through a variable only.
-      {With({{u"SYS_BOARDS_PART_NUMBER", u"env=PART"}}), {}},
-      {With({{u"SYS_BOARDS_PART_NUMBER", u"env=MAKER"}}),
-       {Mismatch("SYS_BOARDS_PART_NUMBER", "Example Boards", "MB-0007-C")}},
-      {With({{u"SYS_BOARDS_PART_NUMBER", u"env=GONE"}}),
-       {R"(ReportError 17 "\nEnviroment Variable GONE not found.\n")"}},
-      // What a board of the line has to have, and another one need not.
-      {With({{u"SYS_BOARDS_MANUFACTURER_NAME", nullptr}}), {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", nullptr}}), {kMissing + R"(SYS_BOARDS_PRODUCT_NAME\n")"}},
-      {With({{u"SYS_BOARDS_SERIAL_NUMBER", nullptr}}), {kMissing + R"(SYS_BOARDS_SERIAL_NUMBER\n")"}},
-      {With({{u"SYS_BOARDS_PART_NUMBER", nullptr}}), {kMissing + R"(SYS_BOARDS_PART_NUMBER\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"4"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"5"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_PART_NUMBER\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}, {u"SYS_BOARDS_PART_NUMBER", u"any"}}, {}},
-      // One that is too long was not left out.
-      {{{u"SYS_BD_FRU_ID", u"2"},
-        {u"HSBP", u"0"},
-        {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Power Example Power Example"},
-        {u"SYS_BOARDS_PART_NUMBER", u"any"}},
-       {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      // Trailing blanks of the device do not count.
-      {With({{u"SYS_BD_FRU_ID", u"4"},
-             {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Panels"},
-             {u"SYS_BOARDS_PRODUCT_NAME", u"Front Panel"},
-             {u"SYS_BOARDS_SERIAL_NUMBER", u"FSN-0004"}}),
-       {}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    Server server;
-    for (const auto& [name, value] : {std::pair(u"MAKER", u"Example Boards"), std::pair(u"BOARD", u"Main Board"),
-                                      std::pair(u"SERIAL", u"BSN-0000002"), std::pair(u"PART", u"MB-0007-C")}) {
-      server.station.machine.variables.Add(name, simulation::TextData(value));
-    }
-    EXPECT_EQ(Errors(server.Run(39, c.parameters)), c.errors);
-  }
-}
 
 TEST(BoardStrings, ADeviceBehindTheTablesIsUnknown) {
   using mfgtest::FruDeviceName;

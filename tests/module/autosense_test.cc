@@ -206,4 +206,14 @@ TEST(Autosense, APercentSignReadsNoMemory) {
   }
 }
 
+TEST(Autosense, WaitsForTheBackplanes) {
+  const std::pair<const char16_t*, const char*> delays[] = {
+      {u"7", "Delay 7000"}, {u"0xFFFFFFFF", "Delay 4294966296"}, {u"7x", "Delay 7000"}};
+  for (const auto& [parameter, delay] : delays) {
+    Station station;
+    station.library->parameters[u"HSBP_FRU_DelayTime"] = parameter;
+    EXPECT_EQ(Only({"Delay"}, station.Run(0)), Lines{delay});
+  }
+}
+
 }  // namespace

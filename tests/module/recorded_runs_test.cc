@@ -42,7 +42,8 @@ Lines Said(ReferenceServer& server) {
       std::snprintf(digits.data(), digits.size(), "%08x", address);
       Replace(line, digits.data(), name);
     }
-    if (line.starts_with("D")) line = std::regex_replace(line, numbers, "$1(number)");
+    if (line.find("at address: ") != line.npos || line.find("InterChecksum") != line.npos)
+      line = std::regex_replace(line, numbers, "$1(number)");
   }
   return lines;
 }
@@ -200,7 +201,6 @@ void RecordAutosense(Record& record) {
       WithTable("an array without its device", SmbiosTable().Add(16, 1, {0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0})),
       kNoEntryPoint,
       Change{"no ACPI", [](ReferenceServer& s) { s.station.machine.system_table.NumberOfTableEntries = 0; }},
-      With(u"HSBP_FRU_DelayTime", u"7"), With(u"HSBP_FRU_DelayTime", u"0xFFFFFFFF"), With(u"HSBP_FRU_DelayTime", u"7x"),
       Without(u"READ_GUID_METHOD"), Without(u"VERIFY_MACADDR_AGAINST"), kListed + With(u"MACADDR00", u"0x123456"),
       kOnBoard + kNoNetwork, kFlash + Without(u"FlashAddress"), kUnreadStore, kUuid,
       With(u"MARWICK_GUID_NAME", u"mfgsystemuuid"), With(u"MARWICK_GUID_NAME", u"Mfg1394Uuid"),
@@ -209,7 +209,47 @@ void RecordAutosense(Record& record) {
       With(u"MFG_DATE", u"2010/02/29"), Without(u"SYS_BD_MFG_DATE"), Without(u"SYS_BD_FRU_ID"), Without(u"HSBP"));
 }
 
+// What the line expects, through a variable.
+Change ByVariable(const char16_t* parameter) {
+  return {"by a variable", [=](ReferenceServer& s) {
+            std::u16string& expected = s.station.library->parameters[parameter];
+            s.station.machine.variables.Add(u"MFG", simulation::TextData(expected));
+            expected = u"env=MFG";
+          }};
+}
+
+Change Unreadable(const char16_t* parameter) {
+  return {"unreadable", [=](ReferenceServer& s) { s.station.library->parameter_statuses[parameter] = 5; }};
+}
+
+// A system's third field, and what is expected of it.
+Change PartNumber(const Bytes& fields, const Strings& strings, const std::u16string& expected) {
+  return Identity(strings.empty() ? "no strings" : testing::PrintToString(strings[0]), {fields, {1, 1, 1, 1}},
+                  strings) +
+         With(u"System_Part_Number", expected);
+}
+
 void RecordIdentity(Record& record) {
+  const std::pair<std::uint32_t, const char16_t*> fields[] = {
+      {1, u"System_Manufacturer"},  {2, u"System_Product"},         {3, u"System_Part_Number"},
+      {4, u"System_Serial_Number"}, {5, u"Board_Manufacturer"},     {6, u"Board_Product"},
+      {7, u"Board_Part_Number"},    {8, u"Board_Serial_Number"},    {9, u"Chassis_Manufacturer"},
+      {11, u"Chassis_Part_Number"}, {12, u"Chassis_Serial_Number"}, {13, u"Chassis_Asset"}};
+  for (const auto& [test, parameter] : fields) {
+    record.Of(test, With(parameter, u"Zen"), Without(parameter), Unreadable(parameter), ByVariable(parameter),
+              With(parameter, std::u16string(test < 5 ? 32 : 50, u'x')), With(parameter, u"env=GONE"));
+  }
+  const Strings twelve = Numbers(12);
+  record.Of(3, PartNumber({0, 0, 1}, {"PN-1  "}, u"PN-1"), PartNumber({0, 0, 1}, {"PN-1"}, u"PN-1 "),
+            PartNumber({0, 0, 1}, {"PN-1 "}, u"PN-1 "), PartNumber({0, 0, 1}, {" PN-1"}, u"PN-1"),
+            PartNumber({0, 0, 1}, {"PN-1\t"}, u"PN-1"), PartNumber({0, 0, 1}, {"   "}, u" "),
+            PartNumber({0, 0, 1}, {"PN-1"}, u"pn-1"), PartNumber({0, 0, 1}, {"PN-12"}, u"PN-1"),
+            PartNumber({0, 0, 0}, {"PN-1"}, u""), PartNumber({0, 0, 0}, {"PN-1"}, u"PN-1"),
+            PartNumber({0, 0, 10}, twelve, u"10"), PartNumber({0, 0, 11}, twelve, u"11"),
+            PartNumber({0, 0, 2}, {"PN-1"}, u"PN-1"), PartNumber({0, 0, 255}, {"PN-1"}, u""),
+            PartNumber({1, 1}, {"PN-1"}, u""), PartNumber({1, 1}, {"\x01"}, u"PN-1"), PartNumber({}, {}, u""),
+            PartNumber({0, 0, 1}, {"env"}, u"env"), PartNumber({0, 0, 1}, {"env:MFG"}, u"env:MFG"),
+            PartNumber({0, 0, 1}, {"xenv=MFG"}, u"xenv=MFG"));
   record.Of(1, WithoutStructure(1), Identity("bare", {{0, 2}, {0, 0, 0, 0}, {0, 1}}, {}),
             Identity("the longest string", {{1, 0, 0, 0}}, {std::string(127, 'x')}) +
                 With(u"System_Manufacturer", u"env=MFG") + WithVariable(u"MFG", std::u16string(127, u'x'), kShell));
@@ -242,7 +282,53 @@ void RecordDisplays(Record& record) {
       Change{"the second does not start", [](ReferenceServer& s) { s.networks.back().start_status = EFI_TIMEOUT; }});
 }
 
+using Mac = std::array<std::uint8_t, 6>;
+constexpr Mac kMac = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+
+// The UUID of the table with other bytes from that one on.
+Change Guid(std::size_t first, const Bytes& bytes) {
+  std::string name = "GUID with";
+  for (const std::uint8_t byte : bytes) name += " " + std::to_string(byte);
+  return {name, [=](ReferenceServer& s) {
+            const std::uint8_t header[] = {1, 0x1B};
+            std::ranges::copy(bytes, std::ranges::search(s.station.smbios.bytes, header).begin() + 8 + first);
+          }};
+}
+
+// Its version, time and variant.
+Change Stamp(std::uint16_t time_high_and_version, std::uint8_t clock_sequence_high) {
+  return Guid(6, {static_cast<std::uint8_t>(time_high_and_version >> 8),
+                  static_cast<std::uint8_t>(time_high_and_version), clock_sequence_high});
+}
+
+Change Node(const Mac& node, const char16_t* method) {
+  return Guid(10, {node.begin(), node.end()}) + With(u"VERIFY_MACADDR_AGAINST", method) + Without(u"MACADDR00");
+}
+Change Oui(const char16_t* number, const std::u16string& oui) { return With(number, oui); }
+
 void RecordGuids(Record& record) {
+  record.Of(14, Stamp(0x11D1, 0x80), Stamp(0x11D0, 0x80), Stamp(0x1000, 0x80), Stamp(0x11E7, 0x80), Stamp(0x11E8, 0x80),
+            Stamp(0x11E9, 0x80), Stamp(0x1FFF, 0x80), Stamp(0x01DF, 0x80), Stamp(0x21DF, 0x80), Stamp(0x4000, 0x00),
+            Stamp(0xF1DF, 0x80), Stamp(0x11DF, 0xBF), Stamp(0x11DF, 0xC0), Stamp(0x11DF, 0x7F), Stamp(0x11DF, 0x3F));
+  const Mac second = {0x00, 0x11, 0x22, 0x33, 0x44, 0x56};
+  const Mac other = {0x33, 0x44, 0x55, 0x00, 0x00, 0x01};
+  const char16_t* const on_board = u"MACADDR_ONBOARD";
+  const char16_t* const list = u"MACADDR_LIST";
+  // Any method accepts a plausible one, and only the OUI has to be plausible.
+  record.Of(14, Node(kMac, u"whatever"), Node({0, 0, 1, 0, 0, 0}, u"NONE"), Node({0, 0, 0, 1, 2, 3}, u"NONE"),
+            Node({0xFF, 0xFF, 0xFF, 1, 2, 3}, u"NONE"), Without(u"VERIFY_MACADDR_AGAINST"));
+  record.Of(14, Node(second, u"MacAddr_OnBoard") + With(u"NIC_Index", u"1"), Node(second, on_board),
+            Node(other, on_board), Node(kMac, on_board) + With(u"NIC_Index", u"2"));
+  // A list ends at its first gap; the last one compared is shown.
+  record.Of(14, Node(kMac, list) + Oui(u"MACADDR00", u"0x001122"),
+            Node(other, u"macaddr_list") + Oui(u"MACADDR00", u"0x001122") + Oui(u"MACADDR01", u"0xFF334455"),
+            Node(other, list) + Oui(u"MACADDR00", u"0x010203") + Oui(u"MACADDR02", u"0x334455"),
+            Node(kMac, list) + Oui(u"MACADDR00", u"0x001123") + Oui(u"MACADDR01", u"0xA01122"), Node(kMac, list));
+  // The maker's own needs no list.
+  record.Of(14, Node({0x77, 0xC9, 0xA0, 0x00, 1, 2}, list), Node({0x77, 0xC9, 0xA0, 0x01, 1, 2}, list),
+            Node({0x77, 0xC9, 0xA1, 0x00, 1, 2}, list), Node({0x00, 0xA0, 0xC9, 0x00, 1, 2}, list));
+  record.Of(0, Stamp(0x11D0, 0x80), Stamp(0x11E8, 0x80), Stamp(0x21DF, 0x80), Stamp(0x11DF, 0xC0),
+            Node(other, on_board), Node({0, 0, 0, 1, 2, 3}, u"NONE"));
   record.Of(14, Without(u"READ_GUID_METHOD"), WithoutMemoryFor(16), WithoutStructure(1),
             Identity("no UUID", {{1, 0, 0, 0}}, {"A"}), kFlash + kErased, kFlash + Without(u"FlashAddress"),
             kFlash + Without(u"GuidOffsetFlash"), kUnreadStore, kUnreadStore + NobodyGets("the store", kStore),
@@ -319,6 +405,26 @@ void RecordFrus(Record& record) {
             Dated(u"2009/02/29"), Dated(u"2008/02/30"), Dated(u"2009/04/31"), Dated(u"2009/06/31"),
             Dated(u"2009/09/31"), Dated(u"2009/11/31"), Dated(u"9999/12/31"));
   record.Of(38, kNoIpmi, Without(u"SYS_BD_MFG_DATE"), Without(u"SYS_BD_FRU_ID"), Without(u"HSBP"));
+  const auto Maker = [](const std::u16string& text) { return With(u"SYS_BOARDS_MANUFACTURER_NAME", text); };
+  const auto Product = [](const std::u16string& text) { return With(u"SYS_BOARDS_PRODUCT_NAME", text); };
+  const auto Serial = [](const std::u16string& text) { return With(u"SYS_BOARDS_SERIAL_NUMBER", text); };
+  const auto Part = [](const std::u16string& text) { return With(u"SYS_BOARDS_PART_NUMBER", text); };
+  const Change no_maker = Without(u"SYS_BOARDS_MANUFACTURER_NAME");
+  const Change no_product = Without(u"SYS_BOARDS_PRODUCT_NAME");
+  const Change no_serial = Without(u"SYS_BOARDS_SERIAL_NUMBER");
+  const Change no_part = Without(u"SYS_BOARDS_PART_NUMBER");
+  // Each is compared in its own way: the manufacturer as it stands, product and
+  // serial number also through a variable, the part number only so.
+  record.Of(39, Maker(u"EXAMPLE BACKPLANE"), Maker(u"env=PLANE"), Product(u"ENV=Plane") + Serial(u"env=PLANE_SERIAL"),
+            Product(u"Other"), Product(u"env=SERIAL"), Serial(u"env=GONE"), Part(u"any"), Part(u"env=PLANE_PART"),
+            Part(u"env=PLANE"), Part(u"env=GONE"));
+  // What a board of the line has to have, and another one need not.
+  const Change supply = With(u"SYS_BD_FRU_ID", u"2");
+  const Change panel = With(u"SYS_BD_FRU_ID", u"4");
+  record.Of(39, no_maker, no_product, no_serial, no_part, panel + no_maker,
+            supply + no_maker + no_product + no_serial + no_part, supply + no_maker + no_product + no_serial,
+            supply + Maker(u"Example Power Example Power Example"),
+            panel + Maker(u"Example Panels") + Product(u"Front Panel") + Serial(u"FSN-0004"));
   record.Of(39, kNoIpmi, Without(u"SYS_BD_FRU_ID"), Without(u"HSBP"),
             Change{"the second table's names", [](ReferenceServer& s) { s.controller.oem_code = 11; }} +
                 With(u"SYS_BD_FRU_ID", u"2"),
