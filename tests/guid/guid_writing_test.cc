@@ -8,7 +8,7 @@
 #include "simulation/flash.h"
 #include "simulation/manufacturing_interface.h"
 #include "simulation/pci_bus.h"
-#include "tests/changes.h"
+#include "simulation/text.h"
 #include "tests/faults_fail_tests.h"
 #include "tests/guid/server_guid.h"
 #include "tests/transcript_lines.h"
@@ -94,62 +94,27 @@ TEST_F(WriteGuid, ReachesBothEndsOfTheBlock) {
   }
 }
 
-std::string NoParameter(const std::string& name) { return Error(1, R"(\r\nFailed to get param: )" + name + R"(\r\n)"); }
-std::string FailedCall(const std::string& call) { return Error(22, R"(\r\nFailed call to )" + call + R"(\r\n)"); }
-
-// The end of a test that did not pass once it had begun with the flash.
-const Lines kClosed = {R"(DebugPrint 1 "WriteGuid returning FALSE.\r\n")"};
-
-const struct {
-  Change change;
-  std::string error;
-  Lines end{};
-  std::size_t requests = 0;  // that the flash service got
-} kFailures[] = {
-    {Without(u"GUID_TO_WRITE"), NoParameter("GUID_TO_WRITE")},
-    {With(u"GUID_TO_WRITE", u"{12345678-9abc-11df-8abc-001122334455}"),
-     Error(
-         19,
-         R"(\r\nFailed to convert the String to GUID.\r\nInvalid GUID String. Must be XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX.\r\n)")},
-    {With(u"SPECIFY_A_GUID", u"NO") + Change{"", [](auto& s) { s.networks.clear(); }},
-     Error(12, R"(\r\nFailed to build GUID.\nFailed to locate SNP protocol.  Status=0xe\r\n)")},
-    {Without(u"FlashAddress"), NoParameter("FlashAddress")},
-    {Without(u"GuidOffsetInFlash"), NoParameter("GuidOffsetInFlash")},
-    {With(u"GuidOffsetInFlash", u"0xFFF1"),
-     Error(1, R"(\r\nGuidOffsetInFlash 0xfff1 is outside of the flash block.\r\n)")},
-    {With(u"GuidOffsetInFlash", u"0xFFFFFFFF"),
-     Error(1, R"(\r\nGuidOffsetInFlash 0xffffffff is outside of the flash block.\r\n)")},
-    {WithoutMemoryFor(0x10010), Error(11, R"(WriteGuid()::malloc(flashCopyBlock) failed\r\n)"), kClosed},
-    {{"", [](auto& s) { s.station.machine.memory.refuses_pages = true; }},
-     FailedCall("SmiEraseBlock() - status = 9"),
-     kClosed},
-    {{"", [](auto& s) { s.flash.erase_status = 0x8000000000000007; }},
-     FailedCall("SmiEraseBlock() - status = 7"),
-     kClosed,
-     1},
-    // Any bit of the status counts.
-    {{"", [](auto& s) { s.flash.erase_status = 0x100000000; }}, FailedCall("SmiEraseBlock() - status = 0"), kClosed, 1},
-    {{"", [](auto& s) { s.flash.write_status = 0xAB; }}, FailedCall("SmiWriteBlock() - status = ab"), kClosed, 2},
-    // No service answers.
-    {{"", [](auto& s) { s.station.machine.before_search = nullptr; }},
-     FailedCall("SmiEraseBlock() - status = afafafaf"),
-     kClosed},
-};
-
-TEST_F(WriteGuid, ReportsEveryFailureOfTheFlash) {
-  const simulation::ReferenceRun run{28, "", {{u"SPECIFY_A_GUID", u"yes"}, {u"GUID_TO_WRITE", kGivenText}}};
-  for (const auto& failure : kFailures) {
-    SCOPED_TRACE(failure.error);
-    simulation::ReferenceServer server(run);
-    std::vector<std::uint8_t> expected(server.flash.Bytes().begin(), server.flash.Bytes().end());
-    failure.change.apply(server);
-    const Lines lines = server.Run();
-    EXPECT_EQ(Errors(lines), Lines{failure.error});
-    EXPECT_EQ(Only({R"(DebugPrint 1 "WriteGuid)"}, lines), failure.end);
-    EXPECT_EQ(server.flash.requests.size(), failure.requests);
-    // An erased block stays erased: nothing is restored.
-    if (failure.requests == 2) expected.assign(0x10000, 0xFF);
-    EXPECT_TRUE(std::ranges::equal(server.flash.Bytes(), expected));
+// An erased block stays erased: nothing is restored.
+TEST_F(WriteGuid, LeavesTheBlockWhereItFailed) {
+  const struct {
+    void (*prepare)(FlashServer& station);
+    std::size_t requests;
+  } cases[] = {
+      {[](FlashServer& s) { s.library->parameters[u"GuidOffsetInFlash"] = u"0xFFF1"; }, 0},
+      {[](FlashServer& s) { s.machine.memory.refuses_pages = true; }, 0},
+      {[](FlashServer& s) { s.machine.before_search = nullptr; }, 0},  // no service answers
+      {[](FlashServer& s) { s.flash.erase_status = 0x8000000000000007; }, 1},
+      {[](FlashServer& s) { s.flash.erase_status = 0x100000000; }, 1},
+      {[](FlashServer& s) { s.flash.write_status = 0xAB; }, 2},
+  };
+  for (const auto& c : cases) {
+    FlashServer station;
+    std::vector<std::uint8_t> expected(station.flash.Bytes().begin(), station.flash.Bytes().end());
+    if (c.requests == 2) expected.assign(expected.size(), 0xFF);
+    c.prepare(station);
+    EXPECT_EQ(Errors(station.Run(28)).size(), 1u);
+    EXPECT_EQ(station.flash.requests.size(), c.requests);
+    EXPECT_TRUE(std::ranges::equal(station.flash.Bytes(), expected));
   }
 }
 

@@ -9,6 +9,7 @@
 #include <regex>
 
 #include "module/catalogue.h"
+#include "simulation/controller_file.h"
 #include "simulation/text.h"
 #include "tests/changes.h"
 #include "tests/faults_fail_tests.h"
@@ -191,6 +192,13 @@ struct Record {
   std::string said;
 };
 
+// More of the management controller's file.
+Change Controller(const std::string& more) {
+  return {testing::PrintToString(more), [=](ReferenceServer& s) {
+            s.controller = simulation::ParseController(simulation::ReferenceController() + more);
+          }};
+}
+
 void RecordAutosense(Record& record) {
   record.Of(
       0, kNoIpmi + kNoNetwork + WithTable("nothing at all", {}),
@@ -227,6 +235,13 @@ Change PartNumber(const Bytes& fields, const Strings& strings, const std::u16str
   return Identity(strings.empty() ? "no strings" : testing::PrintToString(strings[0]), {fields, {1, 1, 1, 1}},
                   strings) +
          With(u"System_Part_Number", expected);
+}
+
+void RecordBoardProbe(Record& record) {
+  const Change panel = With(u"SYS_BD_FRU_ID", u"4");
+  record.Of(0, panel, panel + Controller("[script]\n30 93 answer 00 0B"), panel + Controller("[fru 4]\nbyte 3 = 0"),
+            panel + Controller("[script]\n0A 11 04 03 answer C0 after 2"),
+            panel + Controller("[script]\n0A 11 04 1F silence after 2"));
 }
 
 void RecordIdentity(Record& record) {
@@ -333,7 +348,17 @@ void RecordGuids(Record& record) {
             Identity("no UUID", {{1, 0, 0, 0}}, {"A"}), kFlash + kErased, kFlash + Without(u"FlashAddress"),
             kFlash + Without(u"GuidOffsetFlash"), kUnreadStore, kUnreadStore + NobodyGets("the store", kStore),
             kFlash + FoundNowhere("the store", kStore), kOnBoard + With(u"NIC_Index", u"1"));
-  record.Of(28, kNoNetwork);
+  const Change given = With(u"SPECIFY_A_GUID", u"yes");
+  const Change text = given + With(u"GUID_TO_WRITE", u"12345678-9abc-11df-8abc-001122334455");
+  record.Of(28, kNoNetwork, given, given + With(u"GUID_TO_WRITE", u"{12345678-9abc-11df-8abc-001122334455}"),
+            text + Without(u"FlashAddress"), text + Without(u"GuidOffsetInFlash"),
+            text + With(u"GuidOffsetInFlash", u"0xFFF1"), text + With(u"GuidOffsetInFlash", u"0xFFFFFFFF"),
+            text + WithoutMemoryFor(0x10010),
+            text + Change{"no page", [](ReferenceServer& s) { s.station.machine.memory.refuses_pages = true; }},
+            text + Change{"no erasing", [](ReferenceServer& s) { s.flash.erase_status = 0x8000000000000007; }},
+            text + Change{"a high bit", [](ReferenceServer& s) { s.flash.erase_status = 0x100000000; }},
+            text + Change{"no writing", [](ReferenceServer& s) { s.flash.write_status = 0xAB; }},
+            text + Change{"no service", [](ReferenceServer& s) { s.station.machine.before_search = nullptr; }});
   record.Of(29, WithoutStructure(1), NobodyGets("the shell", kShellEnvironmentProtocolGuid),
             With(u"GUID_ENV_VARIABLE", u"SysGuid"), Change{"a shell that refuses", [](ReferenceServer& s) {
                                                              s.station.shell->command_status = EFI_OUT_OF_RESOURCES;
@@ -438,6 +463,7 @@ void RecordFrus(Record& record) {
 TEST(RecordedRuns, OfAChangedServer) {
   Record record;
   RecordAutosense(record);
+  RecordBoardProbe(record);
   RecordIdentity(record);
   RecordDisplays(record);
   RecordGuids(record);
