@@ -157,7 +157,7 @@ function(add_host_tests name)
   endif()
 endfunction()
 
-add_host_tests(module_tests simulation platform report module smbios scenarios)
+add_host_tests(module_tests platform report module smbios scenarios)
 add_host_tests(guid_tests guid net pci)
 add_host_tests(testlib_tests testlib)
 add_host_tests(ipmi_tests ipmi)
