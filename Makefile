@@ -10,6 +10,8 @@ CERT ?=
 FIGURES ?=
 TARGET ?=
 FUZZ_SECONDS ?= 60
+RUNS ?= 100000
+FRESH ?=
 JOBS ?= $(shell nproc)
 SAMPLE ?= 260
 SEED ?= 1
@@ -27,7 +29,7 @@ SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 HOST_ONLY = $(filter simulation/% replay/% mfgline/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image tools pictures coverage mutation faults bench fuzz format lint setup clean \
+.PHONY: help run test efi image tools pictures coverage mutation faults bench fuzz campaign format lint setup clean \
         check-format check-images check-builds check-host check-firmware check-dump check-mfgline slow
 .NOTPARALLEL:
 
@@ -36,7 +38,8 @@ help: ## this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/\1 \2/p' $(MAKEFILE_LIST) | while read -r name text; do printf '  %-9s %s\n' $$name "$$text"; done
 	@echo "Another test, other expected values: make run TEST=5 PARAMS='\"Board_Manufacturer=Another Maker\"'"
 	@echo "A FRU test, on a server with a management controller: make run TEST=34"
-	@echo "One fuzz target, longer: make fuzz TARGET=smbios FUZZ_SECONDS=600"
+	@echo "Fuzzing that counts: make fuzz FUZZ_SECONDS=600; one target: TARGET=smbios. A million runs: make campaign RUNS=1000000"
+	@echo "Both may be stopped and go on where they were; FRESH=1 begins anew"
 	@echo "The whole line run of a server, of one with three faults, and one that writes: make run LINE=1, =faulty, =write"
 	@echo "With Secure Boot on, from a signed stick: make run LINE=1 SECURE=1; your own stick: make image KEY=db.key CERT=db.pem"
 
@@ -88,7 +91,12 @@ bench: setup-bench build-image tools configure-bench ## instructions, waits and 
 fuzz: setup-fuzz configure-fuzz ## hostile devices, tables and files at random, FUZZ_SECONDS for each target
 	@echo "==> Building the fuzz targets"
 	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
-	@python3 -B fuzz/fuzz.py --seconds=$(FUZZ_SECONDS) $(TARGET)
+	@python3 -B fuzz/fuzz.py --seconds=$(FUZZ_SECONDS) --jobs=$(JOBS) $(if $(FRESH),--fresh) $(TARGET)
+
+campaign: setup-test configure-campaign ## RUNS=100000 whole runs on machines that are wrong in many ways, each by its number
+	@echo "==> Building the runs"
+	@cmake --build build/campaign -j $(JOBS) --target fuzz_targets
+	@python3 -B fuzz/campaign.py --runs=$(RUNS) --jobs=$(JOBS) $(if $(FRESH),--fresh)
 
 format: setup-test ## lays out the C++ sources
 	@clang-format -i $(SOURCES)

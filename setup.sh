@@ -16,7 +16,7 @@ coverage="$efi $host gcovr"
 bench="$run $host $tools valgrind jq sqlite3"
 # clang-tidy parses every file as clang would build it, the host tests included.
 lint="$efi $host $tools clang clang-tidy cppcheck flake8"
-fuzz="$efi $host clang libclang-rt-dev"
+fuzz="$efi $host $tools clang libclang-rt-dev"
 
 case "${1:-all}" in
   efi) packages=$efi ;;

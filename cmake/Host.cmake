@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause-Patent
 # Host programs: the products' own sources over the simulated machine.
-set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, bench, tools or plain")
+set(MFGTEST_FLAVOUR sanitizers CACHE STRING "sanitizers, coverage, fuzz, campaign, bench, tools or plain")
 
 # All host programs; beyond that, the machine around the products; and, beyond
 # that, the products. `make test` spends most of its time compiling, and twice as
@@ -36,6 +36,10 @@ else()
   # precompiled header.
   set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
 endif()
+# A million runs: the machine around the products is only to be quick.
+if(MFGTEST_FLAVOUR STREQUAL "campaign")
+  target_link_options(host_flags INTERFACE -fsanitize=address,undefined)
+endif()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # A table of the simulated machine holds one kind of refusal in every slot
@@ -57,6 +61,9 @@ function(add_product name)
   target_link_libraries(${name} PRIVATE product_flags host_flags watched_flags)
   if(MFGTEST_FLAVOUR STREQUAL "sanitizers")
     target_compile_options(${name} PRIVATE -O1)
+  endif()
+  if(MFGTEST_FLAVOUR STREQUAL "campaign")
+    target_compile_options(${name} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all)
   endif()
   if(name STREQUAL "host_platform")
     target_precompile_headers(${name} PRIVATE ${PRODUCT_HEADERS})
@@ -188,15 +195,15 @@ add_test(NAME Mfgline COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/mfgline/check
 # their corpus among the host tests.
 file(GLOB FUZZ_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/*.cc)
 if(MFGTEST_FLAVOUR STREQUAL "fuzz")
-  list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/replay.cc)
+  list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/corpus_runner.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   target_link_options(fuzz_targets PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine mfgline_records)
-elseif(MFGTEST_FLAVOUR STREQUAL "sanitizers")
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine mfgline_answers)
+elseif(MFGTEST_FLAVOUR MATCHES "sanitizers|campaign")
   list(REMOVE_ITEM FUZZ_SOURCES ${CMAKE_SOURCE_DIR}/fuzz/libfuzzer.cc)
   add_executable(fuzz_targets ${FUZZ_SOURCES})
   compile_together(fuzz_targets)
-  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine mfgline_records)
+  target_link_libraries(fuzz_targets PRIVATE simulation host_drivers host_start replay_machine mfgline_answers)
   file(GLOB corpora CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/fuzz/corpus/*)
   foreach(corpus ${corpora})
     get_filename_component(target ${corpus} NAME)

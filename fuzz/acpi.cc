@@ -2,8 +2,8 @@
 // The ACPI root pointer, the table behind it and their checksums.
 #include <numeric>
 
+#include "fuzz/changes.h"
 #include "fuzz/targets.h"
-#include "fuzz/whole_run.h"
 
 namespace fuzz {
 namespace {
@@ -45,8 +45,7 @@ void List(simulation::Machine& machine, bool old, bool listed, std::uint8_t* rsd
 
 }  // namespace
 
-void FuzzAcpi(Input input) {
-  ReferenceServer server(ChooseRun(input, {35, 0}));
+void ChangeAcpi(Input& input, HostileServer& server) {
   const std::uint8_t way = input.Byte();
   const std::uint32_t length = input.Word() | input.Word() << 16;
   Bytes rsdp(kTableHeader, 0);
@@ -63,13 +62,14 @@ void FuzzAcpi(Input input) {
 
   Put(rsdt, 4, (way & kFalseLength) != 0 ? length : rsdt.size(), 4);
   if ((way & kFalseRsdtSum) == 0) Seal(rsdt, 9, rsdt.size());
-  const Placed placed_rsdt(rsdt, (way & kFalseLength) != 0 ? kReachOfTheSum : 0);
+  const Placed& placed_rsdt = server.memory.emplace_back(rsdt, (way & kFalseLength) != 0 ? kReachOfTheSum : 0);
   Put(rsdp, 16, (way & kNoRsdt) != 0 ? 0 : placed_rsdt.Address(), 4);
   if ((way & kFalseRsdpSum) == 0) Seal(rsdp, 8, kOldRsdp);
-  const Placed placed_rsdp(rsdp);
+  const Placed& placed_rsdp = server.memory.emplace_back(rsdp);
   List(server.station.machine, (way & kOldListing) != 0, (way & kNotListed) == 0,
        (way & kNoRsdp) != 0 ? nullptr : placed_rsdp.Data());
-  RunAndJudge(server);
 }
+
+void FuzzAcpi(Input input) { RunChanged(input, {35, 0}, ChangeAcpi); }
 
 }  // namespace fuzz

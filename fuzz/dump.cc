@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "fuzz/targets.h"
+#include "fuzz/whole_run.h"
 #include "platform/crc32.h"
 #include "replay/run.h"
 #include "simulation/fault.h"
@@ -19,7 +20,7 @@ constexpr const char* kNames[] = {"machine.json", "smbios.bin",   "rsdp.bin",  "
                                   "pci.txt",      "eventlog.bin", "fru-0.bin", "fru-0-at-c0.bin"};
 // Without those that read memory at an address of the input: the sanitizers have
 // their own below 4 GiB.
-constexpr const char* kTests[] = {"1", "10", "14", "20", "21", "24", "27", "33", "34", "36", "37", "39", "40", "41"};
+constexpr std::uint32_t kTests[] = {1, 10, 14, 20, 21, 24, 27, 33, 34, 36, 37, 39, 40, 41};
 constexpr std::uint64_t kMostSteps = 200'000;
 
 void Write(const fs::path& file, const Bytes& bytes) {
@@ -35,7 +36,7 @@ Bytes IndexOf(const char* name, const Bytes& content) {
   return {text.begin(), text.end()};
 }
 
-void Run(const fs::path& folder, const char* test) {
+void Run(const fs::path& folder, const std::string& test) {
   replay::ReplayedMachine machine(replay::ReadDump(folder));
   machine.machine.most_steps = kMostSteps;
   replay::Session session(machine, false);
@@ -50,7 +51,7 @@ void Run(const fs::path& folder, const char* test) {
 void FuzzDump(Input input) {
   static const fs::path folder = fs::temp_directory_path() / ("mfgtest-fuzz-" + std::to_string(getpid()));
   const char* const name = kNames[input.Below(std::size(kNames))];
-  const char* const test = kTests[input.Below(std::size(kTests))];
+  const std::string test = std::to_string(ChooseTest(input, kTests));
   const Bytes content = input.Rest();
   fs::create_directory(folder);
   Write(folder / "machine.json", IndexOf(name, content));

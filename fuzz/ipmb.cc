@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // Frames from the controllers behind the IPMB, and the bridge that brings them.
+#include "fuzz/changes.h"
 #include "fuzz/hostile_controller.h"
 #include "fuzz/targets.h"
-#include "fuzz/whole_run.h"
 
 namespace fuzz {
 
-void FuzzIpmb(Input input) {
-  ReferenceServer server(ChooseRun(input, {38, 39, 0}));
+void ChangeIpmb(Input& input, HostileServer& server) {
   const std::uint8_t way = input.Byte();
   const bool secondary = (way & 1) != 0;
   server.station.library->parameters[u"HSBP"] = secondary ? u"2" : u"1";
@@ -15,7 +14,8 @@ void FuzzIpmb(Input input) {
   server.controller.flags = static_cast<std::uint8_t>(way & 0xFC);
   Distort(input, server.controller);
   EditFru(input, server.controller, secondary ? 0xC2 : 0xC0);
-  RunAndJudge(server);
 }
+
+void FuzzIpmb(Input input) { RunChanged(input, {38, 39, 0}, ChangeIpmb); }
 
 }  // namespace fuzz

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // The KCS interface of a management controller: status and data bytes, as the
 // driver sees them under the module's IPMI tests.
+#include "fuzz/kcs.h"
+#include "fuzz/driver.h"
 #include "fuzz/targets.h"
 #include "fuzz/whole_run.h"
 #include "simulation/fault.h"
 #include "simulation/kcs_interface.h"
-
-extern "C" EFI_STATUS ipmi_kcs_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace fuzz {
 namespace {
@@ -68,6 +68,8 @@ class HostilePorts : public simulation::PortDevice {
   std::uint8_t mask_ = 0;
 };
 
+}  // namespace
+
 KcsInterface::Controller Serving(simulation::ManagementController& controller) {
   return [&controller](const Bytes& request) -> Bytes {
     if (request.size() < 2) return {};
@@ -88,11 +90,9 @@ void RemoveTransport(ReferenceServer& server) {
   }
 }
 
-}  // namespace
-
 void FuzzKcs(Input input) {
-  constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
-  ReferenceServer server(ChooseRun(input, {34, 38, 39, 41, 42, 43}));
+  constexpr std::uint32_t kTests[] = {34, 38, 39, 41, 42, 43};
+  ReferenceServer server(ChooseRun(input, kTests));
   const std::uint8_t way = input.Byte();
   simulation::Machine& machine = server.station.machine;
   RemoveTransport(server);
@@ -102,22 +102,14 @@ void FuzzKcs(Input input) {
   behind.latency = way >> 4;
   HostilePorts ports(input, behind, (way & 4) != 0 ? 600'000 : 1000);
 
-  const EFI_HANDLE driver = machine.LoadImage();
-  void* interface = nullptr;
-  machine.handles.Interface(driver, kLoadedImage, &interface);
-  auto* const loaded = static_cast<EFI_LOADED_IMAGE*>(interface);
-  std::u16string options = u"io=0xca2";
-  loaded->LoadOptions = options.data();
-  loaded->LoadOptionsSize = static_cast<UINT32>(options.size() * sizeof(char16_t));
-  const bool offered = !EFI_ERROR(machine.StartImage(driver, ipmi_kcs_efi_main).status);
+  Driver driver(machine, ipmi_kcs_efi_main, u"io=0xca2");
   // Without a transport the tests have an end, too.
   const Judge judge(server);
   server.station.RunUnread(server.run.test);
   // Bytes were changed on their way: not what the module asked for.
   server.controller.log.clear();
   judge.AfterRun();
-  if (offered && EFI_ERROR(loaded->Unload(driver))) simulation::Fault("the driver cannot be unloaded");
-  machine.UnloadImage(driver);
+  driver.Unload();
   if (!machine.handles.Handles(&kIpmiTransportProtocolGuid).empty()) simulation::Fault("the driver left its transport");
 }
 

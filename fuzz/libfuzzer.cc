@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // All targets for libFuzzer. The environment variable TARGET names the one to
-// fuzz.
+// fuzz; with WORDS its dictionary is shown instead.
 #include <cstdio>
 #include <cstdlib>
-#include <string_view>
 
 #include "fuzz/targets.h"
 
@@ -11,18 +10,28 @@ namespace {
 
 const fuzz::Target* target = nullptr;
 
+void ShowWords() {
+  for (const std::string& word : fuzz::WordsOf(target->words)) {
+    std::printf("\"");
+    for (const char c : word) std::printf("\\x%02x", static_cast<unsigned char>(c));
+    std::printf("\"\n");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   const char* const name = std::getenv("TARGET");
-  for (const fuzz::Target& one : fuzz::kTargets) {
-    if (name != nullptr && std::string_view(name) == one.name) target = &one;
+  target = fuzz::FindTarget(name == nullptr ? "" : name);
+  if (target == nullptr) {
+    std::fprintf(stderr, "TARGET is none of");
+    for (const fuzz::Target& one : fuzz::kTargets) std::fprintf(stderr, " %s", one.name);
+    std::fprintf(stderr, "\n");
+    std::exit(2);
   }
-  if (target != nullptr) return 0;
-  std::fprintf(stderr, "TARGET is none of");
-  for (const fuzz::Target& one : fuzz::kTargets) std::fprintf(stderr, " %s", one.name);
-  std::fprintf(stderr, "\n");
-  std::exit(2);
+  if (std::getenv("WORDS") == nullptr) return 0;
+  ShowWords();
+  std::exit(0);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS table behind a 64-bit entry point and the XSDT, as smbios_entry.efi
 // bridges them, and the module's runs on what it made of them.
+#include "fuzz/driver.h"
 #include "fuzz/targets.h"
 #include "fuzz/whole_run.h"
 #include "platform/byte_fields.h"
-#include "simulation/fault.h"
-
-extern "C" EFI_STATUS smbios_entry_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace fuzz {
 namespace {
@@ -63,14 +61,9 @@ Bytes MakeRsdp(std::uint8_t way, std::uint32_t xsdt) {
 }
 
 // What an image holds while it is loaded, and no longer.
-void Unload(simulation::Machine& machine, EFI_HANDLE driver, std::size_t blocks, UINTN tables) {
-  constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
+void Unload(simulation::Machine& machine, Driver& driver, std::size_t blocks, UINTN tables) {
   machine.has_failed_check = false;  // the run's
-  void* loaded = nullptr;
-  machine.handles.Interface(driver, kLoadedImage, &loaded);
-  const auto unload = static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload;
-  if (unload != nullptr && EFI_ERROR(unload(driver))) Fault("the driver cannot be unloaded");
-  machine.UnloadImage(driver);
+  driver.Unload();
   if (!machine.memory.Pages().empty() || machine.memory.Outstanding() > blocks) Fault("the driver left memory");
   if (machine.system_table.NumberOfTableEntries != tables) Fault("the driver left a table");
 }
@@ -78,7 +71,8 @@ void Unload(simulation::Machine& machine, EFI_HANDLE driver, std::size_t blocks,
 }  // namespace
 
 void FuzzNewerTables(Input input) {
-  ReferenceServer server(ChooseRun(input, {0, 1, 4, 8, 10, 13, 14, 20, 22, 24, 35, 36, 37, 40}));
+  constexpr std::uint32_t kTests[] = {0, 1, 4, 8, 10, 13, 14, 20, 22, 24, 35, 36, 37, 40};
+  ReferenceServer server(ChooseRun(input, kTests));
   simulation::Machine& machine = server.station.machine;
   const std::uint8_t way = input.Byte();
   const std::uint32_t number = input.Word() | input.Word() << 16;
@@ -104,8 +98,7 @@ void FuzzNewerTables(Input input) {
 
   const std::size_t blocks = machine.memory.Outstanding();
   const UINTN tables = machine.system_table.NumberOfTableEntries;
-  const EFI_HANDLE driver = machine.LoadImage();
-  machine.StartImage(driver, smbios_entry_efi_main);
+  Driver driver(machine, smbios_entry_efi_main);
   machine.writes.clear();
   server.station.library->answers.assign(600, u"");
   RunAndJudge(server);

@@ -1,37 +1,106 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the operator gives: parameter files and the command line, taken by the
-// real test library on a modern shell.
+// real test library on a modern shell or on an EFI 1.x shell.
+#include "fuzz/parameters.h"
+#include "fuzz/driver.h"
 #include "fuzz/targets.h"
 #include "fuzz/whole_run.h"
 #include "simulation/fault.h"
 #include "simulation/modern_shell.h"
+#include "simulation/old_shell.h"
 #include "simulation/text.h"
+#include "simulation/volume.h"
 #include "testlib/state.h"
-
-extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
-extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace fuzz {
 namespace {
 
 using simulation::Fault;
-using Words = std::vector<std::u16string>;
+using CommandWords = std::vector<std::u16string>;
 
 constexpr std::u16string_view kResult = u"\r\nRESULT test ";
 
-// The reference runs with GUID and EUI-64 behind an interface: an address in
-// flash is the operator's word, and read wherever it leads.
-const ReferenceRun& RunWithoutFlash(Input& input) {
-  static const std::vector<ReferenceRun> runs = [] {
-    std::vector<ReferenceRun> all;
-    for (ReferenceRun run : simulation::ReferenceRuns()) {
-      run.has_guid_store = true;
-      if (run.test != 30) all.push_back(run);
-    }
-    return all;
-  }();
-  return runs[input.Below(runs.size())];
+std::size_t Count(std::u16string_view text, std::u16string_view wanted) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(wanted); at != text.npos; at = text.find(wanted, at + 1)) ++count;
+  return count;
 }
+
+// What a modern shell is never asked for, and what an EFI 1.x shell may be: the
+// verdict, and test 29's variable.
+void CheckCommands(const simulation::ModernShell& shell, std::uint32_t) {
+  if (!shell.commands.empty()) Fault("a command reached the shell");
+}
+
+void CheckCommands(const simulation::OldShell& shell, std::uint32_t test) {
+  for (const auto& command : shell.commands) {
+    const std::u16string_view line = command.line;
+    const bool is_verdict = line == u"set -d \"MfgVerdict\"" || line == u"set -v \"MfgVerdict\" \"PASS\"" ||
+                            line == u"set -v \"MfgVerdict\" \"FAIL\"" || line == u"set -v \"MfgVerdict\" \"ERROR\"";
+    const bool is_of_test = test == 29 && (line.starts_with(u"set \"") || line.starts_with(u"set -d \""));
+    if (!is_verdict && !is_of_test) Fault("a command reached the shell: " + simulation::Readable(line));
+  }
+}
+
+std::u16string VerdictOn(const simulation::ModernShell&, const simulation::Machine& machine) {
+  const simulation::Variable* const variable = machine.variables.Find(u"MfgVerdict", simulation::kShellVariableGuid);
+  if (variable == nullptr) return u"";
+  return {reinterpret_cast<const char16_t*>(variable->data.data()), variable->data.size() / sizeof(char16_t)};
+}
+
+std::u16string VerdictOn(const simulation::OldShell& shell, const simulation::Machine&) {
+  constexpr std::u16string_view kSet = u"set -v \"MfgVerdict\" \"";
+  const auto last = std::find_if(shell.commands.rbegin(), shell.commands.rend(),
+                                 [&](const auto& command) { return command.line.starts_with(kSet); });
+  return last == shell.commands.rend() ? u"" : last->line.substr(kSet.size(), last->line.size() - kSet.size() - 1);
+}
+
+// One result line for one verdict; a pass goes with no error line.
+void CheckVerdict(const simulation::Machine& machine, const std::u16string& verdict) {
+  const std::u16string& written = machine.console.written;
+  const std::size_t results = Count(u"\r\n" + written, kResult);
+  if (testlib::state->run.stage != testlib::Stage::kIdle) Fault("the run was not ended");
+  // A store that takes nothing gets no verdict.
+  if (EFI_ERROR(machine.variables.write_status)) return;
+  if (results != (verdict.empty() ? 0 : 1)) Fault("a verdict without its result line, or the other way round");
+  if (testlib::state->history.count != results) Fault("another number of runs is remembered");
+  if (verdict == u"PASS" && written.find(u"\r\nERROR ") != written.npos) Fault("a pass in spite of an error");
+}
+
+template <class Shell>
+void RunAndJudgeOn(Shell& shell, EFI_HANDLE image, ReferenceServer& server, const CommandWords& words) {
+  simulation::Machine& machine = server.station.machine;
+  machine.console.keys.assign(600, u'\r');
+  const std::size_t allocated = machine.memory.Outstanding();
+  {
+    const Driver library(machine, testlib_efi_main);
+    if (!library.IsLoaded()) Fault("the test library did not start");
+    const Judge judge(server);
+    simulation::ForgetEarlierRun();
+    machine.console.written.clear();
+    const simulation::ImageEnd end = shell.Run(image, efi_main, simulation::CommandLine(words));
+    machine.UnloadImage(image);
+    if (end.status != EFI_SUCCESS) Fault("the module ended with an error");
+    CheckCommands(shell, server.run.test);
+    CheckVerdict(machine, VerdictOn(shell, machine));
+    std::erase(machine.writes, "ShellEnvironment Execute");
+    judge.CheckWrites();
+  }
+  // The list of root bridges is the module's for good.
+  if (machine.memory.Outstanding() > allocated + 1 + KeptBlocks(server.run.test)) Fault("memory was not given back");
+}
+
+CommandWords TakeCommandLine(Input& input, std::uint32_t test) {
+  const std::uint8_t way = input.Byte();
+  CommandWords words = {u"FS0:\\mfgtest.efi", simulation::Widen(std::to_string(test)), u"-fstation.cfg"};
+  if ((way & 1) == 0) words.push_back(u"-ffuzz.cfg");
+  if ((way & 2) != 0) words.push_back(u"-d0x1f");
+  if ((way & 4) != 0) words.push_back(u"--trace");
+  TakeWords(input, words);
+  return words;
+}
+
+}  // namespace
 
 Bytes ParameterFile(const std::map<std::u16string, std::u16string>& parameters) {
   std::string text;
@@ -41,74 +110,43 @@ Bytes ParameterFile(const std::map<std::u16string, std::u16string>& parameters) 
   return {text.begin(), text.end()};
 }
 
-std::size_t Count(std::u16string_view text, std::u16string_view wanted) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(wanted); at != text.npos; at = text.find(wanted, at + 1)) ++count;
-  return count;
-}
-
-struct LoadedLibrary {
-  explicit LoadedLibrary(simulation::Machine& of) : machine(of), image(machine.LoadImage()) {
-    if (EFI_ERROR(machine.StartImage(image, testlib_efi_main).status)) Fault("the test library did not start");
-  }
-  ~LoadedLibrary() {
-    constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
-    void* loaded = nullptr;
-    machine.handles.Interface(image, kLoadedImage, &loaded);
-    static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload(image);
-    machine.UnloadImage(image);
-  }
-
-  simulation::Machine& machine;
-  EFI_HANDLE image;
-};
-
-// One result line for one verdict; a pass goes with no error line.
-void CheckVerdict(simulation::Machine& machine) {
-  const std::u16string& written = machine.console.written;
-  const simulation::Variable* const variable = machine.variables.Find(u"MfgVerdict", simulation::kShellVariableGuid);
-  const std::size_t results = Count(u"\r\n" + written, kResult);
-  if (testlib::state->run.stage != testlib::Stage::kIdle) Fault("the run was not ended");
-  if (results != (variable == nullptr ? 0 : 1)) Fault("a verdict without its result line, or the other way round");
-  if (testlib::state->history.count != results) Fault("another number of runs is remembered");
-  if (variable == nullptr || variable->data != simulation::TextData(u"PASS")) return;
-  if (written.find(u"\r\nERROR ") != written.npos) Fault("a pass in spite of an error");
-}
-
-}  // namespace
-
-void FuzzParameters(Input input) {
-  ReferenceServer server(RunWithoutFlash(input));
-  simulation::Machine& machine = server.station.machine;
-  const std::uint8_t way = input.Byte();
-  Words words = {u"FS0:\\mfgtest.efi", simulation::Widen(std::to_string(server.run.test)), u"-fstation.cfg"};
-  if ((way & 1) == 0) words.push_back(u"-ffuzz.cfg");
-  if ((way & 2) != 0) words.push_back(u"-d0x1f");
-  if ((way & 4) != 0) words.push_back(u"--trace");
-  TakeWords(input, words);
-
-  const Bytes parameters = ParameterFile(server.station.library->parameters);
+void LeaveStation(ReferenceServer& server) {
   server.station.library.reset();
   server.station.shell.reset();
-  server.station.smbios_device.emplace(machine, server.station.smbios);
-  machine.console.keys.assign(600, u'\r');
-  simulation::ModernShell shell(machine);
+  if (!server.station.smbios_device)
+    server.station.smbios_device.emplace(server.station.machine, server.station.smbios);
+}
+
+void RunAndJudgeByLibrary(Input& input, ReferenceServer& server) {
+  const CommandWords words = TakeCommandLine(input, server.run.test);
+  const Bytes parameters = ParameterFile(server.station.library->parameters);
+  LeaveStation(server);
+  simulation::ModernShell shell(server.station.machine);
   shell.files = {{u"station.cfg", parameters}, {u"fuzz.cfg", input.Rest()}};
-  const std::size_t allocated = machine.memory.Outstanding();
-  {
-    const LoadedLibrary library(machine);
-    const Judge judge(server);
-    simulation::ForgetEarlierRun();
-    machine.console.written.clear();
-    const EFI_HANDLE image = machine.LoadImage();
-    const simulation::ImageEnd end = shell.Run(image, efi_main, simulation::CommandLine(words));
-    machine.UnloadImage(image);
-    if (end.status != EFI_SUCCESS) Fault("the module ended with an error");
-    CheckVerdict(machine);
-    judge.CheckWrites();
-  }
-  // The list of root bridges is the module's for good.
-  if (machine.memory.Outstanding() > allocated + 1 + KeptBlocks(server.run.test)) Fault("memory was not given back");
+  RunAndJudgeOn(shell, server.station.machine.LoadImage(), server, words);
+}
+
+void FuzzParameters(Input input) {
+  ReferenceServer server(ChooseRunWithoutFlash(input));
+  RunAndJudgeByLibrary(input, server);
+}
+
+// An EFI 1.x shell reads no files for a program: they come from its drive.
+void FuzzOldShell(Input input) {
+  ReferenceServer server(ChooseRunWithoutFlash(input));
+  const std::uint8_t way = input.Byte();
+  const CommandWords words = TakeCommandLine(input, server.run.test);
+  const Bytes parameters = ParameterFile(server.station.library->parameters);
+  LeaveStation(server);
+  simulation::Machine& machine = server.station.machine;
+  simulation::Volume volume(machine);
+  volume.files[u"station.cfg"].assign(parameters.begin(), parameters.end());
+  const Bytes rest = input.Rest();
+  volume.files[u"fuzz.cfg"].assign(rest.begin(), rest.end());
+  simulation::OldShell shell(machine);
+  shell.command_status = (way & 1) != 0 ? EFI_UNSUPPORTED : EFI_SUCCESS;
+  if ((way & 2) != 0) shell.upper_half_of_argc = 0;
+  RunAndJudgeOn(shell, machine.LoadImage(volume.handle, u"\\mfgtest.efi"), server, words);
 }
 
 }  // namespace fuzz

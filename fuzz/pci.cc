@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // PCI configuration space, and memory-mapped space behind the BARs.
+#include "fuzz/changes.h"
 #include "fuzz/targets.h"
-#include "fuzz/whole_run.h"
 #include "simulation/text.h"
 
 namespace fuzz {
@@ -43,8 +43,7 @@ void Apply(Input& input, simulation::RootBridge& bridge) {
 
 }  // namespace
 
-void FuzzPci(Input input) {
-  ReferenceServer server(ChooseRun(input, {33, 0, 28, 37}));
+void ChangePci(Input& input, HostileServer& server) {
   const std::uint8_t way = input.Byte();
   auto& parameters = server.station.library->parameters;
   if ((way & 1) != 0) parameters[u"1394_VENDOR_ID"] = u"0x" + simulation::Widen(std::to_string(input.Word()));
@@ -52,7 +51,8 @@ void FuzzPci(Input input) {
   if ((way & 4) != 0) server.station.machine.found_nowhere = simulation::kRootBridgeGuid;
   if ((way & 8) != 0) server.station.machine.handles.RefuseInterface(simulation::kRootBridgeGuid, EFI_ACCESS_DENIED);
   while (!input.Empty()) Apply(input, server.root_bridge);
-  RunAndJudge(server);
 }
+
+void FuzzPci(Input input) { RunChanged(input, {33, 0, 28, 37}, ChangePci); }
 
 }  // namespace fuzz

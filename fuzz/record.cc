@@ -3,6 +3,7 @@
 // reports, whatever characters it has. Each line has to be JSON in valid UTF-8.
 #include <nlohmann/json.hpp>
 
+#include "fuzz/driver.h"
 #include "fuzz/targets.h"
 #include "fuzz/whole_run.h"
 #include "platform/handles.h"
@@ -12,8 +13,6 @@
 #include "simulation/fault.h"
 #include "simulation/volume.h"
 #include "testlib/record/comparisons.h"
-
-extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace fuzz {
 namespace {
@@ -102,12 +101,10 @@ void FuzzRecord(Input input) {
   const simulation::SmbiosDevice smbios(machine, table);
   machine.variables.Add(u"SERIAL", input.Take(input.Byte()));
   volume.files[u"\\mfgtest.cfg"] = TakeParameters(input);
-  const EFI_HANDLE driver = machine.LoadImage(volume.handle, u"\\testlib.efi");
-  if (EFI_ERROR(machine.StartImage(driver, testlib_efi_main).status)) Fault("the test library did not start");
+  const Driver driver(machine, machine.LoadImage(volume.handle, u"\\testlib.efi"), testlib_efi_main);
+  if (!driver.IsLoaded()) Fault("the test library did not start");
   RunLine(machine, volume, input);
   CheckRecord(volume);
-  platform::LoadedImage(driver)->Unload(driver);
-  machine.UnloadImage(driver);
 }
 
 }  // namespace fuzz

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // The SMBIOS table and its entry point.
-#include "drivers/ipmi_kcs/discovery.h"
+#include "fuzz/changes.h"
 #include "fuzz/targets.h"
-#include "fuzz/whole_run.h"
 
 namespace fuzz {
 namespace {
@@ -27,8 +26,7 @@ enum SmbiosWay : std::uint8_t {
   kFalseCount = 8,
   kFalseTableLength = 16,
   kNoAddress = 32,
-  kManifold = 64,   // the table over and over
-  kByDriver = 128,  // not the module reads it but the KCS driver
+  kManifold = 64,  // the table over and over
 };
 
 // The structures that the bytes come to when every length and every string-set
@@ -72,9 +70,7 @@ void ShowEntryPoint(simulation::Machine& machine, const Placed& entry, bool in_s
 
 }  // namespace
 
-void FuzzSmbios(Input input) {
-  ReferenceServer server(
-      ChooseRun(input, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 20, 21, 22, 23, 24, 25, 29, 35, 36, 37, 40}));
+void ChangeSmbios(Input& input, HostileServer& server) {
   const std::uint8_t way = input.Byte();
   const std::uint16_t count = input.Word();
   const std::uint16_t length = input.Word();
@@ -87,18 +83,15 @@ void FuzzSmbios(Input input) {
   const bool truthful = (way & kTruthful) != 0;
   const SmbiosTable table =
       truthful ? SoundTable(content, copies) : Repeated(content, copies, server.station.smbios.count);
-  // The driver keeps to the length; of the BIOS structure that test 35 takes only
-  // the start has to lie within.
-  const bool bounded = (way & kByDriver) != 0;
   const bool sound_length = truthful || (way & kFalseTableLength) == 0;
-  const Placed memory(table.bytes, truthful || (bounded && sound_length) ? 0 : kReachOfTheWalk);
+  const Placed& memory = server.memory.emplace_back(table.bytes, truthful ? 0 : kReachOfTheWalk);
 
   Bytes entry(kEntryPointLength, static_cast<std::uint8_t>(place));
   std::copy_n("_SM_", 4, entry.begin());
   Put(entry, 0x16, sound_length ? table.bytes.size() : length, 2);
   Put(entry, 0x18, (way & kNoAddress) != 0 ? 0 : memory.Address(), 4);
   Put(entry, 0x1C, truthful || (way & kFalseCount) == 0 ? table.count : count, 2);
-  const Placed placed_entry(entry);
+  const Placed& placed_entry = server.memory.emplace_back(entry);
   ShowEntryPoint(server.station.machine, placed_entry, (way & kInSegment) != 0, place);
   server.station.smbios_device.emplace(
       server.station.machine, SmbiosTable(),
@@ -106,11 +99,11 @@ void FuzzSmbios(Input input) {
 
   server.station.library->answers.assign(600, u"");
   server.station.library->answers.insert(server.station.library->answers.end(), 2, u"S");
-  if ((way & kByDriver) == 0) return RunAndJudge(server);
-  server.station.Bind();
-  ipmi_kcs::Registers registers;
-  ipmi_kcs::ErrorText reason;
-  ipmi_kcs::FindRegisters(ipmi_kcs::SmbiosTable(), &registers, reason);
+}
+
+void FuzzSmbios(Input input) {
+  RunChanged(input, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 20, 21, 22, 23, 24, 25, 29, 35, 36, 37, 40},
+             ChangeSmbios);
 }
 
 }  // namespace fuzz

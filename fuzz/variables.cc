@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 // The firmware's variable store: names, sizes, data, and what it answers.
+#include "fuzz/changes.h"
 #include "fuzz/targets.h"
-#include "fuzz/whole_run.h"
 
 namespace fuzz {
 namespace {
@@ -56,8 +56,7 @@ void Apply(Input& input, std::vector<Variable>& variables) {
 
 }  // namespace
 
-void FuzzVariables(Input input) {
-  ReferenceServer server(ChooseRun(input, {4, 28, 31, 32, 33, 39, 0}));
+void ChangeVariables(Input& input, HostileServer& server) {
   const std::uint8_t way = input.Byte();
   auto& store = server.station.machine.variables;
   store.never_ends = (way & 1) != 0;
@@ -66,7 +65,8 @@ void FuzzVariables(Input input) {
   if ((way & 0x10) != 0) server.station.library->parameters[u"System_Serial_Number"] = u"env=" + TakeText(input, 8);
   if ((way & 0x20) != 0) server.station.library->parameters[u"NicMacAddress"] = u"3";
   while (!input.Empty() && !store.variables.empty()) Apply(input, store.variables);
-  RunAndJudge(server);
 }
+
+void FuzzVariables(Input input) { RunChanged(input, {4, 28, 31, 32, 33, 39, 0}, ChangeVariables); }
 
 }  // namespace fuzz

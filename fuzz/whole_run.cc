@@ -57,12 +57,33 @@ bool IsAllowed(std::string_view line) {
 
 }  // namespace
 
-const ReferenceRun& ChooseRun(Input& input, std::initializer_list<std::uint32_t> tests) {
-  std::vector<const ReferenceRun*> runs;
-  for (const ReferenceRun& run : simulation::ReferenceRuns()) {
-    if (std::ranges::find(tests, run.test) != tests.end()) runs.push_back(&run);
+std::uint32_t ChooseTest(Input& input, Tests tests) {
+  const std::uint8_t number = input.Byte();
+  return std::ranges::find(tests, number) != tests.end() ? number : tests[number % tests.size()];
+}
+
+const ReferenceRun& ChooseRun(Input& input, Tests tests, std::span<const ReferenceRun> runs) {
+  const std::uint32_t test = ChooseTest(input, tests);
+  std::vector<const ReferenceRun*> of_test;
+  for (const ReferenceRun& run : runs) {
+    if (run.test == test) of_test.push_back(&run);
   }
-  return *runs[input.Below(runs.size())];
+  return *of_test[input.Below(of_test.size())];
+}
+
+const ReferenceRun& ChooseRunWithoutFlash(Input& input) {
+  static std::vector<std::uint32_t> tests;
+  static const std::vector<ReferenceRun> runs = [] {
+    std::vector<ReferenceRun> all;
+    for (ReferenceRun run : simulation::ReferenceRuns()) {
+      if (run.test == 30) continue;
+      run.has_guid_store = true;
+      all.push_back(run);
+      if (tests.empty() || tests.back() != run.test) tests.push_back(run.test);
+    }
+    return all;
+  }();
+  return ChooseRun(input, tests, runs);
 }
 
 Placed::Placed(const Bytes& bytes, std::size_t zeros_behind)
@@ -130,6 +151,12 @@ void RunAndJudge(ReferenceServer& server) {
   const Judge judge(server);
   server.station.RunUnread(server.run.test);
   judge.AfterRun();
+}
+
+void RunChanged(Input& input, std::initializer_list<std::uint32_t> tests, Change change) {
+  HostileServer server(ChooseRun(input, Tests(tests.begin(), tests.size())));
+  change(input, server);
+  RunAndJudge(server);
 }
 
 }  // namespace fuzz
