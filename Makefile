@@ -79,9 +79,10 @@ coverage: setup-coverage build-coverage ## lines and branches that the host test
 mutation: setup-coverage build-plain ## which of SAMPLE small faults in the products the host tests notice
 	@python3 -B tools/mutate.py build/plain --sample $(SAMPLE) --seed $(SEED)
 
-faults: setup-test configure-host ## every call of the platform failing in turn, in every test; about a minute
-	@cmake --build build/host -j $(JOBS) --target fault_tests
-	@FAULTS=all build/host/fault_tests --gtest_brief=1
+faults: setup-test configure-host ## every call of the platform failing in turn, in every way; about 4 minutes on two cores
+	@cmake --build build/host -j $(JOBS) --target fault_tests replay_tests
+	@seq 0 $$(($(JOBS) - 1)) | xargs -P $(JOBS) -I PART sh -c 'export FAULTS=PART/$(JOBS); \
+	  build/host/fault_tests --gtest_brief=1 && build/host/replay_tests --gtest_brief=1 --gtest_filter=Dump.IsWhole*'
 
 bench: setup-bench build-image tools configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
 	@echo "==> Building the measured program"

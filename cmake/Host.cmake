@@ -179,6 +179,7 @@ target_link_libraries(replay_tests PRIVATE replay_machine host_dump)
 foreach(tests fault_tests start_tests)
   target_link_libraries(${tests} PRIVATE host_start)
 endforeach()
+target_link_libraries(fault_tests PRIVATE mfgline_records)
 
 add_test(NAME Layers.IncludeDownwardAndOnlyPlatformCallsFirmware
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/check_layers.py)

@@ -81,10 +81,10 @@ TEST(BuildGuid, NeedsAClock) {
     Station station;
     NetworkController network(station.machine, kServerMac);
     station.Bind();
-    station.machine.injection.failing = station.machine.injection.calls + failing;
+    station.machine.injection.failing[0].number = station.machine.injection.calls.size() + failing;
     mfgtest::RawGuid guid{};
     EXPECT_FALSE(mfgtest::BuildGuid(&guid));
-    EXPECT_EQ(station.machine.injection.failed, "GetTime");
+    EXPECT_EQ(Told(station.machine.injection), "GetTime (Device Error)");
     EXPECT_EQ(simulation::Readable(mfgtest::LastError()), R"(\u000AFailed to read the clock. Status=0x7)");
   }
 }
