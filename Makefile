@@ -29,7 +29,7 @@ SOURCES = $(shell find $(CODE) -name '*.cc' -o -name '*.h')
 HOST_ONLY = $(filter simulation/% replay/% mfgline/% qemu/bmc/% tests/% fuzz/% bench/%,$(filter %.cc,$(SOURCES)))
 PRODUCTS = $(filter-out $(HOST_ONLY),$(filter %.cc,$(SOURCES)))
 
-.PHONY: help run test efi image tools pictures coverage mutation faults bench fuzz campaign format lint setup clean \
+.PHONY: help run test efi image tools pictures coverage mutation faults memcheck bench fuzz campaign format lint setup clean \
         check-format check-images check-builds check-host check-firmware check-dump check-mfgline slow
 .NOTPARALLEL:
 
@@ -83,6 +83,16 @@ faults: setup-test configure-host ## every call of the platform failing in turn,
 	@cmake --build build/host -j $(JOBS) --target fault_tests replay_tests
 	@seq 0 $$(($(JOBS) - 1)) | xargs -P $(JOBS) -I PART sh -c 'export FAULTS=PART/$(JOBS); \
 	  build/host/fault_tests --gtest_brief=1 && build/host/replay_tests --gtest_brief=1 --gtest_filter=Dump.IsWhole*'
+
+MEMCHECK_RUNS := module_tests:ReferenceServer.* fault_tests:StartFaults.TheRecord* replay_tests:Dump.OfA*:Machines.* \
+                 driver_tests:SmbiosEntry.*:IpmiKcsDiscovery.*
+memcheck: setup-memcheck configure-plain ## whole runs under valgrind: nothing depends on memory that nobody wrote; 2 minutes
+	@cmake --build build/plain -j $(JOBS) --target module_tests fault_tests replay_tests driver_tests
+	@set -f; for run in $(MEMCHECK_RUNS); do \
+	  echo "==> $$run"; \
+	  valgrind --quiet --leak-check=no --error-exitcode=1 \
+	    build/plain/$${run%%:*} --gtest_brief=1 --gtest_filter="$${run#*:}" || exit 1; \
+	done
 
 bench: setup-bench build-image tools configure-bench ## instructions, waits and sizes against their targets, about 4 minutes
 	@echo "==> Building the measured program"
