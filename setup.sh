@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: BSD-2-Clause-Patent
 # Installs what a purpose needs and the machine lacks (Debian and descendants):
-#   setup.sh efi | run | tools | test | mfgline | coverage | bench | lint | fuzz | all
+#   setup.sh efi | run | tools | test | mfgline | coverage | memcheck | bench | lint | fuzz | all
 set -eu
 
 efi='g++ binutils cmake ninja-build make python3 gnu-efi'
@@ -13,6 +13,7 @@ test="$run $host $tools clang clang-format python3-junitparser"
 # A database server and a browser, for what mfgline says to them.
 mfgline="$tools postgresql chromium-headless-shell"
 coverage="$efi $host gcovr"
+memcheck="$efi $host valgrind"
 bench="$run $host $tools valgrind jq sqlite3"
 # clang-tidy parses every file as clang would build it, the host tests included.
 lint="$efi $host $tools clang clang-tidy cppcheck flake8"
@@ -25,12 +26,13 @@ case "${1:-all}" in
   test) packages=$test ;;
   mfgline) packages=$mfgline ;;
   coverage) packages=$coverage ;;
+  memcheck) packages=$memcheck ;;
   bench) packages=$bench ;;
   lint) packages=$lint ;;
   fuzz) packages=$fuzz ;;
-  all) packages="$test $mfgline $coverage $bench $lint $fuzz" ;;
+  all) packages="$test $mfgline $coverage $memcheck $bench $lint $fuzz" ;;
   *)
-    echo "usage: $0 [efi|run|tools|test|mfgline|coverage|bench|lint|fuzz|all]" >&2
+    echo "usage: $0 [efi|run|tools|test|mfgline|coverage|memcheck|bench|lint|fuzz|all]" >&2
     exit 2
     ;;
 esac

@@ -32,6 +32,9 @@ elseif(MFGTEST_FLAVOUR STREQUAL "fuzz")
   target_link_options(host_flags INTERFACE -fsanitize=address,undefined)
 else()
   target_compile_options(host_flags INTERFACE -O2)
+  # g++ 12 takes its own strings for overrun when it optimises what comes from a
+  # precompiled header.
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
 endif()
 # A million runs: the machine around the products is only to be quick.
 if(MFGTEST_FLAVOUR STREQUAL "campaign")
@@ -161,7 +164,7 @@ function(add_host_tests name)
   endif()
 endfunction()
 
-add_host_tests(module_tests simulation platform report module smbios scenarios)
+add_host_tests(module_tests platform report module smbios scenarios)
 add_host_tests(guid_tests guid net pci)
 add_host_tests(testlib_tests testlib)
 add_host_tests(ipmi_tests ipmi)
@@ -176,6 +179,7 @@ target_link_libraries(replay_tests PRIVATE replay_machine host_dump)
 foreach(tests fault_tests start_tests)
   target_link_libraries(${tests} PRIVATE host_start)
 endforeach()
+target_link_libraries(fault_tests PRIVATE mfgline_records)
 
 add_test(NAME Layers.IncludeDownwardAndOnlyPlatformCallsFirmware
   COMMAND python3 -B ${CMAKE_SOURCE_DIR}/tests/check_layers.py)

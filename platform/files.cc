@@ -26,9 +26,11 @@ EFI_STATUS ReadWhole(ReadPart read_part, std::span<std::uint8_t> buffer, std::si
   while (true) {
     std::uint8_t beyond = 0;
     const bool full = *size == buffer.size();
-    UINTN part = full ? 1 : buffer.size() - *size;
+    const UINTN room = full ? 1 : buffer.size() - *size;
+    UINTN part = room;
     const EFI_STATUS status = read_part(&part, full ? &beyond : &buffer[*size]);
     if (EFI_ERROR(status)) return status;
+    if (part > room) return EFI_COMPROMISED_DATA;
     if (part == 0) return EFI_SUCCESS;
     if (full) return EFI_BUFFER_TOO_SMALL;
     *size += part;
@@ -37,7 +39,7 @@ EFI_STATUS ReadWhole(ReadPart read_part, std::span<std::uint8_t> buffer, std::si
 
 EFI_STATUS ReadThroughShell(Shell* shell, const char16_t* path, std::span<std::uint8_t> buffer, std::size_t* size) {
   SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = shell->OpenFileByName(AsFirmwareText(path), &file, EFI_FILE_MODE_READ);
+  EFI_STATUS status = Given(shell->OpenFileByName(AsFirmwareText(path), &file, EFI_FILE_MODE_READ), &file);
   if (EFI_ERROR(status)) return status;
   EFI_FILE_INFO* const info = shell->GetFileInfo(file);
   const bool is_folder = info != nullptr && (info->Attribute & EFI_FILE_DIRECTORY) != 0;
@@ -63,9 +65,10 @@ EFI_STATUS OpenOnVolume(EFI_HANDLE device, const char16_t* path, std::uint64_t m
   // A drive that was pulled takes its file system off the handle.
   if (EFI_ERROR(HandleInterface(device, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NO_MEDIA;
   EFI_FILE* root = nullptr;
-  EFI_STATUS status = volume->OpenVolume(volume, &root);
+  EFI_STATUS status = Given(volume->OpenVolume(volume, &root), &root);
   if (EFI_ERROR(status)) return status;
   status = root->Open(root, file, AsFirmwareText(path), mode, attributes);
+  status = Given(status, file);
   root->Close(root);
   return status;
 }
@@ -182,7 +185,7 @@ EFI_STATUS WriteFile(EFI_HANDLE image, const char16_t* path, std::span<const std
   auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
   if (shell == nullptr) return WriteFileOnVolume(image, path, content);
   SHELL_FILE_HANDLE file = nullptr;
-  EFI_STATUS status = shell->OpenFileByName(AsFirmwareText(path), &file, kWrite);
+  EFI_STATUS status = Given(shell->OpenFileByName(AsFirmwareText(path), &file, kWrite), &file);
   if (EFI_ERROR(status)) return status;
   UINTN written = content.size();
   status = shell->WriteFile(file, &written, const_cast<std::uint8_t*>(content.data()));
@@ -195,7 +198,7 @@ EFI_STATUS MakeFolder(EFI_HANDLE image, const char16_t* path) {
   auto* const shell = FirstInterface<Shell>(kShellProtocolGuid);
   if (shell == nullptr) return MakeFolderOnVolume(image, path);
   SHELL_FILE_HANDLE folder = nullptr;
-  const EFI_STATUS status = shell->CreateFile(AsFirmwareText(path), EFI_FILE_DIRECTORY, &folder);
+  const EFI_STATUS status = Given(shell->CreateFile(AsFirmwareText(path), EFI_FILE_DIRECTORY, &folder), &folder);
   return EFI_ERROR(status) ? status : shell->CloseFile(folder);
 }
 

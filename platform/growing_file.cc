@@ -23,8 +23,9 @@ EFI_STATUS OpenThroughShell(const FilePlace& place, std::uint64_t mode, std::uin
   open.shell = FirstInterface<Shell>(kShellProtocolGuid);
   CHAR16* const path = AsFirmwareText(place.path.data());
   if (open.shell == nullptr) return EFI_UNSUPPORTED;
-  if (mode == kCreate) return open.shell->CreateFile(path, attributes, &open.shell_file);
-  return open.shell->OpenFileByName(path, &open.shell_file, mode);
+  const EFI_STATUS status = mode == kCreate ? open.shell->CreateFile(path, attributes, &open.shell_file)
+                                            : open.shell->OpenFileByName(path, &open.shell_file, mode);
+  return Given(status, &open.shell_file);
 }
 
 EFI_STATUS Open(const FilePlace& place, std::uint64_t mode, std::uint64_t attributes, OpenFile& open) {
@@ -33,9 +34,10 @@ EFI_STATUS Open(const FilePlace& place, std::uint64_t mode, std::uint64_t attrib
   // Also a volume that was pulled: its driver has left the handle.
   if (EFI_ERROR(HandleInterface(place.volume, kSimpleFileSystemProtocolGuid, &volume))) return EFI_NO_MEDIA;
   EFI_FILE* root = nullptr;
-  EFI_STATUS status = volume->OpenVolume(volume, &root);
+  EFI_STATUS status = Given(volume->OpenVolume(volume, &root), &root);
   if (EFI_ERROR(status)) return status;
   status = root->Open(root, &open.file, AsFirmwareText(place.path.data()), mode, attributes);
+  status = Given(status, &open.file);
   if (EFI_ERROR(status)) open.file = nullptr;
   root->Close(root);
   return status;

@@ -9,20 +9,11 @@ namespace {
 // Of a protocol that a system has once, or once for each shell.
 constexpr std::size_t kMostProviders = 64;
 
-EFI_STATUS LocateEveryHandle(HandleList* list) {
-  UINTN count = 0;
-  EFI_HANDLE* found = nullptr;
-  const EFI_STATUS status = BS->LocateHandleBuffer(AllHandles, nullptr, nullptr, &count, &found);
-  if (!EFI_ERROR(status)) list->handles = {found, count};
-  return status;
-}
-
 }  // namespace
 
 EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface) {
   *interface = nullptr;
-  const EFI_STATUS status = BS->HandleProtocol(handle, AsFirmwareGuid(protocol), interface);
-  return !EFI_ERROR(status) && *interface == nullptr ? EFI_UNSUPPORTED : status;
+  return Given(BS->HandleProtocol(handle, AsFirmwareGuid(protocol), interface), interface);
 }
 
 EFI_STATUS LocateOnlyHandle(const EFI_GUID& protocol, EFI_HANDLE* handle) {
@@ -34,25 +25,33 @@ EFI_STATUS LocateHandles(const EFI_GUID& protocol, std::span<EFI_HANDLE> handles
   return BS->LocateHandle(ByProtocol, AsFirmwareGuid(protocol), nullptr, &size, handles.data());
 }
 
+EFI_STATUS LocateHandlesInPool(const EFI_GUID* protocol, std::span<EFI_HANDLE>* handles) {
+  UINTN count = 0;
+  EFI_HANDLE* found = nullptr;
+  const EFI_STATUS status = BS->LocateHandleBuffer(protocol == nullptr ? AllHandles : ByProtocol,
+                                                   const_cast<EFI_GUID*>(protocol), nullptr, &count, &found);
+  *handles = {};
+  if (EFI_ERROR(status)) return status;
+  if (count > 0 && found == nullptr) return EFI_NOT_FOUND;
+  *handles = {found, count};
+  return status;
+}
+
 HandleList::~HandleList() {
   if (handles.data() != nullptr) ::FreePool(handles.data());
 }
 
 EFI_STATUS LocateAllHandles(const EFI_GUID& protocol, HandleList* list) {
-  UINTN count = 0;
-  EFI_HANDLE* found = nullptr;
-  const EFI_STATUS status = BS->LocateHandleBuffer(ByProtocol, AsFirmwareGuid(protocol), nullptr, &count, &found);
-  if (!EFI_ERROR(status)) list->handles = {found, count};
-  return status;
+  return LocateHandlesInPool(&protocol, &list->handles);
 }
 
 // A handle without a driver for it is no failure: most are none of a device.
 EFI_STATUS ConnectAllControllers(std::size_t* before, std::size_t* after) {
   HandleList all;
-  if (const EFI_STATUS status = LocateEveryHandle(&all); EFI_ERROR(status)) return status;
+  if (const EFI_STATUS status = LocateHandlesInPool(nullptr, &all.handles); EFI_ERROR(status)) return status;
   for (const EFI_HANDLE handle : all.handles) BS->ConnectController(handle, nullptr, nullptr, TRUE);
   HandleList now;
-  const EFI_STATUS status = LocateEveryHandle(&now);
+  const EFI_STATUS status = LocateHandlesInPool(nullptr, &now.handles);
   *before = all.handles.size();
   *after = now.handles.size();
   return status;
@@ -78,8 +77,10 @@ EFI_STATUS UninstallInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void*
 
 EFI_STATUS WatchProtocol(const EFI_GUID& protocol, EFI_EVENT_NOTIFY notify, ProtocolWatch* watch) {
   EFI_STATUS status = BS->CreateEvent(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, notify, nullptr, &watch->event);
+  status = Given(status, &watch->event);
   if (EFI_ERROR(status)) return status;
   status = BS->RegisterProtocolNotify(AsFirmwareGuid(protocol), watch->event, &watch->registration);
+  status = Given(status, &watch->registration);
   if (EFI_ERROR(status)) EndWatch(watch);
   return status;
 }

@@ -8,6 +8,16 @@
 
 namespace platform {
 
+// The status of a service that was to give something. Some firmware calls it a
+// success to give nothing.
+inline EFI_STATUS Given(EFI_STATUS status, void* const* what) {
+  return !EFI_ERROR(status) && *what == nullptr ? EFI_UNSUPPORTED : status;
+}
+template <class Interface>
+EFI_STATUS Given(EFI_STATUS status, Interface* const* what) {
+  return Given(status, reinterpret_cast<void* const*>(what));
+}
+
 // The interface of a protocol on a handle (boot service HandleProtocol). A
 // protocol that was installed without one gives EFI_UNSUPPORTED.
 [[nodiscard]] EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface);
@@ -24,6 +34,10 @@ EFI_STATUS HandleInterface(EFI_HANDLE handle, const EFI_GUID& protocol, Interfac
 // All handles that carry the protocol. More of them than `handles` has room
 // for give EFI_BUFFER_TOO_SMALL.
 [[nodiscard]] EFI_STATUS LocateHandles(const EFI_GUID& protocol, std::span<EFI_HANDLE> handles);
+
+// All handles that carry the protocol, or all there are for null, in a block of
+// the pool. None on failure.
+[[nodiscard]] EFI_STATUS LocateHandlesInPool(const EFI_GUID* protocol, std::span<EFI_HANDLE>* handles);
 
 // Handles in a block of the pool, which is released when the list goes out of
 // scope.

@@ -84,7 +84,8 @@ EFI_STATUS LoadImageFile(EFI_HANDLE parent, const char16_t* path, EFI_HANDLE* im
   }
   const PoolBuffer file = FileDevicePath(device, path);
   if (file.data == nullptr) return EFI_OUT_OF_RESOURCES;
-  const EFI_STATUS status = BS->LoadImage(FALSE, parent, static_cast<EFI_DEVICE_PATH*>(file.data), nullptr, 0, image);
+  EFI_STATUS status = BS->LoadImage(FALSE, parent, static_cast<EFI_DEVICE_PATH*>(file.data), nullptr, 0, image);
+  status = Given(status, image);
   if (!EFI_ERROR(status)) return status;
   if (*image != nullptr) UnloadImage(*image);
   *image = nullptr;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/pci_root_bridge.h"
 
+#include "platform/handles.h"
 #include "platform/image.h"
 
 namespace platform {
@@ -16,13 +17,7 @@ constexpr EFI_GUID kPciRootBridgeIoProtocolGuid = {
 
 EFI_STATUS LocatePciRootBridges(std::span<EFI_HANDLE>* handles) {
   if (handles->data() != nullptr) ::FreePool(handles->data());
-  *handles = {};
-  UINTN count = 0;
-  EFI_HANDLE* found = nullptr;
-  const EFI_STATUS status =
-      BS->LocateHandleBuffer(ByProtocol, AsFirmwareGuid(kPciRootBridgeIoProtocolGuid), nullptr, &count, &found);
-  if (!EFI_ERROR(status)) *handles = {found, count};
-  return status;
+  return LocateHandlesInPool(&kPciRootBridgeIoProtocolGuid, handles);
 }
 
 EFI_STATUS OpenPciRootBridge(EFI_HANDLE handle, PciRootBridge** bridge) {

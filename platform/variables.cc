@@ -1,21 +1,20 @@
 // SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "platform/variables.h"
 
-#include <algorithm>
-
 namespace platform {
 
 bool NextVariable(VariableCursor& cursor) {
   UINTN size = VariableCursor::kNameBytes;
-  return !EFI_ERROR(RT->GetNextVariableName(&size, AsFirmwareText(cursor.name.data()), &cursor.vendor));
+  const EFI_STATUS status = RT->GetNextVariableName(&size, AsFirmwareText(cursor.name.data()), &cursor.vendor);
+  return !EFI_ERROR(status) && size <= VariableCursor::kNameBytes;
 }
 
 EFI_STATUS ReadVariableInto(const char16_t* name, const EFI_GUID& vendor, std::span<std::uint8_t> data,
                             std::size_t* size) {
   UINTN length = data.size();
-  const EFI_STATUS status =
-      RT->GetVariable(AsFirmwareText(name), AsFirmwareGuid(vendor), nullptr, &length, data.data());
-  *size = EFI_ERROR(status) ? 0 : std::min(length, data.size());
+  EFI_STATUS status = RT->GetVariable(AsFirmwareText(name), AsFirmwareGuid(vendor), nullptr, &length, data.data());
+  if (!EFI_ERROR(status) && length > data.size()) status = EFI_COMPROMISED_DATA;
+  *size = EFI_ERROR(status) ? 0 : length;
   return status;
 }
 
@@ -36,7 +35,8 @@ PoolBuffer ReadVariable(const char16_t* name, const EFI_GUID& vendor) {
     void* const data = ::AllocatePool(capacity);
     if (data == nullptr) break;
     const EFI_STATUS status = RT->GetVariable(AsFirmwareText(name), AsFirmwareGuid(vendor), nullptr, &size, data);
-    if (!EFI_ERROR(status)) return {data, std::min(size, capacity)};
+    // More than there was room for is nothing that can be trusted.
+    if (!EFI_ERROR(status) && size <= capacity) return {data, size};
     ::FreePool(data);
     if (status != EFI_BUFFER_TOO_SMALL) break;
   }

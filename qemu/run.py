@@ -11,6 +11,7 @@ import shlex
 import shutil
 import sys
 
+import test_table
 from demonstration_server import CONFIGURATION, SERVERS, UNATTENDED, WRITING_LINE, trusted, unit_files
 from machine import BOOTS, EXAMPLE_SERVER, PLAIN, RECORDS, SECURE, BootFailed, boot, smbios_options
 from session import RECORDED, SUMMARY
@@ -25,8 +26,6 @@ SHOW_VERDICT = f'echo "{VERDICT}%MfgVerdict% %lasterror%>>"'
 PROMPT = "FS0:\\> "
 
 _PLAIN = re.compile(r"[\w.,:=/\\-]+")
-# Tests that talk to a management controller; the demonstration server has one.
-_IPMI_TESTS = {"0", "34", "38", "39", "41", "42", "43"}
 # Options that show something and run no test.
 _SHOWING = {"-h", "--help", "-l", "--list", "-n", "--show", "--summary"}
 _SERVERS_BY_LINE = {"1": "healthy", "faulty": "faulty", "write": "healthy"}
@@ -127,7 +126,7 @@ def main():
         run, begin = run_writing_line, PROMPT + WRITING_LINE[-1]
     elif options.line:
         run, begin = run_line, BOOTS
-    elif options.test in _IPMI_TESTS:
+    elif options.test in map(str, test_table.IPMI):
         run, begin = run_ipmi_test, PROMPT + "load testlib.efi"
     else:
         run, begin = run_test, BEGIN

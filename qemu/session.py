@@ -15,6 +15,14 @@ _BEGIN = "<<begin {}>>"
 _END = re.compile(r"<<end (\d+) verdict=(\w*)>>")
 _RESULT = re.compile(r'RESULT test (\d+|-) "(.*)": (\w+), (\d+) errors?, ([0-9.]+) s(?:, .*)?')
 
+
+def totals(verdicts, not_run=0):
+    """What the last line of a line run says of these verdicts."""
+    words = ((PASS, "passed"), (FAIL, "failed"), (ERROR, "errors"), (SKIP, "skipped"))
+    counted = [f"{verdicts.count(verdict)} {word}" for (verdict,), word in words]
+    return ", ".join(counted + ([f"{not_run} not run"] if not_run else []))
+
+
 # The last line of a line run.
 SUMMARY = re.compile(r"SUMMARY .*: (?P<verdict>PASS|FAIL|ERROR)")
 

@@ -89,12 +89,17 @@ struct Value {
   }
 };
 
-json Parse(const fs::path& file, const Bytes& bytes) {
+// What the file that is written last says by not being whole.
+constexpr const char* kNotFinished =
+    ". It is written last, so the dump is not finished: the drive was full or pulled, or the power went. Start dump.efi"
+    " on that machine once more, and wait for its last line.";
+
+json Parse(const fs::path& file, const Bytes& bytes, const char* hint = "") {
   try {
     return json::parse(bytes);
   } catch (const json::parse_error& fault) {
     throw BadInput(file.string() + ": no JSON from offset " +
-                   Hexadecimal(fault.byte - std::min<std::size_t>(fault.byte, 1)) + " on");
+                   Hexadecimal(fault.byte - std::min<std::size_t>(fault.byte, 1)) + " on" + hint);
   }
 }
 
@@ -320,9 +325,9 @@ MachineData ReadDump(const fs::path& folder_path) {
     throw BadInput(folder_path.string() + ": expected a folder that dump.efi wrote");
   }
   if (!fs::exists(path, error)) {
-    throw BadInput(path.string() + ": there is no such file. It is written last: the dump broke off, or this is none");
+    throw BadInput(path.string() + ": there is no such file" + kNotFinished + " Or this is no dump's folder.");
   }
-  const json document = Parse(path, ReadBytes(path));
+  const json document = Parse(path, ReadBytes(path), kNotFinished);
   Folder folder{folder_path, {&document, path.string() + ": "}};
   if (folder.index["format"].Text() != kFormat) folder.index["format"].Refuse(std::string("\"") + kFormat + "\"");
   if (folder.index["version"].Number(kAnyAddress) != kVersion) {

@@ -18,7 +18,7 @@ static_assert(kNamesEverySlot<kOutputNames, offsetof(SIMPLE_TEXT_OUTPUT_INTERFAC
 static_assert(kNamesEverySlot<kInputNames, offsetof(SIMPLE_INPUT_INTERFACE, WaitForKey)>);
 
 EFI_STATUS EFIAPI OutputString(SIMPLE_TEXT_OUTPUT_INTERFACE*, CHAR16* text) {
-  if (Fails("OutputString")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("OutputString", kOfDevices)) return failure;
   Console& console = Machine::Current().console;
   console.written += AsText(text);
   if (console.on_write) console.on_write(AsText(text));
@@ -26,13 +26,13 @@ EFI_STATUS EFIAPI OutputString(SIMPLE_TEXT_OUTPUT_INTERFACE*, CHAR16* text) {
 }
 
 EFI_STATUS EFIAPI SetAttribute(SIMPLE_TEXT_OUTPUT_INTERFACE* output, UINTN attribute) {
-  if (Fails("SetAttribute")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("SetAttribute", kOfDevices)) return failure;
   output->Mode->Attribute = static_cast<INT32>(attribute);
   return EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI ReadKeyStroke(SIMPLE_INPUT_INTERFACE*, EFI_INPUT_KEY* key) {
-  if (Fails("ReadKeyStroke")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("ReadKeyStroke", kOfDevices)) return failure;
   auto& keys = Machine::Current().console.keys;
   if (keys.empty()) return EFI_NOT_READY;
   constexpr char16_t kEscape = 0x1B;

@@ -30,7 +30,8 @@ FirmwareIpmiDevice::~FirmwareIpmiDevice() {
 }
 
 EFI_STATUS FirmwareIpmiDevice::Submit(const IpmiRequest& request, std::uint8_t* response, std::uint32_t* size) {
-  if (Fails("SubmitCommand")) return EFI_DEVICE_ERROR;
+  const Failure failure = Fails("SubmitCommand", {EFI_DEVICE_ERROR, EFI_NOT_READY, EFI_ABORTED, kTooMuch});
+  if (failure) return failure.GiveSize(size);
   IpmiAnswer answer = controller_.Answer(request);
   if (answer.manner == Manner::kSilence) return EFI_TIMEOUT;
   if (answer.manner != Manner::kGiven) return EFI_DEVICE_ERROR;

@@ -77,6 +77,8 @@ static_assert(kNamesEverySlot<kRuntimeServiceNames, sizeof(EFI_RUNTIME_SERVICES)
 
 using Service = ProtocolCall::Service;
 
+constexpr Ways kOfInterfaces = {EFI_UNSUPPORTED, EFI_ACCESS_DENIED, kNothing};
+
 HandleDatabase& Handles() { return Machine::Current().handles; }
 Memory& Pool() { return Machine::Current().memory; }
 VariableStore& Variables() { return Machine::Current().variables; }
@@ -86,14 +88,17 @@ void Note(Service service, const EFI_GUID* protocol) {
 }
 
 EFI_STATUS EFIAPI AllocatePages(EFI_ALLOCATE_TYPE type, EFI_MEMORY_TYPE, UINTN count, EFI_PHYSICAL_ADDRESS* address) {
-  return Fails("AllocatePages") ? EFI_OUT_OF_RESOURCES : Pool().AllocatePages(type, count, address);
+  const Failure failure = Fails("AllocatePages", {EFI_OUT_OF_RESOURCES});
+  return failure ? failure : Pool().AllocatePages(type, count, address);
 }
 
 EFI_STATUS EFIAPI FreePages(EFI_PHYSICAL_ADDRESS address, UINTN count) { return Pool().FreePages(address, count); }
 
 // Entries are longer than their fields, as on real firmware.
 EFI_STATUS EFIAPI GetMemoryMap(UINTN* size, EFI_MEMORY_DESCRIPTOR* map, UINTN*, UINTN* entry_size, UINT32*) {
-  if (Fails("GetMemoryMap")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("GetMemoryMap", {EFI_DEVICE_ERROR, EFI_BUFFER_TOO_SMALL, kTooMuch})) {
+    return failure.GiveSize(size);
+  }
   Machine& machine = Machine::Current();
   if (map != nullptr && machine.memory_map_growths-- > 0) machine.memory_map.insert(machine.memory_map.begin(), 20, {});
   *entry_size = sizeof(EFI_MEMORY_DESCRIPTOR) + 8;
@@ -109,19 +114,22 @@ EFI_STATUS EFIAPI GetMemoryMap(UINTN* size, EFI_MEMORY_DESCRIPTOR* map, UINTN*, 
 }
 
 EFI_STATUS EFIAPI AllocatePool(EFI_MEMORY_TYPE, UINTN size, void** block) {
-  return Fails("AllocatePool", Widen(std::to_string(size))) ? EFI_OUT_OF_RESOURCES : Pool().AllocatePool(size, block);
+  const Failure failure = Fails("AllocatePool", Widen(std::to_string(size)), {EFI_OUT_OF_RESOURCES, kNothing});
+  return failure ? failure.Give(block) : Pool().AllocatePool(size, block);
 }
 
 EFI_STATUS EFIAPI FreePool(void* block) { return Pool().FreePool(block); }
 
 EFI_STATUS EFIAPI CreateEvent(UINT32 type, EFI_TPL, EFI_EVENT_NOTIFY notify, void* context, EFI_EVENT* event) {
-  return Fails("CreateEvent") ? EFI_OUT_OF_RESOURCES : Handles().CreateEvent(type, notify, context, event);
+  const Failure failure = Fails("CreateEvent", {EFI_OUT_OF_RESOURCES, kNothing});
+  return failure ? failure.Give(event) : Handles().CreateEvent(type, notify, context, event);
 }
 
 EFI_STATUS EFIAPI CloseEvent(EFI_EVENT event) { return Handles().CloseEvent(event); }
 
 // The only event to wait for is a key.
 EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
+  if (const Failure failure = Fails("WaitForEvent", {EFI_UNSUPPORTED, EFI_INVALID_PARAMETER})) return failure;
   const Console& console = Machine::Current().console;
   if (console.keys.empty() && console.on_wait) console.on_wait();
   if (count != 1 || *events != console.input.WaitForKey || console.keys.empty()) {
@@ -133,19 +141,19 @@ EFI_STATUS EFIAPI WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* index) {
 
 EFI_STATUS EFIAPI InstallProtocolInterface(EFI_HANDLE* handle, EFI_GUID* protocol, EFI_INTERFACE_TYPE,
                                            void* interface) {
-  if (Fails("InstallProtocolInterface", *protocol)) return EFI_OUT_OF_RESOURCES;
+  if (const Failure failure = Fails("InstallProtocolInterface", *protocol, {EFI_OUT_OF_RESOURCES})) return failure;
   return Handles().Install(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI UninstallProtocolInterface(EFI_HANDLE handle, EFI_GUID* protocol, void* interface) {
-  if (Fails("UninstallProtocolInterface", *protocol)) return EFI_ACCESS_DENIED;
+  if (const Failure failure = Fails("UninstallProtocolInterface", *protocol, {EFI_ACCESS_DENIED})) return failure;
   return Handles().Uninstall(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE* handle, ...) {
   __builtin_ms_va_list arguments;
   __builtin_ms_va_start(arguments, handle);
-  EFI_STATUS status = Fails("InstallMultipleProtocolInterfaces") ? EFI_OUT_OF_RESOURCES : EFI_SUCCESS;
+  EFI_STATUS status = Fails("InstallMultipleProtocolInterfaces", {EFI_OUT_OF_RESOURCES});
   while (!EFI_ERROR(status)) {
     const auto* const protocol = __builtin_va_arg(arguments, const EFI_GUID*);
     if (protocol == nullptr) break;
@@ -158,7 +166,7 @@ EFI_STATUS EFIAPI InstallMultipleProtocolInterfaces(EFI_HANDLE* handle, ...) {
 EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, ...) {
   __builtin_ms_va_list arguments;
   __builtin_ms_va_start(arguments, handle);
-  EFI_STATUS status = Fails("UninstallMultipleProtocolInterfaces") ? EFI_ACCESS_DENIED : EFI_SUCCESS;
+  EFI_STATUS status = Fails("UninstallMultipleProtocolInterfaces", {EFI_ACCESS_DENIED});
   while (!EFI_ERROR(status)) {
     const auto* const protocol = __builtin_va_arg(arguments, const EFI_GUID*);
     if (protocol == nullptr) break;
@@ -170,20 +178,20 @@ EFI_STATUS EFIAPI UninstallMultipleProtocolInterfaces(EFI_HANDLE handle, ...) {
 
 EFI_STATUS EFIAPI HandleProtocol(EFI_HANDLE handle, EFI_GUID* protocol, void** interface) {
   Note(Service::kHandleProtocol, protocol);
-  if (Fails("HandleProtocol", *protocol)) return EFI_UNSUPPORTED;
+  if (const Failure failure = Fails("HandleProtocol", *protocol, kOfInterfaces)) return failure.Give(interface);
   return Handles().Interface(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI OpenProtocol(EFI_HANDLE handle, EFI_GUID* protocol, void** interface, EFI_HANDLE, EFI_HANDLE,
                                UINT32 attributes) {
   if (attributes != EFI_OPEN_PROTOCOL_GET_PROTOCOL) Fault("OpenProtocol for more than getting the interface");
-  if (Fails("OpenProtocol", *protocol)) return EFI_UNSUPPORTED;
+  if (const Failure failure = Fails("OpenProtocol", *protocol, kOfInterfaces)) return failure.Give(interface);
   return Handles().Interface(handle, *protocol, interface);
 }
 
 EFI_STATUS EFIAPI RegisterProtocolNotify(EFI_GUID* protocol, EFI_EVENT event, void** registration) {
-  if (Fails("RegisterProtocolNotify", *protocol)) return EFI_OUT_OF_RESOURCES;
-  return Handles().Register(*protocol, event, registration);
+  const Failure failure = Fails("RegisterProtocolNotify", *protocol, {EFI_OUT_OF_RESOURCES, kNothing});
+  return failure ? failure.Give(registration) : Handles().Register(*protocol, event, registration);
 }
 
 std::vector<EFI_HANDLE> Search(EFI_LOCATE_SEARCH_TYPE type, const EFI_GUID* protocol) {
@@ -203,7 +211,10 @@ EFI_STATUS LocateNotified(void* registration, UINTN* size, EFI_HANDLE* buffer) {
 EFI_STATUS EFIAPI LocateHandle(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void* key, UINTN* size,
                                EFI_HANDLE* buffer) {
   Note(Service::kLocateHandle, protocol);
-  if (Fails("LocateHandle", protocol == nullptr ? EFI_GUID{} : *protocol)) return EFI_NOT_FOUND;
+  const EFI_GUID wanted = protocol == nullptr ? EFI_GUID{} : *protocol;
+  if (const Failure failure = Fails("LocateHandle", wanted, {EFI_NOT_FOUND, EFI_NOT_READY, kTooMuch})) {
+    return failure.GiveSize(size);
+  }
   if (type == ByRegisterNotify) return LocateNotified(key, size, buffer);
   const std::vector<EFI_HANDLE> found = Search(type, protocol);
   if (found.empty()) return EFI_NOT_FOUND;
@@ -217,7 +228,11 @@ EFI_STATUS EFIAPI LocateHandle(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, 
 
 EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* protocol, void*, UINTN* count,
                                      EFI_HANDLE** buffer) {
-  if (Fails("LocateHandleBuffer", protocol == nullptr ? EFI_GUID{} : *protocol)) return EFI_OUT_OF_RESOURCES;
+  const EFI_GUID wanted = protocol == nullptr ? EFI_GUID{} : *protocol;
+  if (const Failure failure = Fails("LocateHandleBuffer", wanted, {EFI_OUT_OF_RESOURCES, EFI_NOT_FOUND, kNothing})) {
+    *count = 1;
+    return failure.Give(buffer);
+  }
   const Machine& machine = Machine::Current();
   if (protocol != nullptr && machine.before_search) machine.before_search(*protocol);
   if (protocol != nullptr && SameGuid(*protocol, machine.found_nowhere)) {
@@ -236,14 +251,16 @@ EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE type, EFI_GUID* prot
 }
 
 EFI_STATUS EFIAPI LocateProtocol(EFI_GUID* protocol, void*, void** interface) {
-  if (Fails("LocateProtocol", *protocol)) return EFI_NOT_FOUND;
+  if (const Failure failure = Fails("LocateProtocol", *protocol, {EFI_NOT_FOUND, kNothing})) {
+    return failure.Give(interface);
+  }
   const std::vector<EFI_HANDLE> found = Handles().Handles(protocol);
   return found.empty() ? EFI_NOT_FOUND : Handles().Interface(found.front(), *protocol, interface);
 }
 
 EFI_STATUS EFIAPI ConnectController(EFI_HANDLE handle, EFI_HANDLE* drivers, EFI_DEVICE_PATH* rest, BOOLEAN recursive) {
   if (drivers != nullptr || rest != nullptr || !recursive) Fault("ConnectController for less than everything");
-  if (Fails("ConnectController")) return EFI_NOT_FOUND;
+  if (const Failure failure = Fails("ConnectController", {EFI_NOT_FOUND})) return failure;
   Machine::Current().is_connected = true;
   if (Machine::Current().on_connect) Machine::Current().on_connect(handle);
   return EFI_NOT_FOUND;
@@ -251,12 +268,13 @@ EFI_STATUS EFIAPI ConnectController(EFI_HANDLE handle, EFI_HANDLE* drivers, EFI_
 
 EFI_STATUS EFIAPI InstallConfigurationTable(EFI_GUID* guid, void* table) {
   Machine::Current().NoteWrite("InstallConfigurationTable");
-  if (Fails("InstallConfigurationTable", *guid)) return EFI_OUT_OF_RESOURCES;
+  if (const Failure failure = Fails("InstallConfigurationTable", *guid, {EFI_OUT_OF_RESOURCES})) return failure;
   return Machine::Current().InstallConfigurationTable(*guid, table);
 }
 
 EFI_STATUS EFIAPI Exit(EFI_HANDLE image, EFI_STATUS status, UINTN data_size, CHAR16* data) {
   if (data_size != 0 || data != nullptr) Fault("Exit with exit data");
+  if (const Failure failure = Fails("Exit", {EFI_INVALID_PARAMETER})) return failure;
   throw ImageExit{image, status};
 }
 
@@ -275,15 +293,17 @@ std::u16string FileIn(EFI_DEVICE_PATH* path) {
 EFI_STATUS EFIAPI LoadImage(BOOLEAN, EFI_HANDLE parent, EFI_DEVICE_PATH* path, void* source, UINTN, EFI_HANDLE* image) {
   if (source != nullptr) Fault("LoadImage from memory");
   const std::u16string file = FileIn(path);
-  return Fails("LoadImage", file) ? EFI_DEVICE_ERROR : Machine::Current().LoadProgram(parent, file, image);
+  const Failure failure = Fails("LoadImage", file, {EFI_DEVICE_ERROR, EFI_LOAD_ERROR, EFI_MEDIA_CHANGED, kNothing});
+  return failure ? failure.Give(image) : Machine::Current().LoadProgram(parent, file, image);
 }
 
 EFI_STATUS EFIAPI StartImage(EFI_HANDLE image, UINTN*, CHAR16**) {
-  if (!Fails("StartImage")) return Machine::Current().StartProgram(image);
-  return EFI_SECURITY_VIOLATION;
+  const Failure failure = Fails("StartImage", {EFI_SECURITY_VIOLATION, EFI_INVALID_PARAMETER});
+  return failure ? failure : Machine::Current().StartProgram(image);
 }
 
 EFI_STATUS EFIAPI UnloadImage(EFI_HANDLE image) {
+  if (const Failure failure = Fails("UnloadImage", {EFI_UNSUPPORTED})) return failure;
   constexpr EFI_GUID kLoadedImageGuid = LOADED_IMAGE_PROTOCOL;
   void* loaded = nullptr;
   if (EFI_ERROR(Handles().Interface(image, kLoadedImageGuid, &loaded))) return EFI_INVALID_PARAMETER;
@@ -294,39 +314,46 @@ EFI_STATUS EFIAPI UnloadImage(EFI_HANDLE image) {
 }
 
 EFI_STATUS EFIAPI SetWatchdogTimer(UINTN seconds, UINT64, UINTN, CHAR16*) {
-  if (Fails("SetWatchdogTimer")) return EFI_UNSUPPORTED;
+  if (const Failure failure = Fails("SetWatchdogTimer", {EFI_UNSUPPORTED, EFI_DEVICE_ERROR})) return failure;
   Machine::Current().watchdog_seconds = seconds;
   return EFI_SUCCESS;
 }
 
-EFI_STATUS EFIAPI ResetSystem(EFI_RESET_TYPE type, EFI_STATUS, UINTN, CHAR16*) { throw MachineReset{type}; }
+// Some firmware comes back from it.
+EFI_STATUS EFIAPI ResetSystem(EFI_RESET_TYPE type, EFI_STATUS, UINTN, CHAR16*) {
+  if (const Failure failure = Fails("ResetSystem", {EFI_UNSUPPORTED})) return failure;
+  throw MachineReset{type};
+}
 
 EFI_STATUS EFIAPI Stall(UINTN microseconds) {
   Machine& machine = Machine::Current();
+  --machine.steps;  // how long a run waits is judged by the time
+  if (const Failure failure = Fails("Stall", {EFI_UNSUPPORTED})) return failure;
   machine.stalled_microseconds += microseconds;
   if (microseconds <= machine.longest_real_stall) std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   return EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI GetTime(EFI_TIME* time, EFI_TIME_CAPABILITIES*) {
-  if (Fails("GetTime")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("GetTime", {EFI_DEVICE_ERROR, EFI_UNSUPPORTED})) return failure;
   *time = Machine::Current().time;
   return EFI_SUCCESS;
 }
 
 EFI_STATUS EFIAPI GetVariable(CHAR16* name, EFI_GUID* vendor, UINT32* attributes, UINTN* size, void* data) {
-  if (Fails("GetVariable", AsText(name))) return EFI_DEVICE_ERROR;
+  const Failure failure = Fails("GetVariable", AsText(name), {EFI_DEVICE_ERROR, EFI_SECURITY_VIOLATION, kTooMuch});
+  if (failure) return failure.GiveSize(size);
   return Variables().Get(name, *vendor, attributes, size, data);
 }
 
 EFI_STATUS EFIAPI GetNextVariableName(UINTN* size, CHAR16* name, EFI_GUID* vendor) {
-  if (Fails("GetNextVariableName")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("GetNextVariableName", {EFI_DEVICE_ERROR, kTooMuch})) return failure.GiveSize(size);
   return Variables().Next(size, name, vendor);
 }
 
 EFI_STATUS EFIAPI SetVariable(CHAR16* name, EFI_GUID* vendor, UINT32 attributes, UINTN size, void* data) {
   Machine::Current().NoteWrite("SetVariable");
-  if (Fails("SetVariable", AsText(name))) return EFI_OUT_OF_RESOURCES;
+  if (const Failure failure = Fails("SetVariable", AsText(name), kOfSettings)) return failure;
   return Variables().Set(name, *vendor, attributes, size, data);
 }
 

@@ -75,8 +75,8 @@ void Flash::Serve(std::uint8_t* page) {
   machine_.NoteWrite(is_erase ? "flash erase" : "flash write");
   requests.emplace_back(page, page + EFI_PAGE_SIZE);
   if (Field<std::uint32_t>(page, 0) != Address()) return Fault("a request for another flash block");
-  std::uint64_t status = is_erase ? erase_status : write_status;
-  if (Fails(is_erase ? "flash erase" : "flash write")) status = EFI_DEVICE_ERROR;
+  const Failure failure = Fails(is_erase ? "flash erase" : "flash write", kOfSettings);
+  const std::uint64_t status = failure ? failure.way : is_erase ? erase_status : write_status;
   if (status == 0 && is_erase) {
     Program(0, std::vector<std::uint8_t>(kBlockBytes, 0xFF));
   } else if (status == 0) {

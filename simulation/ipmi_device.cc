@@ -54,7 +54,7 @@ EFI_STATUS IpmiDevice::Send(const IpmiRequest& request) {
   constexpr std::uint8_t kWriteFruData = 0x12;
   if (request.net_function == kStorage && request.command == kWriteFruData) machine_.NoteWrite("Write FRU Data");
   answer_.reset();
-  if (Fails("SendIpmiRequest")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("SendIpmiRequest", kOfDevices)) return failure;
   answer_ = controller_.Answer(request);
   if (answer_->manner == Manner::kRefusal || answer_->manner == Manner::kHangUp) {
     answer_.reset();
@@ -67,8 +67,9 @@ EFI_STATUS IpmiDevice::Receive(std::uint8_t* completion_code, std::uint8_t* resp
   if (!answer_) Fault("a response was asked for without a request");
   capacities.push_back(*length);
   IpmiAnswer answer = *std::exchange(answer_, std::nullopt);
-  if (Fails("ReceiveIpmiResponse")) return EFI_DEVICE_ERROR;
-  if (Fails("IPMI command")) answer = {.completion_code = kUnspecified};
+  const Failure failure = Fails("ReceiveIpmiResponse", {EFI_DEVICE_ERROR, EFI_NOT_READY, EFI_ABORTED, kTooMuch});
+  if (failure) return failure.GiveSize(length);
+  if (Fails("IPMI command", {EFI_DEVICE_ERROR})) answer = {.completion_code = kUnspecified};
   if (answer.manner == Manner::kSilence) return EFI_TIMEOUT;
   *completion_code = answer.completion_code;
   std::copy_n(answer.data.begin(), std::min<std::size_t>(*length, answer.data.size()), response);

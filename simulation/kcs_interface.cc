@@ -109,7 +109,7 @@ void KcsInterface::GiveNext() {
     return Give(response_[given_++]);
   }
   state_ = State::kIdle;
-  phase_ = Phase::kNothing;
+  phase_ = Phase::kNoRequest;
   if (!omits_last_byte) Give(0);
 }
 

@@ -41,7 +41,7 @@ class KcsInterface : public PortDevice {
 
  private:
   enum class State : std::uint8_t { kIdle, kRead, kWrite, kError };
-  enum class Phase { kNothing, kRequest, kLastByte, kResponse, kAbort };
+  enum class Phase { kNoRequest, kRequest, kLastByte, kResponse, kAbort };
 
   std::uint8_t Read(std::uint16_t offset) override;
   void Write(std::uint16_t offset, std::uint8_t value) override;
@@ -54,7 +54,7 @@ class KcsInterface : public PortDevice {
   Controller controller_;
   std::uint16_t status_offset_;
   State state_ = State::kIdle;
-  Phase phase_ = Phase::kNothing;
+  Phase phase_ = Phase::kNoRequest;
   std::uint8_t output_ = 0;
   bool output_full_ = false;
   int busy_ = 0;

@@ -20,7 +20,7 @@ void CheckArguments(std::uint32_t index, const void* reserved) {
 EFI_STATUS EFIAPI WriteGuid(ManufacturingInterface* self, std::uint32_t index, std::uint8_t* guid, void* reserved) {
   CheckArguments(index, reserved);
   Machine::Current().NoteWrite("WriteGuid");
-  if (Fails("WriteGuid")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("WriteGuid", kOfSettings)) return failure;
   auto& store = *static_cast<GuidStore*>(self);
   if (!EFI_ERROR(store.write_status)) std::copy_n(guid, store.guid.size(), store.guid.begin());
   return store.write_status;
@@ -28,7 +28,7 @@ EFI_STATUS EFIAPI WriteGuid(ManufacturingInterface* self, std::uint32_t index, s
 
 EFI_STATUS EFIAPI ReadGuid(ManufacturingInterface* self, std::uint32_t index, std::uint8_t* guid, void* reserved) {
   CheckArguments(index, reserved);
-  if (Fails("ReadGuid")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("ReadGuid", kOfDevices)) return failure;
   const auto& store = *static_cast<const GuidStore*>(self);
   if (!EFI_ERROR(store.read_status)) std::ranges::copy(store.guid, guid);
   return store.read_status;

@@ -12,6 +12,12 @@
 
 #include "simulation/fault.h"
 
+#if __has_include(<valgrind/memcheck.h>)
+#include <valgrind/memcheck.h>
+#else
+#define VALGRIND_MAKE_MEM_UNDEFINED(block, size) static_cast<void>(0)
+#endif
+
 namespace simulation {
 namespace {
 
@@ -95,6 +101,8 @@ EFI_STATUS Memory::AllocatePool(UINTN size, void** block) {
     pool_.emplace(*block, Block{size});
   }
   std::memset(*block, kFresh, size);
+  // The pattern is not what anybody may count on.
+  VALGRIND_MAKE_MEM_UNDEFINED(*block, size);
   return EFI_SUCCESS;
 }
 

@@ -67,14 +67,14 @@ std::list<OpenFile> open_files;
 std::map<std::u16string, std::u16string> given_values;
 
 EFI_STATUS EFIAPI Execute(EFI_HANDLE*, CHAR16* line, CHAR16**, EFI_STATUS* status) {
-  if (Fails("Shell Execute")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell Execute", kOfDevices)) return failure;
   current->commands.push_back(AsText(line));
   if (status != nullptr) *status = EFI_SUCCESS;
   return EFI_SUCCESS;
 }
 
 const CHAR16* EFIAPI GetEnv(const CHAR16* name) {
-  if (Fails("Shell GetEnv", AsText(name))) return nullptr;
+  if (Fails("Shell GetEnv", AsText(name), {kNothing})) return nullptr;
   const Variable* const variable = Machine::Current().variables.Find(AsText(name), kShellVariableGuid);
   if (variable == nullptr) return nullptr;
   std::u16string& value = given_values[AsText(name)];
@@ -84,7 +84,7 @@ const CHAR16* EFIAPI GetEnv(const CHAR16* name) {
 }
 
 EFI_STATUS EFIAPI SetEnv(const CHAR16* name, const CHAR16* value, BOOLEAN is_volatile) {
-  if (Fails("Shell SetEnv", AsText(name))) return EFI_OUT_OF_RESOURCES;
+  if (const Failure failure = Fails("Shell SetEnv", AsText(name), kOfSettings)) return failure;
   const std::vector<std::uint8_t> data = TextData(AsText(value));
   const UINT32 attributes = EFI_VARIABLE_BOOTSERVICE_ACCESS | (is_volatile ? 0 : EFI_VARIABLE_NON_VOLATILE);
   return Machine::Current().variables.Set(name, kShellVariableGuid, attributes, data.size(), data.data());
@@ -99,7 +99,7 @@ OpenFile* Opened(SHELL_FILE_HANDLE handle) {
 
 EFI_STATUS EFIAPI OpenFileByName(const CHAR16* name, SHELL_FILE_HANDLE* handle, UINT64 mode) {
   if ((mode & EFI_FILE_MODE_CREATE) != 0) Fault("a file was made where one is opened");
-  if (Fails("Shell OpenFileByName", AsText(name))) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell OpenFileByName", AsText(name), kOfFiles)) return failure.Give(handle);
   const auto found = current->files.find(AsText(name));
   if (found == current->files.end()) return EFI_NOT_FOUND;
   *handle = &open_files.emplace_back(OpenFile{&found->second});
@@ -107,7 +107,7 @@ EFI_STATUS EFIAPI OpenFileByName(const CHAR16* name, SHELL_FILE_HANDLE* handle, 
 }
 
 EFI_STATUS EFIAPI CreateFile(const CHAR16* name, UINT64 attributes, SHELL_FILE_HANDLE* handle) {
-  if (Fails("Shell CreateFile", AsText(name))) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell CreateFile", AsText(name), kOfFiles)) return failure.Give(handle);
   if (attributes != 0) return EFI_UNSUPPORTED;
   *handle = &open_files.emplace_back(OpenFile{&current->files[AsText(name)]});
   return EFI_SUCCESS;
@@ -116,13 +116,13 @@ EFI_STATUS EFIAPI CreateFile(const CHAR16* name, UINT64 attributes, SHELL_FILE_H
 EFI_STATUS EFIAPI CloseFile(SHELL_FILE_HANDLE handle) {
   if (Opened(handle) == nullptr) return EFI_INVALID_PARAMETER;
   open_files.remove_if([&](const OpenFile& file) { return &file == handle; });
-  return EFI_SUCCESS;
+  return Fails("Shell CloseFile", kOfDrives);
 }
 
 EFI_STATUS EFIAPI ReadFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) {
   OpenFile* const file = Opened(handle);
   if (file == nullptr) return EFI_INVALID_PARAMETER;
-  if (Fails("Shell ReadFile")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell ReadFile", kOfReads)) return failure.GiveSize(size);
   *size = std::min(*size, file->content->size() - file->position);
   std::copy_n(file->content->data() + file->position, *size, static_cast<std::uint8_t*>(buffer));
   file->position += *size;
@@ -132,7 +132,7 @@ EFI_STATUS EFIAPI ReadFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) 
 EFI_STATUS EFIAPI WriteFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer) {
   OpenFile* const file = Opened(handle);
   if (file == nullptr) return EFI_INVALID_PARAMETER;
-  if (Fails("Shell WriteFile")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell WriteFile", kOfDriveWrites)) return failure;
   file->content->resize(std::max(file->content->size(), file->position + *size));
   std::copy_n(static_cast<const std::uint8_t*>(buffer), *size, file->content->data() + file->position);
   file->position += *size;
@@ -142,7 +142,7 @@ EFI_STATUS EFIAPI WriteFile(SHELL_FILE_HANDLE handle, UINTN* size, void* buffer)
 EFI_STATUS EFIAPI SetFilePosition(SHELL_FILE_HANDLE handle, UINT64 position) {
   OpenFile* const file = Opened(handle);
   if (file == nullptr) return EFI_INVALID_PARAMETER;
-  if (Fails("Shell SetFilePosition")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell SetFilePosition", kOfDrives)) return failure;
   if (position > file->content->size()) Fault("a position behind the end");
   file->position = position;
   return EFI_SUCCESS;
@@ -150,13 +150,13 @@ EFI_STATUS EFIAPI SetFilePosition(SHELL_FILE_HANDLE handle, UINT64 position) {
 
 EFI_STATUS EFIAPI FlushFile(SHELL_FILE_HANDLE handle) {
   if (Opened(handle) == nullptr) return EFI_INVALID_PARAMETER;
-  return Fails("Shell FlushFile") ? EFI_DEVICE_ERROR : EFI_SUCCESS;
+  return Fails("Shell FlushFile", kOfDriveWrites);
 }
 
 EFI_STATUS EFIAPI GetFileSize(SHELL_FILE_HANDLE handle, UINT64* size) {
   const OpenFile* const file = Opened(handle);
   if (file == nullptr) return EFI_INVALID_PARAMETER;
-  if (Fails("Shell GetFileSize")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("Shell GetFileSize", kOfDrives)) return failure;
   *size = file->content->size();
   return EFI_SUCCESS;
 }
@@ -164,7 +164,7 @@ EFI_STATUS EFIAPI GetFileSize(SHELL_FILE_HANDLE handle, UINT64* size) {
 // The caller gives the block back to the pool.
 EFI_FILE_INFO* EFIAPI GetFileInfo(SHELL_FILE_HANDLE handle) {
   const OpenFile* const file = Opened(handle);
-  if (file == nullptr || Fails("Shell GetFileInfo")) return nullptr;
+  if (file == nullptr || Fails("Shell GetFileInfo", {kNothing})) return nullptr;
   void* block = nullptr;
   Machine::Current().memory.AllocatePool(sizeof(EFI_FILE_INFO), &block);
   auto* const info = new (block) EFI_FILE_INFO{};

@@ -19,7 +19,7 @@ static_assert(
     kNamesEverySlot<kNames, offsetof(EFI_SIMPLE_NETWORK, WaitForPacket) - offsetof(EFI_SIMPLE_NETWORK, Start)>);
 
 EFI_STATUS EFIAPI Start(EFI_SIMPLE_NETWORK* self) {
-  if (Fails("SimpleNetwork Start")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("SimpleNetwork Start", kOfDevices)) return failure;
   auto& controller = *static_cast<NetworkController*>(self);
   if (controller.mode.State != EfiSimpleNetworkStopped) return EFI_ALREADY_STARTED;
   if (!EFI_ERROR(controller.start_status)) controller.mode.State = EfiSimpleNetworkStarted;

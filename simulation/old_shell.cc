@@ -19,7 +19,7 @@ OldShell* current = nullptr;
 
 EFI_STATUS EFIAPI Execute(EFI_HANDLE* parent, const char16_t* line, BOOLEAN debug_output) {
   Machine::Current().NoteWrite("ShellEnvironment Execute");
-  if (Fails("ShellEnvironment Execute")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("ShellEnvironment Execute", kOfDevices)) return failure;
   current->commands.push_back({*parent, line, debug_output != FALSE});
   return current->command_status;
 }

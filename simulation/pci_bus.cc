@@ -22,7 +22,7 @@ EFI_STATUS EFIAPI ReadMemory(EFI_PCI_ROOT_BRIDGE_IO_PROTOCOL* self, EFI_PCI_ROOT
                              UINT64 address, UINTN count, void* buffer) {
   auto& bridge = *static_cast<RootBridge*>(self);
   bridge.memory_reads.push_back(address);
-  if (Fails("PciRootBridge Mem.Read")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("PciRootBridge Mem.Read", kOfDevices)) return failure;
   auto* const bytes = static_cast<std::uint8_t*>(buffer);
   for (UINTN i = 0; i < count << width; ++i) {
     const auto found = bridge.memory.find(address + i);
@@ -38,7 +38,7 @@ EFI_STATUS EFIAPI ReadConfiguration(EFI_PCI_ROOT_BRIDGE_IO_PROTOCOL* self, EFI_P
     Fault("a read of something else than a header");
   auto& bridge = *static_cast<RootBridge*>(self);
   bridge.configuration_reads.emplace_back(address, count);
-  if (Fails("PciRootBridge Pci.Read")) return EFI_DEVICE_ERROR;
+  if (const Failure failure = Fails("PciRootBridge Pci.Read", kOfDevices)) return failure;
   const auto found = bridge.headers.find(address);
   auto* const words = static_cast<std::uint32_t*>(buffer);
   if (found == bridge.headers.end()) {

@@ -47,7 +47,8 @@ TestLibraryStatus EFIAPI Initialize(TestDescriptor* descriptor) {
   if (descriptor->Argc <= kMostArguments) {
     current->arguments.assign(descriptor->Argv, descriptor->Argv + descriptor->Argc);
   }
-  const TestLibraryStatus status = Fails("Initialize") ? kRefused : current->initialize_status;
+  const Failure failure = Fails("Initialize", {kRefused, kNoSuchParameter});
+  const TestLibraryStatus status = failure ? failure.way : current->initialize_status;
   if (status == kTestLibrarySuccess) descriptor->SelectedTest = current->selected_test;
   Record({.operation = Operation::kInitialize, .number = current->selected_test, .status = status});
   return status;
@@ -57,7 +58,8 @@ void EFIAPI Delay(std::uint32_t milliseconds) { Record({.operation = Operation::
 
 // What the library answers before it looks at the value.
 TestLibraryStatus ParameterStatus(const std::u16string& name) {
-  if (Fails("parameter", name)) return kNoSuchParameter;
+  const Failure failure = Fails("parameter", name, {kNoSuchParameter, kTestLibraryBufferTooSmall, kRefused});
+  if (failure) return failure.way;
   const auto status = current->parameter_statuses.find(name);
   if (status != current->parameter_statuses.end()) return status->second;
   return current->parameters.contains(name) ? kTestLibrarySuccess : kNoSuchParameter;
@@ -123,7 +125,7 @@ void EFIAPI Prompt(const char16_t* text) { Record({.operation = Operation::kProm
 
 void EFIAPI ReadInput(char16_t* answer, UINTN maximum, UINTN flags) {
   Call& call = Record({.operation = Operation::kReadInput, .number = maximum, .flags = flags});
-  if (Fails("ReadInput")) return;
+  if (Fails("ReadInput", {EFI_ABORTED})) return;
   if (current->answers.empty()) {
     Fault("ReadInput, and no answer is left");
   } else {

@@ -22,6 +22,18 @@ struct Volume {
     Volume* volume;
     std::string* content = nullptr;  // null for a folder
     std::size_t position = 0;
+
+    // How much of it the volume has room for.
+    std::size_t Put(std::string_view bytes) {
+      std::size_t& room = volume->behaviour.room;
+      const std::size_t size_before = content->size();
+      bytes = bytes.substr(0, size_before - position + std::min(room, bytes.size()));
+      content->resize(std::max(size_before, position + bytes.size()));
+      room -= content->size() - size_before;
+      content->replace(position, bytes.size(), bytes);
+      position += bytes.size();
+      return bytes.size();
+    }
   };
 
   explicit Volume(Machine& on) : machine(on), handle(machine.handles.Install(kGuid, &protocol)) {
@@ -89,6 +101,7 @@ struct Volume {
   }
   static EFI_STATUS EFIAPI OpenVolume(EFI_FILE_IO_INTERFACE* protocol, EFI_FILE** root) {
     auto* const volume = reinterpret_cast<Volume*>(protocol);
+    if (const Failure failure = Fails("OpenVolume", kOfFiles)) return failure.Give(root);
     if (EFI_ERROR(volume->behaviour.open_status)) return volume->behaviour.open_status;
     ++volume->open_files;
     *root = &volume->root.protocol;
@@ -99,7 +112,7 @@ struct Volume {
     volume.opened.emplace_back(AsText(name));
     // A folder may be named with a backslash at its end.
     if (std::u16string& path = volume.opened.back(); path.size() > 1 && path.back() == u'\\') path.pop_back();
-    if (Fails("Open", volume.opened.back())) return EFI_DEVICE_ERROR;
+    if (const Failure failure = Fails("Open", volume.opened.back(), kOfFiles)) return failure.Give(file);
     if (mode != EFI_FILE_MODE_READ && EFI_ERROR(volume.behaviour.write_status)) return volume.behaviour.write_status;
     if ((mode & EFI_FILE_MODE_CREATE) != 0 && !volume.Create(attributes)) return EFI_NOT_FOUND;
     const auto found = volume.files.find(volume.opened.back());
@@ -112,10 +125,11 @@ struct Volume {
   }
   static EFI_STATUS EFIAPI Close(EFI_FILE* file) {
     --reinterpret_cast<File*>(file)->volume->open_files;
-    return EFI_SUCCESS;
+    return Fails("Close", kOfDrives);
   }
   static EFI_STATUS EFIAPI Read(EFI_FILE* protocol, UINTN* size, void* to) {
     File& file = *reinterpret_cast<File*>(protocol);
+    if (const Failure failure = Fails("Read", kOfReads)) return failure.GiveSize(size);
     if (file.position >= file.volume->behaviour.damaged_from) return EFI_DEVICE_ERROR;
     *size = std::min({*size, file.volume->behaviour.portion, file.content->size() - file.position});
     std::memcpy(to, file.content->data() + file.position, *size);
@@ -124,21 +138,17 @@ struct Volume {
   }
   static EFI_STATUS EFIAPI Write(EFI_FILE* protocol, UINTN* size, void* from) {
     File& file = *reinterpret_cast<File*>(protocol);
-    if (Fails("Write")) return EFI_DEVICE_ERROR;
-    std::size_t& room = file.volume->behaviour.room;
-    const std::size_t size_before = file.content->size();
-    const std::size_t fits = size_before - file.position + std::min(room, *size);
-    const bool is_full = fits < *size;
-    *size = std::min(fits, *size);
-    file.content->resize(std::max(size_before, file.position + *size));
-    room -= file.content->size() - size_before;
-    std::memcpy(file.content->data() + file.position, from, *size);
-    file.position += *size;
-    return is_full ? EFI_VOLUME_FULL : EFI_SUCCESS;
+    if (const Failure failure = Fails("Write", kOfDriveWrites)) return failure;
+    const std::string_view content(static_cast<const char*>(from), *size);
+    const std::size_t half = content.size() / 2;
+    *size = file.Put(content.substr(0, half));
+    if (const Failure failure = Fails("Write, half done", kOfDriveWrites)) return failure;
+    *size += file.Put(content.substr(half));
+    return *size < content.size() ? EFI_VOLUME_FULL : EFI_SUCCESS;
   }
   static EFI_STATUS EFIAPI SetPosition(EFI_FILE* protocol, UINT64 position) {
     File& file = *reinterpret_cast<File*>(protocol);
-    if (Fails("SetPosition")) return EFI_DEVICE_ERROR;
+    if (const Failure failure = Fails("SetPosition", kOfDrives)) return failure;
     if (position > file.content->size()) Fault("a position behind the end");
     file.position = position;
     return EFI_SUCCESS;
@@ -147,17 +157,17 @@ struct Volume {
   static EFI_STATUS EFIAPI SetInfo(EFI_FILE* protocol, EFI_GUID*, UINTN size, void* from) {
     const auto& info = *static_cast<EFI_FILE_INFO*>(from);
     File& file = *reinterpret_cast<File*>(protocol);
-    if (Fails("SetInfo")) return EFI_DEVICE_ERROR;
+    if (const Failure failure = Fails("SetInfo", kOfDriveWrites)) return failure;
     if (size != info.Size || info.FileSize > file.content->size()) Fault("a file was not only cut");
     if (file.volume->behaviour.room != SIZE_MAX) file.volume->behaviour.room += file.content->size() - info.FileSize;
     file.content->resize(info.FileSize);
     return EFI_SUCCESS;
   }
-  static EFI_STATUS EFIAPI Flush(EFI_FILE*) { return Fails("Flush") ? EFI_DEVICE_ERROR : EFI_SUCCESS; }
+  static EFI_STATUS EFIAPI Flush(EFI_FILE*) { return Fails("Flush", kOfDriveWrites); }
   static EFI_STATUS EFIAPI Delete(EFI_FILE* protocol) {
     File& file = *reinterpret_cast<File*>(protocol);
-    Close(protocol);
-    if (Fails("Delete")) return EFI_WARN_DELETE_FAILURE;
+    --file.volume->open_files;
+    if (const Failure failure = Fails("Delete", {EFI_WARN_DELETE_FAILURE})) return failure;
     std::erase_if(file.volume->files, [&](const auto& one) { return &one.second == file.content; });
     return EFI_SUCCESS;
   }
@@ -165,6 +175,7 @@ struct Volume {
     static constexpr EFI_GUID kFileInfo = EFI_FILE_INFO_ID;
     const File& file = *reinterpret_cast<File*>(protocol);
     const Volume& volume = *file.volume;
+    if (const Failure failure = Fails("GetInfo", kOfReads)) return failure.GiveSize(size);
     if (EFI_ERROR(volume.behaviour.info_status)) return volume.behaviour.info_status;
     if (!SameGuid(*kind, kFileInfo) || *size < sizeof(EFI_FILE_INFO)) return EFI_BUFFER_TOO_SMALL;
     EFI_FILE_INFO info{};

@@ -18,6 +18,12 @@ inline Lines Only(std::initializer_list<std::string_view> operations, Lines line
   return lines;
 }
 
+// What the module says, as a line of its own.
+inline std::string Log(const std::string& text) { return "LogMessage \"" + text + "\""; }
+inline std::string Error(unsigned code, const std::string& text) {
+  return "ReportError " + std::to_string(code) + " \"" + text + "\"";
+}
+
 inline Lines Errors(Lines lines) { return Only({"ReportError"}, std::move(lines)); }
 
 inline Lines Joined(std::initializer_list<Lines> parts) {

@@ -17,6 +17,7 @@
 #include "simulation/modern_shell.h"
 #include "simulation/smbios_table.h"
 #include "simulation/text.h"
+#include "tests/drivers/loaded_driver.h"
 #include "tests/faults_fail_tests.h"
 
 extern "C" EFI_STATUS ipmi_kcs_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
@@ -49,37 +50,18 @@ const Bytes kDeviceId{0x1C, 0x01, 0x00, 0x20, 0x01, 0x82, 0x45, 0x51, 0xBF, 0, 0
 // A machine with a shell, and the driver on it once it is loaded.
 struct Station {
   ~Station() {
-    if (driver != nullptr) Unload();
+    driver.reset();
     EXPECT_TRUE(machine.handles.Handles(&kIpmiTransportProtocolGuid).empty());
   }
 
-  EFI_STATUS Load(std::u16string load_options = u"") {
+  EFI_STATUS Load(const std::u16string& load_options = u"") {
     machine.console.written.clear();
-    const EFI_HANDLE image = machine.LoadImage();
-    LoadedImage(image)->LoadOptions = load_options.data();
-    LoadedImage(image)->LoadOptionsSize = static_cast<UINT32>(load_options.size() * sizeof(char16_t));
-    const EFI_STATUS status = machine.StartImage(image, ipmi_kcs_efi_main).status;
-    if (EFI_ERROR(status)) {
-      machine.UnloadImage(image);
-    } else {
-      driver = image;
-      transport = platform::FirstInterface<IpmiTransport>(kIpmiTransportProtocolGuid);
-    }
-    return status;
+    driver.emplace(machine, ipmi_kcs_efi_main, load_options);
+    transport = platform::FirstInterface<IpmiTransport>(kIpmiTransportProtocolGuid);
+    return driver->status;
   }
 
-  void Unload() {
-    EXPECT_EQ(LoadedImage(driver)->Unload(driver), EFI_SUCCESS);
-    machine.UnloadImage(driver);
-    driver = nullptr;
-  }
-
-  EFI_LOADED_IMAGE* LoadedImage(EFI_HANDLE image) const {
-    constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
-    void* loaded = nullptr;
-    machine.handles.Interface(image, kLoadedImage, &loaded);
-    return static_cast<EFI_LOADED_IMAGE*>(loaded);
-  }
+  void Unload() { EXPECT_EQ(driver->Unload(), EFI_SUCCESS); }
 
   bool Shows(std::u16string_view text) const { return machine.console.written.find(text) != std::u16string::npos; }
 
@@ -96,7 +78,7 @@ struct Station {
 
   simulation::Machine machine;
   simulation::ModernShell shell{machine};
-  EFI_HANDLE driver = nullptr;
+  std::optional<LoadedDriver> driver;
   IpmiTransport* transport = nullptr;
 
   std::uint64_t network_function = 0;
@@ -108,6 +90,7 @@ struct Station {
 };
 
 TEST(IpmiKcs, FindsTheController) {
+  const Bytes none;
   const struct {
     std::uint16_t port;
     std::uint8_t spacing;
@@ -124,17 +107,11 @@ TEST(IpmiKcs, FindsTheController) {
       {0xCA2, 1, KcsAt(0xCA5, 0x00), u"", u"", EFI_NO_RESPONSE,
        u"ERROR: ipmi_kcs is not loaded: no management controller answers at I/O 0xca4, spacing 1 (No Response).\r\n"},
       {0xCA2, 4, KcsAt(0xCA3, 0x00), u"", u"", EFI_NO_RESPONSE, u"at I/O 0xca2, spacing 1 ("},
-      {0xCA2,
-       1,
-       {},
-       u"",
-       u"",
-       EFI_NOT_FOUND,
+      {0xCA2, 1, none, u"", u"", EFI_NOT_FOUND,
        u"no management controller (type 38).\r\nWhere you know the address: set -v IpmiKcsOptions \"io=0xca2\""},
-      {0xCA2, 1, {}, u"", u"io=0xca2", EFI_SUCCESS, u"at I/O 0xca2, spacing 1:"},
+      {0xCA2, 1, none, u"", u"io=0xca2", EFI_SUCCESS, u"at I/O 0xca2, spacing 1:"},
       {0xCA2, 4, KcsAt(0x5001, 0), u"--io 0xCA2 --spacing 4", u"io=1", EFI_SUCCESS, u"at I/O 0xca2, spacing 4:"},
-      {0xCA2, 1, {}, u"io=0xca2", u"", EFI_SUCCESS, u"at I/O 0xca2, spacing 1:"},
-      {0xCA2, 1, {}, u"fs0:\\ipmi_kcs.efi --io=3234", u"", EFI_SUCCESS, u"at I/O 0xca2, spacing 1:"},
+      {0xCA2, 1, none, u"fs0:\\ipmi_kcs.efi --io=3234", u"", EFI_SUCCESS, u"at I/O 0xca2, spacing 1:"},
       // An EFI 1.x shell: the program, then the folder.
       {0xCA2, 1, KcsAt(0xCA3, 0), {u"fs0:\\ipmi_kcs.efi\0fs0:\\", 23}, u"", EFI_SUCCESS, u"at I/O 0xca2"},
       {0xCA2, 1, KcsAt(0xCA3, 0), u"--bogus", u"", EFI_INVALID_PARAMETER, u"not loaded: unknown option --bogus."},
@@ -160,10 +137,9 @@ TEST(IpmiKcs, StaysOutOfTheWay) {
   KcsInterface kcs(0xCA2, Echo);
   ASSERT_EQ(station.Load(u"--io 0xca2"), EFI_SUCCESS);
   EXPECT_TRUE(station.Shows(u"not ready yet (completion code 0x00)."));
-  const EFI_HANDLE first = station.driver;
-  EXPECT_EQ(station.Load(u"--io 0xca2"), EFI_ALREADY_STARTED);
+  EXPECT_EQ(LoadedDriver(station.machine, ipmi_kcs_efi_main, u"--io 0xca2").status, EFI_ALREADY_STARTED);
   EXPECT_TRUE(station.Shows(u"the IPMI transport is offered already"));
-  EXPECT_EQ(station.machine.handles.Handles(&kIpmiTransportProtocolGuid), std::vector{first});
+  EXPECT_EQ(station.machine.handles.Handles(&kIpmiTransportProtocolGuid), std::vector{station.driver->image});
 }
 
 // Registers in memory that answer nothing.

@@ -12,7 +12,11 @@ inline EFI_LOADED_IMAGE* LoadedImageOf(const simulation::Machine& machine, EFI_H
 }
 
 struct LoadedDriver {
-  LoadedDriver(simulation::Machine& on, simulation::ImageEntry entry) : machine(on), image(on.LoadImage()) {
+  LoadedDriver(simulation::Machine& on, simulation::ImageEntry entry, std::u16string options = {})
+      : machine(on), image(on.LoadImage()) {
+    EFI_LOADED_IMAGE* const loaded = LoadedImageOf(machine, image);
+    loaded->LoadOptions = options.data();
+    loaded->LoadOptionsSize = static_cast<UINT32>(options.size() * sizeof(char16_t));
     status = machine.StartImage(image, entry).status;
     if (EFI_ERROR(status)) machine.UnloadImage(image);
   }

@@ -131,50 +131,30 @@ TEST(SmbiosEntry, KeepsWhatFitsAndTellsTheRest) {
   short_one.bytes.insert(short_one.bytes.end(), {17, 3, 0, 0, 0, 0});
   auto open = endless;
   open.bytes.insert(open.bytes.end(), {17, 4, 0, 0, 'x', 'y', 'z'});
+  const std::string bridged = "SMBIOS 3.2 64-bit entry point offered as a 32-bit one";
+  const std::string damaged = bridged + ", 0 structures left out, table damaged";
   const struct {
     SmbiosTable table;
-    std::optional<std::uint32_t> maximum;
     std::size_t structures;
     std::size_t type4;
-    const char16_t* shows;
-    const char* record = "SMBIOS 3.2 64-bit entry point offered as a 32-bit one";
+    std::u16string shows;
+    std::string record;
+    std::optional<std::uint32_t> maximum{};
   } cases[] = {
-      {end(start), {}, 4, 0, u"SMBIOS 3.2: 4 structures of "},
+      {end(start), 4, 0, u"SMBIOS 3.2: 4 structures of ", bridged},
       // The firmware tells of more room than the table takes.
-      {end(start).Add(4, 0, Bytes(4)), {}, 4, 0, u"4 structures of "},
-      {end(Filler(start, 4, 251, 1)), {}, 255, 251, u"255 structures of "},
-      {end(Filler(start, 4, 252, 1)),
-       {},
-       255,
-       251,
+      {end(start).Add(4, 0, Bytes(4)), 4, 0, u"4 structures of ", bridged},
+      {end(Filler(start, 4, 251, 1)), 255, 251, u"255 structures of ", bridged},
+      {end(Filler(start, 4, 252, 1)), 255, 251,
        u"\r\n1 structures do not fit a 32-bit entry point and are left out, of the types 4\r\n",
-       "SMBIOS 3.2 64-bit entry point offered as a 32-bit one, 1 structures left out"},
-      {end(Filler(Filler(start, 4, 3, 30'000), 9, 2, 10'000)),
-       {},
-       6,
-       2,
+       bridged + ", 1 structures left out"},
+      {end(Filler(Filler(start, 4, 3, 30'000), 9, 2, 10'000)), 6, 2,
        u"\r\n3 structures do not fit a 32-bit entry point and are left out, of the types 4, 9\r\n",
-       "SMBIOS 3.2 64-bit entry point offered as a 32-bit one, 3 structures left out"},
-      {endless,
-       {},
-       2,
-       0,
-       u"it breaks off at byte 60 of at most 60.",
-       "SMBIOS 3.2 64-bit entry point offered as a 32-bit one, 0 structures left out, table damaged"},
-      {short_one,
-       {},
-       2,
-       0,
-       u"it breaks off at byte 60 of at most 66.",
-       "SMBIOS 3.2 64-bit entry point offered as a 32-bit one, 0 structures left out, table damaged"},
-      {open,
-       {},
-       2,
-       0,
-       u"it breaks off at byte 60 of at most 67.",
-       "SMBIOS 3.2 64-bit entry point offered as a 32-bit one, 0 structures left out, table damaged"},
-      {end(start), 60, 2, 0, u"it breaks off at byte 46 of at most 60.",
-       "SMBIOS 3.2 64-bit entry point offered as a 32-bit one, 0 structures left out, table damaged"},
+       bridged + ", 3 structures left out"},
+      {endless, 2, 0, u"it breaks off at byte 60 of at most 60.", damaged},
+      {short_one, 2, 0, u"it breaks off at byte 60 of at most 66.", damaged},
+      {open, 2, 0, u"it breaks off at byte 60 of at most 67.", damaged},
+      {end(start), 2, 0, u"it breaks off at byte 46 of at most 60.", damaged, 60},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
@@ -222,22 +202,19 @@ TEST(SmbiosEntry, PutsBackWhatItReplaced) {
 TEST(SmbiosEntry, LeavesWorkingFirmwareAlone) {
   using Entry = simulation::SmbiosPlacement::Entry;
   const auto table = SmbiosTable().Add(1, 0, Bytes(23)).Add(127, 1, {});
+  using simulation::AcpiTables;
+  constexpr auto kAcpi10 = AcpiTables::Listing::kAcpi10;
+  const char16_t* const nothing = u"smbios_entry has nothing to do here";
   const struct {
     simulation::SmbiosPlacement placement;
-    simulation::AcpiTables acpi;
-    EFI_STATUS status;
+    AcpiTables acpi;
+    EFI_STATUS status = EFI_ALREADY_STARTED;
     const char16_t* shows;
   } cases[] = {
-      {{.entry = Entry::kListed}, {}, EFI_ALREADY_STARTED, u"smbios_entry has nothing to do here"},
-      {{.entry = Entry::kNowhere},
-       {.listing = simulation::AcpiTables::Listing::kAcpi10, .sound_rsdt = false},
-       EFI_ALREADY_STARTED,
-       u"nothing to do here"},
-      {{.entry = Entry::kNowhere},
-       {.listing = simulation::AcpiTables::Listing::kAcpi10, .is_xsdt = true},
-       EFI_ALREADY_STARTED,
-       u"nothing to do here"},
-      {{.entry = Entry::kNowhere}, {.sound_rsdt = false, .is_xsdt = true}, EFI_ALREADY_STARTED, u"nothing to do here"},
+      {.placement = {.entry = Entry::kListed}, .acpi = {}, .shows = nothing},
+      {.placement = {.entry = Entry::kNowhere}, .acpi = {.listing = kAcpi10, .sound_rsdt = false}, .shows = nothing},
+      {.placement = {.entry = Entry::kNowhere}, .acpi = {.listing = kAcpi10, .is_xsdt = true}, .shows = nothing},
+      {.placement = {.entry = Entry::kNowhere}, .acpi = {.sound_rsdt = false, .is_xsdt = true}, .shows = nothing},
       {{.entry = Entry::kListedFor64Bits, .sound_checksums = false},
        {},
        EFI_COMPROMISED_DATA,

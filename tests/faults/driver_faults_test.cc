@@ -60,7 +60,7 @@ struct Outcome {
 };
 
 // The line's commands on a modern shell: the library, a test whose expected
-// serial number is in a file, the library's end. The verdict of an earlier unit
+// serial number is in a file and that leaves a record, the library's end. The verdict of an earlier unit
 // is still there.
 Outcome RunOnLine(const char* serial_number, const Injection& injection) {
   static const simulation::ReferenceRun run{4, "on a line"};
@@ -80,7 +80,8 @@ Outcome RunOnLine(const char* serial_number, const Injection& injection) {
   if (const EFI_HANDLE driver = Load(machine, testlib_efi_main); driver != nullptr) {
     simulation::ForgetEarlierRun();
     const EFI_HANDLE module = machine.LoadImage();
-    shell.Run(module, efi_main, simulation::CommandLine({u"FS0:\\mfgtest.efi", u"4", u"-f", u"unit.cfg"}));
+    shell.Run(module, efi_main,
+              simulation::CommandLine({u"FS0:\\mfgtest.efi", u"4", u"-f", u"unit.cfg", u"-r", u"FS0:\\results.jsonl"}));
     machine.UnloadImage(module);
     const simulation::Variable* const verdict = Verdict(machine);
     const bool passes = verdict != nullptr && verdict->data == simulation::TextData(u"PASS");
@@ -94,12 +95,12 @@ TEST(DriverFaults, TestLibraryGivesNoFalseVerdict) {
   EXPECT_TRUE(RunOnLine("SN-0000001", {}).passes);
   for (const char* const serial_number : {"SN-0000001", "SN-0000002"}) {
     const bool is_right = std::string_view(serial_number) == "SN-0000001";
-    const std::uint64_t calls = RunOnLine(serial_number, {}).injection.calls;
-    InjectIntoEachCall(std::string("testlib, ") + serial_number, calls, 1, [&](const Injection& injection) {
+    const Injection whole = RunOnLine(serial_number, {}).injection;
+    Inject(std::string("testlib, ") + serial_number, InjectionsInto(whole), 5, [&](const Injection& injection) {
       const Outcome outcome = RunOnLine(serial_number, injection);
       // Where the shell takes no variable at all, the earlier verdict stays.
-      EXPECT_TRUE(is_right || !outcome.passes || injection.for_good) << outcome.injection.failed;
-      return outcome.passes ? outcome.injection.failed : "";
+      EXPECT_TRUE(is_right || !outcome.passes || injection.for_good) << Told(outcome.injection);
+      return outcome.passes ? Told(outcome.injection) : "";
     });
   }
 }
@@ -140,9 +141,9 @@ Outcome AskController(const Injection& injection) {
 TEST(DriverFaults, IpmiKcsWorksOrIsNotLoaded) {
   const Outcome whole = AskController({});
   EXPECT_TRUE(whole.passes);
-  InjectIntoEachCall("ipmi_kcs", whole.injection.calls, 1, [&](const Injection& injection) {
+  Inject("ipmi_kcs", InjectionsInto(whole.injection), 1, [&](const Injection& injection) {
     const Outcome outcome = AskController(injection);
-    return outcome.passes ? outcome.injection.failed : "";
+    return outcome.passes ? Told(outcome.injection) : "";
   });
 }
 
@@ -173,9 +174,9 @@ Outcome BridgeTables(const Injection& injection) {
 TEST(DriverFaults, SmbiosEntryBridgesOrIsNotLoaded) {
   const Outcome whole = BridgeTables({});
   EXPECT_TRUE(whole.passes);
-  InjectIntoEachCall("smbios_entry", whole.injection.calls, 1, [&](const Injection& injection) {
+  Inject("smbios_entry", InjectionsInto(whole.injection), 1, [&](const Injection& injection) {
     const Outcome outcome = BridgeTables(injection);
-    return outcome.passes ? outcome.injection.failed : "";
+    return outcome.passes ? Told(outcome.injection) : "";
   });
 }
 

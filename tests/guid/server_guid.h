@@ -38,14 +38,6 @@ inline std::string Hexadecimal(std::span<const std::uint8_t> bytes, const char* 
   return text;
 }
 
-// One call of DebugPrint, DisplayPrint or LogMessage a byte.
-inline std::vector<std::string> ByteCalls(const std::string& operation, std::span<const std::uint8_t> bytes,
-                                          const char* form) {
-  std::vector<std::string> calls;
-  for (const std::uint8_t& byte : bytes) calls.push_back(operation + " \"" + Hexadecimal({&byte, 1}, form) + "\"");
-  return calls;
-}
-
 inline EFI_TIME Clock(std::uint16_t year, std::uint8_t month, std::uint8_t day, std::uint8_t hour, std::uint8_t minute,
                       std::uint8_t second) {
   EFI_TIME time{};

@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace std::string_literals;
-
 const Parameters kMainBoard = {{u"SYS_BD_FRU_ID", u"0"},
                                {u"HSBP", u"0"},
                                {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Boards"},
@@ -24,120 +22,8 @@ Parameters With(std::initializer_list<std::pair<const char16_t*, const char16_t*
   return parameters;
 }
 
-std::string Mismatch(const std::string& parameter, const std::string& expected, const std::string& received) {
-  return "ReportError 4 \"\\n" + parameter + R"( mismatched. \nExp: \")" + expected + R"(\"\nRec: \")" + received +
-         R"(\"\n")";
-}
-
-const std::string kMissing = R"(ReportError 1 "\nFailed to get param:)";
-const std::string kNoNumber = R"(ReportError 1 "Failed to get param: )";
 constexpr char kReadFailed[] = R"(ReportError 23 "IPMI command - Get FRU Data Area Info failed.\r\n")";
 constexpr char kFieldFailed[] = R"(ReportError 48 "IPMI read FRU error.\n")";
-
-TEST(BoardStrings, AreComparedEachInItsOwnWay) {
-  const struct {
-    Parameters parameters;
-    Lines errors;
-  } cases[] = {
-      {kMainBoard, {}},
-      {With({{u"SYS_BD_FRU_ID", nullptr}}), {kNoNumber + R"(SYS_BD_FRU_ID\r\n")"}},
-      {With({{u"HSBP", nullptr}}), {kNoNumber + R"(HSBP\r\n")"}},
-      // The manufacturer is compared as it stands.
-      {With({{u"SYS_BOARDS_MANUFACTURER_NAME", u"EXAMPLE BOARDS"}}),
-       {Mismatch("SYS_BOARDS_MANUFACTURER_NAME", "EXAMPLE BOARDS", "Example Boards")}},
-      {With({{u"SYS_BOARDS_MANUFACTURER_NAME", u"env=MAKER"}}),
-       {Mismatch("SYS_BOARDS_MANUFACTURER_NAME", "env=MAKER", "Example Boards")}},
-      // Product name and serial number also through a variable.
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", u"ENV=Board"}, {u"SYS_BOARDS_SERIAL_NUMBER", u"env=SERIAL"}}), {}},
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", u"Other"}}), {Mismatch("SYS_BOARDS_PRODUCT_NAME", "Other", "Main Board")}},
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", u"env=MAKER"}}),
-       {Mismatch("SYS_BOARDS_PRODUCT_NAME", "Example Boards", "Main Board")}},
-      {With({{u"SYS_BOARDS_SERIAL_NUMBER", u"env=GONE"}}),
-       {R"(ReportError 17 "\nEnviroment Variable GONE not found.\n")"}},
-      // The part number through a variable only.
-      {With({{u"SYS_BOARDS_PART_NUMBER", u"env=PART"}}), {}},
-      {With({{u"SYS_BOARDS_PART_NUMBER", u"env=MAKER"}}),
-       {Mismatch("SYS_BOARDS_PART_NUMBER", "Example Boards", "MB-0007-C")}},
-      {With({{u"SYS_BOARDS_PART_NUMBER", u"env=GONE"}}),
-       {R"(ReportError 17 "\nEnviroment Variable GONE not found.\n")"}},
-      // What a board of the line has to have, and another one need not.
-      {With({{u"SYS_BOARDS_MANUFACTURER_NAME", nullptr}}), {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      {With({{u"SYS_BOARDS_PRODUCT_NAME", nullptr}}), {kMissing + R"(SYS_BOARDS_PRODUCT_NAME\n")"}},
-      {With({{u"SYS_BOARDS_SERIAL_NUMBER", nullptr}}), {kMissing + R"(SYS_BOARDS_SERIAL_NUMBER\n")"}},
-      {With({{u"SYS_BOARDS_PART_NUMBER", nullptr}}), {kMissing + R"(SYS_BOARDS_PART_NUMBER\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"4"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"5"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}}, {kMissing + R"(SYS_BOARDS_PART_NUMBER\n")"}},
-      {{{u"SYS_BD_FRU_ID", u"2"}, {u"HSBP", u"0"}, {u"SYS_BOARDS_PART_NUMBER", u"any"}}, {}},
-      // One that is too long was not left out.
-      {{{u"SYS_BD_FRU_ID", u"2"},
-        {u"HSBP", u"0"},
-        {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Power Example Power Example"},
-        {u"SYS_BOARDS_PART_NUMBER", u"any"}},
-       {kMissing + R"(SYS_BOARDS_MANUFACTURER_NAME\n")"}},
-      // Trailing blanks of the device do not count.
-      {With({{u"SYS_BD_FRU_ID", u"4"},
-             {u"SYS_BOARDS_MANUFACTURER_NAME", u"Example Panels"},
-             {u"SYS_BOARDS_PRODUCT_NAME", u"Front Panel"},
-             {u"SYS_BOARDS_SERIAL_NUMBER", u"FSN-0004"}}),
-       {}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    Server server;
-    for (const auto& [name, value] : {std::pair(u"MAKER", u"Example Boards"), std::pair(u"BOARD", u"Main Board"),
-                                      std::pair(u"SERIAL", u"BSN-0000002"), std::pair(u"PART", u"MB-0007-C")}) {
-      server.station.machine.variables.Add(name, simulation::TextData(value));
-    }
-    EXPECT_EQ(Errors(server.Run(39, c.parameters)), c.errors);
-  }
-}
-
-// The names of both tables, and for a product device the two lines that always
-// take theirs from the standard one.
-TEST(BoardStrings, AreShownUnderTheDevicesName) {
-  const struct {
-    const char* machine;
-    const char16_t* device;
-    Lines shown;
-  } cases[] = {
-      {"",
-       u"0",
-       {R"(DisplayPrint "Baseboard Manufacturer Name: Example Boards\n")",
-        R"(DisplayPrint "Baseboard Product Name: Main Board\n")",
-        R"(DebugPrint 1 "Baseboard Serial Number: BSN-0000002\n")",
-        R"(DisplayPrint "Baseboard Serial Number: BSN-0000002\n")",
-        R"(DisplayPrint "Baseboard Part Number: MB-0007-C\n")"}},
-      {"",
-       u"2",
-       {R"(DisplayPrint "Power supply 1 Manufacturer Name: Example Power\n")",
-        R"(DisplayPrint "Power supply 1 Product Name: Supply 750 W\n")",
-        R"(DisplayPrint "Power supply 1 Part Number: PS-0750\n")",
-        R"(DebugPrint 1 "Power supply 1 Version Number: A07\n\n")",
-        R"(DisplayPrint "Power supply 1 Serial Number: PSN-0002\n\n")"}},
-      {"[script]\n30 93 answer 00 0B",
-       u"2",
-       {R"(DisplayPrint "Memory riser board A1 Manufacturer Name: Example Power\n")",
-        R"(DisplayPrint "Memory riser board A1 Product Name: Supply 750 W\n")",
-        R"(DisplayPrint "Memory riser board A1 Part Number: PS-0750\n")",
-        R"(DebugPrint 1 "Power supply 1 Version Number: A07\n\n")",
-        R"(DisplayPrint "Power supply 1 Serial Number: PSN-0002\n\n")"}},
-      {"[script]\n30 93 answer 00 0C",
-       u"4",
-       {R"(DisplayPrint "Front panel Manufacturer Name: Example Panels  \n")",
-        R"(DisplayPrint "Front panel Product Name: Front Panel\n")",
-        R"(DebugPrint 1 "Front panel Serial Number: FSN-0004\n")",
-        R"(DisplayPrint "Front panel Serial Number: FSN-0004\n")",
-        R"(DisplayPrint "Front panel Part Number: FP-0004\n")"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.machine);
-    Server server(c.machine);
-    EXPECT_EQ(Only({"DisplayPrint", R"(DebugPrint 1 "Base)", R"(DebugPrint 1 "Power)", R"(DebugPrint 1 "Front)"},
-                   server.Run(39, {{u"SYS_BD_FRU_ID", c.device}, {u"HSBP", u"0"}})),
-              c.shown);
-  }
-}
 
 TEST(BoardStrings, ADeviceBehindTheTablesIsUnknown) {
   using mfgtest::FruDeviceName;
@@ -176,58 +62,6 @@ TEST(BoardStrings, AreReadWithThreeTries) {
     EXPECT_EQ(Errors(lines), c.errors);
     EXPECT_EQ(Only({"> 0A 11 00", "C0 > 0A 11 00"}, server.controller.log).size(), c.reads);
   }
-}
-
-TEST(BoardStrings, AProbePublishesThem) {
-  const std::string kRead = "IPMI command - Get FRU Data Area Info failed";
-  const struct {
-    const char* machine;
-    Parameters parameters;
-    bool read;
-    const char* part_number_end;
-    std::string reason;
-  } cases[] = {
-      {"", kMainBoard, true, R"(\n")", ""},
-      {"[script]\n30 93 answer 00 0B", kMainBoard, true, R"(\n\n")", ""},
-      {"[fru 0]\nbyte 3 = 0", kMainBoard, false, "", "Board area information is not programmed in FRU"},
-      {"", With({{u"HSBP", nullptr}}), false, "", "Failed to get param: HSBP"},
-      {"[script]\n0A 11 00 03 answer C0", kMainBoard, false, "", kRead},
-      {"[script]\n0A 11 00 03 answer C0 times 10", kMainBoard, true, R"(\n")", kRead},
-      {"[script]\n0A 11 00 2E silence", kMainBoard, false, "", kRead},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    Server server(c.machine);
-    server.device.reports_length_of_errors = false;
-    server.station.library->parameters = c.parameters;
-    server.Bind();
-    EXPECT_EQ(mfgtest::VerifyFruBoardStrings(mfgtest::Mode::kProbe), c.read);
-    const Lines lines = server.station.Transcript();
-    EXPECT_EQ(Only({"ReportError", "DisplayPrint"}, lines), Lines{});
-    // Without an answer to the OEM query there is a reason from the start.
-    EXPECT_TRUE(c.read || LastErrorText() == c.reason) << LastErrorText();
-    if (!c.read) continue;
-    EXPECT_EQ(Only({"SetResult"}, lines), (Lines{R"(SetResultString "SYS_BOARDS_MANUFACTURER_NAME" "Example Boards")",
-                                                 R"(SetResultString "SYS_BOARDS_PRODUCT_NAME" "Main Board")",
-                                                 R"(SetResultString "SYS_BOARDS_SERIAL_NUMBER" "BSN-0000002")",
-                                                 R"(SetResultString "SYS_BOARDS_PART_NUMBER" "MB-0007-C")"}));
-    EXPECT_EQ(Only({"LogMessage"}, lines),
-              (Lines{R"(LogMessage "Baseboard Manufacturer Name: Example Boards\n")",
-                     R"(LogMessage "Baseboard Product Name: Main Board\n")",
-                     R"(LogMessage "Baseboard Serial Number: BSN-0000002\n")",
-                     R"(LogMessage "Baseboard Part Number: MB-0007-C)"s + c.part_number_end}));
-  }
-}
-
-TEST(BoardStrings, WithoutATransportThereIsOneReport) {
-  simulation::Station station;
-  EXPECT_EQ(Errors(station.Run(39)),
-            Lines{R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")"});
-  station.Bind();
-  station.library->calls.clear();
-  EXPECT_FALSE(mfgtest::VerifyFruBoardStrings(mfgtest::Mode::kProbe));
-  EXPECT_EQ(Errors(station.Transcript()), Lines{});
-  EXPECT_EQ(LastErrorText(), "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
 }
 
 }  // namespace

@@ -19,14 +19,6 @@ Lines BackplaneRecords(const std::string& number, const std::string& manufacture
   return Records("SAS backplane " + number, manufacturer, serial, part);
 }
 
-// What is shown with one mask, without the ends of the exchanges' lines.
-std::string Text(const std::string& operation, Lines lines) {
-  std::erase(lines, R"(DebugPrint 1 "\n")");
-  return Merged(Only({operation}, lines)).at(0);
-}
-std::string Shown(const Lines& lines) { return Text("DebugPrint 1 ", lines); }
-std::string Traced(const Lines& lines) { return Text("DebugPrint 8", lines); }
-
 const Lines kRecords1 = BackplaneRecords("1", "Example Backplane", "HSN-00000005", "BP-0008-AA");
 const Lines kRecords2 = BackplaneRecords("2", "Example Backplane", "HSN-00000006", "BP-0008-AA");
 const Lines kRecords3 = BackplaneRecords("3", "Example Backplane", "HSN-00000007", "BP-0008-AA");
@@ -35,31 +27,6 @@ std::vector<std::string> Reads(const Server& server, const std::string& device) 
   Lines reads = Only({"> 0A 11 " + device}, server.controller.log);
   for (std::string& line : reads) line = line.substr(11);
   return reads;
-}
-
-TEST(BoardRecords, AreShownAndPublished) {
-  Server server;
-  const Lines lines = server.Run(kBoards);
-  EXPECT_EQ(
-      Shown(lines),
-      R"(DebugPrint 1 "Get IPMI Interface...\nDone.\n\nPower supply 1 Manufacturer Name: Example Power\nPower supply 1 Product Name: Supply 750 W\nPower supply 1 Part Number: PS-0750\n\nPower supply 1 Version Number: A07\n\nPower supply 1 Serial Number: PSN-0002\n\n\nFront panel Manufacturer Name: Example Panels  \nFront panel Product Name: Front Panel\nFront panel Serial Number: FSN-0004\nFront panel Part Number: FP-0004\n\n")");
-  EXPECT_EQ(
-      Traced(lines),
-      R"(DebugPrint 8 "Board Area Offset: 0x1.\nMfg Name Type Offset: 0xb.\nMfg Name Type: 0xcd. len: 1\nMfg Name Len: 0xd\nProduct Name Type: 0xcc. len: 1\nProduct Name Len: 0xc\nPart Number Type: 0xc7. len: 1\nPart Number Len: 0x7\nPart Number Type: 0xc3. len: 1\nPart Number Len: 0x3\nPart Number Type: 0xc8. len: 1\nPart Number Len: 0x8\nBoard Area Offset: 0x1.\nMfg Name Type Offset: 0xe.\nMfg Name Type: 0xd0. len: 1\nMfg Name Len: 0x10\nProduct Name Type: 0xcb. len: 1\nProduct Name Len: 0xb\nSerial Number Type: 0xc8. len: 1\nSerial Number Len: 0x8\nPart Number Type: 0xc7. len: 1\nPart Number Len: 0x7\n")");
-  EXPECT_EQ(Only({"SetResult"}, lines), Joined({Records("Power supply 1", "Example Power", "PSN-0002", "PS-0750"),
-                                                Records("Front panel", "Example Panels  ", "FSN-0004", "FP-0004")}));
-  EXPECT_EQ(Merged(Only({"DisplayPrint"}, lines)), Lines{R"(DisplayPrint "................\n")"});
-  EXPECT_EQ(Reads(server, "04"), (Lines{"03 00 01", "0E 00 01", "0E 00 11", "1F 00 01", "1F 00 0C", "2B 00 01",
-                                        "2B 00 09", "34 00 01", "34 00 08"}));
-  EXPECT_EQ(Only({"> 0A 11 05", "> 0A 11 06", "> 0A 11 07"}, server.controller.log), Lines{});
-  EXPECT_FALSE(Reads(server, "08").empty());
-}
-
-TEST(BoardRecords, DevicesThatAreNotThereAreSkipped) {
-  simulation::Station station;
-  Lines dots(16, R"(DisplayPrint ".")");
-  dots.push_back(R"(DisplayPrint "\n")");
-  EXPECT_EQ(Only({"DisplayPrint", "SetResult", "ReportError"}, station.Run(kBoards)), dots);
 }
 
 TEST(BoardRecords, AnAreaThatWasNeverProgrammedIsSkipped) {
@@ -81,34 +48,6 @@ TEST(BoardRecords, FailedReadsDoNotStopTheWalk) {
   const Lines lines = Only({R"(DebugPrint 1 "\nFront)", R"(DebugPrint 1 "Front)", "ReportError"}, server.Run(kBoards));
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(Only({"Delay 300"}, server.station.Transcript()).size(), server.Requests().size());
-}
-
-TEST(BackplaneRecords, AreShownAndPublished) {
-  Server server;
-  const Lines lines = server.Run(kBackplanes);
-  std::string shown = R"(DebugPrint 1 "Get IPMI Interface...\nDone.\n)";
-  std::string traced = "DebugPrint 8 \"";
-  const std::pair<const char*, const char*> backplanes[] = {
-      {"SAS Plane X8", "c"}, {"SAS Plane X8-A", "e"}, {"SAS Plane8", "a"}};
-  for (std::size_t i = 0; i < std::size(backplanes); ++i) {
-    const auto& [product, length] = backplanes[i];
-    const std::string id = "0" + std::to_string(i + 5);
-    const std::string name = "SAS backplane " + std::to_string(i + 1);
-    shown += " FRUID " + id + R"( \n retry 0 to ping FRUID )" + id + R"( \n retry 0 to read FRUID )" + id + R"( \n\n)" +
-             name + R"( Manufacturer Name: Example Backplane\n)" + name + " Product Name: " + product + R"(\n)" + name +
-             " Serial Number: HSN-000000" + id + R"(\n)" + name + R"( Part Number: BP-0008-AA\n)";
-    traced +=
-        R"(Board Area Offset: 0x1.\nBoard Area Offset: 0x1.\nMfg Name Type Offset: 0xe.\nMfg Name Type: 0xd1. len: 1\nMfg Name Len: 0x11\nProduct Name Type: 0xc)" +
-        std::string(length) + R"(. len: 1\nProduct Name Len: 0x)" + length +
-        R"(\nSerial Number Type: 0xcc. len: 1\nSerial Number Len: 0xc\nPart Number Type: 0xca. len: 1\nPart Number Len: 0xa\n)";
-  }
-  EXPECT_EQ(Shown(lines), shown + "\"");
-  EXPECT_EQ(Traced(lines), traced + "\"");
-  EXPECT_EQ(Only({"SetResult"}, lines), Joined({kRecords1, kRecords2, kRecords3}));
-  EXPECT_EQ(Merged(Only({"DisplayPrint"}, lines)), Lines{R"(DisplayPrint "...")"});
-  EXPECT_EQ(Only({"Delay"}, lines), Lines(30, "Delay 1300"));
-  EXPECT_EQ(Reads(server, "05"), (Lines{"03 00 01", "03 00 01", "0E 00 01", "0E 00 12", "20 00 01", "20 00 0D",
-                                        "2D 00 01", "2D 00 0D", "3A 00 01", "3A 00 0B"}));
 }
 
 TEST(BackplaneRecords, AreJudgedByLengthAndRetried) {
@@ -169,14 +108,6 @@ TEST(BackplaneRecords, AreJudgedByLengthAndRetried) {
     EXPECT_EQ(Reads(server, "06").size(), c.attempts);
     EXPECT_TRUE(LastErrorText() == c.reason) << LastErrorText();
   }
-}
-
-TEST(BackplaneRecords, WithoutATransportNothingIsReported) {
-  simulation::Station station;
-  const Lines lines = station.Run(kBackplanes);
-  EXPECT_EQ(Errors(lines), Lines{});
-  EXPECT_EQ(Only({R"(DebugPrint 1 " retry)"}, lines).size(), 3u);
-  EXPECT_EQ(LastErrorText(), "IPMI command - Get FRU Data Area Info failed");
 }
 
 }  // namespace

@@ -11,7 +11,6 @@ using std::chrono::year_month_day;
 using std::chrono::year_month_day_last;
 using namespace std::chrono_literals;
 
-constexpr char kNoIpmi[] = R"(ReportError 23 "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded.\n")";
 constexpr char kReadFailed[] = R"(ReportError 23 "IPMI command - Get FRU Data Area Info failed.\r\n")";
 
 // Until 2100, whose 29th of February exists only by the rule of four years.
@@ -35,70 +34,14 @@ TEST(ManufacturingDate, MinutesAreThoseOfTheCalendar) {
   EXPECT_EQ(Errors(server.station.Transcript()), Lines(2, R"(ReportError 24 "Invalid Month.\n")"));
 }
 
-TEST(ManufacturingDate, AnExpectedDateIsChecked) {
-  const auto error = [](const std::string& text) {
-    return Lines{R"(ReportError 24 "\r\nInvalid date format. )" + text};
-  };
-  const Lines kYear = error(R"(Year: 1996 < year < 9999\r\n")");
-  const Lines kMonth = error(R"(Month: 1 =< month <= 12\r\n")");
-  const Lines kDay = error(R"(Day: 1 =< day <= 31\r\n")");
-  const Lines kDayOfFebruary = error(R"(Day: 1 =< day <= 28\r\n")");
-  const struct {
-    std::u16string text;
-    Lines errors;
-  } cases[] = {
-      {u"1996/01/01", {}},
-      {u"2009/6/15", {}},
-      {u"2009/06/15/31", {}},  // the third slash belongs to the day
-      {u"2008/02/29", {}},
-      {u"", kYear},
-      {u"1995/12/31", kYear},
-      {u"10000/01/01", kYear},
-      {u"june/01/01", kYear},
-      {u"2009", kMonth},
-      {u"2009/", kMonth},
-      {u"2009/00/01", kMonth},
-      {u"2009/13/01", kMonth},
-      {u"2009//06/15", kMonth},  // what follows a slash is not looked at
-      {u"2009/06", kDay},
-      {u"2009/06/00", kDay},
-      {u"2009/06/32", kDay},
-      {u"2009/02/32", kDayOfFebruary},
-      {u"2009/02/00", kDayOfFebruary},
-      {u"2009/02/29", error(R"(Day cannot > 28 for Month: 2 in Year: 2009\r\n")")},
-      {u"2008/02/30", error(R"(Day cannot > 29 for Month: 2 in Year: 2008\r\n")")},
-      {u"2009/04/31", error(R"(Day cannot > 30 for Month: 4\r\n")")},
-      {u"2009/06/31", error(R"(Day cannot > 30 for Month: 6\r\n")")},
-      {u"2009/09/31", error(R"(Day cannot > 30 for Month: 9\r\n")")},
-      {u"2009/11/31", error(R"(Day cannot > 30 for Month: 11\r\n")")},
-      {u"9999/12/31",
-       {R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0xfaec2e80 Received: 0x6bf940.\r\n")"}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(simulation::Readable(c.text));
-    Server server("[fru 0]\nboard date = 2009-06-15\n");
-    EXPECT_EQ(Errors(server.Run(34, {{u"MFG_DATE", c.text}})), c.errors);
-    if (c.errors.empty() || c.errors[0].starts_with("ReportError 25")) continue;
-    EXPECT_EQ(server.controller.log, Lines{}) << "nothing is read for a date that is none";
-  }
-}
-
 Parameters BoardParameters(const char16_t* device, const char16_t* route) {
   return {{u"SYS_BD_MFG_DATE", u"2009/06/01"}, {u"SYS_BD_FRU_ID", device}, {u"HSBP", route}};
 }
 
 TEST(ManufacturingDate, TheBoardIsChosenByParameters) {
   const Parameters kFrontPanel = BoardParameters(u"4", u"0");
-  const auto without = [&](const char16_t* name) {
-    Parameters parameters = kFrontPanel;
-    parameters.erase(name);
-    return parameters;
-  };
   Parameters far = kFrontPanel;
   far[u"BOARD_AREA_OFFSET"] = u"0x203";
-  const auto missing = [](const char* name) {
-    return Lines{std::string(R"(ReportError 1 "\r\nFailed to get param: )") + name + R"(\r\n")"};
-  };
   const std::string judged = R"(ReportError 25 "\r\nMfg Date & Time )";
   const std::string unprogrammed = judged + R"(is not programmed. Received: 0x0\r\n")";
   const Lines kReads = {"04 03 00 01", "04 03 00 01", "04 0B 00 03"};
@@ -120,9 +63,6 @@ TEST(ManufacturingDate, TheBoardIsChosenByParameters) {
        far,
        {},
        {"04 03 02 01", "04 03 02 01", "04 0B 00 03"}},
-      {"", without(u"SYS_BD_MFG_DATE"), missing("SYS_BD_MFG_DATE"), {}},
-      {"", without(u"SYS_BD_FRU_ID"), missing("SYS_BD_FRU_ID"), {}},
-      {"", without(u"HSBP"), missing("HSBP"), {}},
       {"[fru 4]\nboard date = 2009-05-31",
        kFrontPanel,
        {judged + R"(test failed. Expected: > 0x6baa80 Received: 0x6ba4e0.\r\n")"},
@@ -152,14 +92,6 @@ TEST(ManufacturingDate, AFailedReadLeavesTheBytesOfTheReadBefore) {
                    R"(ReportError 25 "\r\nMfg Date & Time test failed. Expected: > 0x6bf940 Received: 0x5.\r\n")"}));
 }
 
-TEST(ManufacturingDate, WithoutATransportOrADateThereIsOneReport) {
-  EXPECT_EQ(Errors(Server().Run(34)), Lines{R"(ReportError 1 "\r\nFailed to get param: MFG_DATE\r\n")"});
-  for (const std::uint32_t test : {34, 38}) {
-    simulation::Station station;
-    EXPECT_EQ(Errors(station.Run(test)), Lines{kNoIpmi});
-  }
-}
-
 TEST(ManufacturingDate, AProbeOnlyAsksWhetherTheFruAnswers) {
   const struct {
     const char* machine;
@@ -181,16 +113,6 @@ TEST(ManufacturingDate, AProbeOnlyAsksWhetherTheFruAnswers) {
     EXPECT_EQ(Errors(server.station.Transcript()), Lines{});
     EXPECT_EQ(server.Requests().size(), c.requests);
     EXPECT_EQ(LastErrorText(), c.reason);
-  }
-}
-
-TEST(ManufacturingDate, AProbeWithoutATransportReportsNothing) {
-  for (const auto verify : {mfgtest::VerifyMfgDate, mfgtest::VerifySysBoardMfgDate}) {
-    simulation::Station station;
-    station.Bind();
-    EXPECT_FALSE(verify(mfgtest::Mode::kProbe));
-    EXPECT_EQ(Errors(station.Transcript()), Lines{});
-    EXPECT_EQ(LastErrorText(), "Failed to locate IPMI protocol. Make sure IPMI.EFI is loaded");
   }
 }
 

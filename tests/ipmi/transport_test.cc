@@ -74,24 +74,6 @@ TEST(Transport, AFailedLookupHasItsReason) {
   EXPECT_FALSE(mfgtest::IsIpmiAvailable());
 }
 
-TEST(Transport, LogsAnExchangeByteByByte) {
-  for (const bool retried : {false, true}) {
-    Server server;
-    server.Bind();
-    ASSERT_TRUE(mfgtest::IsIpmiAvailable());
-    server.station.library->calls.clear();
-    const Outcome outcome = Exchange(retried, kReadFruData, {0, 3, 0, 1});
-    EXPECT_TRUE(outcome.succeeded);
-    EXPECT_EQ(Data(outcome), (Bytes{1, 5}));
-    EXPECT_EQ(outcome.completion_code, retried ? 0 : 0xEE);
-    EXPECT_EQ(
-        Merged(server.station.Transcript()),
-        (Lines{R"(DebugPrint 16 "\nSend IPMI Cmd to BMC: NetFn=0x0a, Cmd:0x11, ReqData:0x00 03 00 01 ")",
-               retried ? "Delay 300" : "Delay 100", R"(DebugPrint 16 ", RespData:0x01 05 ")", R"(DebugPrint 1 "\n")"}));
-    EXPECT_EQ(server.controller.log, (Lines{"> 0A 11 00 03 00 01", "< 00 01 05"}));
-  }
-}
-
 constexpr char kNotSent[] = "\nFailed to send message to BMC through IMB bus. before";
 constexpr char kNotReceived[] = "\nFailed to receive message from BMC through IMB bus. before";
 

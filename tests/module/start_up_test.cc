@@ -88,12 +88,10 @@ void ExpectInvalid(Station& station, std::uint32_t test, const std::string& show
 
 TEST(Dispatcher, OtherNumbersAreInvalid) {
   Station station;
-  for (const std::uint32_t test : {15u, 16u, 17u, 18u, 19u, 44u, 45u, 0x7FFFFFFFu}) {
-    ExpectInvalid(station, test, std::to_string(test));
-  }
+  ExpectInvalid(station, 0x7FFFFFFF, "2147483647");
   ExpectInvalid(station, 0xFFFFFFFF, "-1");
   ExpectInvalid(station, 0x80000001, "-2147483647");
-  for (std::uint32_t test = 0; test <= 43; ++test) {
+  for (std::uint32_t test = 0; test <= mfgtest::Catalogue().back().number + 2; ++test) {
     if (mfgtest::FindTest(test) == nullptr) ExpectInvalid(station, test, std::to_string(test));
   }
 }

@@ -16,7 +16,7 @@
 #include "replay/text.h"
 #include "simulation/station.h"
 #include "simulation/volume.h"
-#include "tests/faults_fail_tests.h"
+#include "tests/faults/injected_runs.h"
 
 extern "C" EFI_STATUS dump_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
@@ -67,8 +67,8 @@ TEST(Replay, NamesFileAndPlaceOfWhatItCannotTake) {
     Files files;
     const char* complaint;
   } cases[] = {
-      {{}, "/machine.json: there is no such file."},
-      {{{"machine.json", "{\"a\": 1"}}, "/machine.json: no JSON from offset 0x7 on"},
+      {{}, "/machine.json: there is no such file. It is written last, so the dump is not finished: "},
+      {{{"machine.json", "{\"a\": 1"}}, "/machine.json: no JSON from offset 0x7 on. It is written last"},
       {{{"machine.json", "[]"}}, "/machine.json: expected an object with \"format\""},
       {{{"machine.json", R"({"format": "mfgtest dump", "version": 2})"}}, "version: expected 1"},
       {{{"machine.json", IndexOf("../a", "")}}, "files[0].name: expected the name of a file in the dump's own folder"},
@@ -220,16 +220,20 @@ TEST(Learn, MakesTheOrdersFileOfUnits) {
             std::string::npos);
 }
 
-// What dump.efi writes on the machine, by the file's name.
-Files DumpOf(replay::ReplayedMachine& machine, const std::vector<std::u16string>& words = {}) {
+// What dump.efi writes on the machine until its end, or until the power goes, by
+// the file's name.
+Files DumpOf(replay::ReplayedMachine& machine, bool* is_whole = nullptr) {
   simulation::Volume stick(machine.machine);
   stick.files[u"\\mfgtest.cfg"] = "SYS_BD_FRU_ID = 5\nHSBP = 0\n";
-  std::vector<std::u16string> arguments = {u"dump.efi"};
-  arguments.insert(arguments.end(), words.begin(), words.end());
   const EFI_HANDLE image = machine.machine.LoadImage(stick.handle, u"\\dump.efi");
   simulation::ForgetEarlierRun();
-  machine.shell.Run(image, dump_efi_main, simulation::CommandLine(arguments));
-  machine.machine.UnloadImage(image);
+  try {
+    const EFI_STATUS status = machine.shell.Run(image, dump_efi_main, simulation::CommandLine({u"dump.efi"})).status;
+    if (is_whole != nullptr) *is_whole = status == EFI_SUCCESS;
+    machine.machine.UnloadImage(image);
+  } catch (const simulation::PowerCut&) {
+    stick.open_files = 0;
+  }
   Files files;
   for (const auto& [path, content] : stick.files) {
     const std::u16string name = path.substr(path.rfind(u'\\') + 1);
@@ -258,26 +262,31 @@ TEST(Dump, OfAReplayedMachineIsTheSameDump) {
   EXPECT_EQ(again.controller->refusals.size(), 11u);
 }
 
-// Whatever call fails, the dump is whole and sound or says that it is not.
-TEST(Dump, SurvivesEveryFailedCall) {
-  std::uint64_t calls = 1;
-  for (std::uint64_t failing = 1; failing <= calls; failing += failing < 60 ? 1 : 499) {
-    SCOPED_TRACE(failing);
-    replay::ReplayedMachine machine(replay::ReadDump(kServer));
-    machine.machine.injection.failing = failing;
+// Whatever call fails, and wherever the power goes, the dump is whole and sound,
+// or its reader is told that it is not.
+TEST(Dump, IsWholeOrSaysThatItIsNot) {
+  const replay::MachineData server = replay::ReadDump(kServer);
+  const auto dump = [&](const simulation::Injection& injection) {
+    replay::ReplayedMachine machine(server);
+    machine.machine.injection = injection;
     const std::size_t allocated = machine.machine.memory.Outstanding();
-    const Files files = DumpOf(machine);
-    calls = machine.machine.injection.calls;
+    bool is_whole = false;
+    const Files files = DumpOf(machine, &is_whole);
     EXPECT_TRUE(machine.machine.writes.empty());
     // The list of root bridges is kept for good.
-    EXPECT_LE(machine.machine.memory.Outstanding(), allocated + 1);
-    const std::u16string& console = machine.machine.console.written;
-    EXPECT_EQ(files.contains("machine.json"), console.find(u"files are written") != console.npos);
-    if (!files.contains("machine.json")) continue;
+    EXPECT_TRUE(injection.cut != 0 || machine.machine.memory.Outstanding() <= allocated + 1);
     const Folder folder(files);
-    EXPECT_NO_THROW(replay::ReadDump(folder.path)) << machine.machine.injection.failed;
-  }
-  EXPECT_GT(calls, 1000u);
+    const std::string complaint = Complaint([&] { replay::ReadDump(folder.path); });
+    EXPECT_TRUE(complaint == "nothing" || (!is_whole && complaint.find("not finished") != complaint.npos)) << complaint;
+    return machine.machine.injection;
+  };
+  const simulation::Injection whole = dump({});
+  const auto repeat = [&](const simulation::Injection& injection) {
+    dump(injection);
+    return "";
+  };
+  Inject("dump", InjectionsInto(whole), 1999, repeat, 50);
+  Inject("dump, the power goes", CutsInto(whole), 9, repeat);
 }
 
 }  // namespace

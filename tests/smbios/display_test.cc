@@ -23,139 +23,9 @@ using simulation::Station;
 using Bytes = std::vector<std::uint8_t>;
 using Strings = std::vector<std::string>;
 
-const char* const kNoEntryPoint =
-    R"(ReportError 2 "\nFailed to get SMBIOS Table Entry Point.\nUnable to find SMBIOS table entry point.\n")";
-
-TEST(Display, ShowsEveryFieldOfTheEntryPoint) {
-  constexpr std::uint8_t kEntry[0x1F] = {'_',  'S',  'M',  '_',  0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9, 0xAA,
-                                         1,    2,    3,    4,    5,    '_',  'D',  'M',  'I',  '?',  0xB5,
-                                         0xB6, 0xB7, 0xB8, 0xB9, 0xBA, 0xBB, 0xBC, 0xBD, 0x28};
-  Station station;
-  station.smbios_placement.entry = simulation::SmbiosPlacement::Entry::kNowhere;
-  std::memcpy(station.machine.bios_segment.Data() + 0x123, kEntry, sizeof kEntry);
-  EXPECT_EQ(
-      Merged(station.Run(20)),
-      (Lines{
-          "Initialize -> 0 test 20",
-          R"(DisplayPrint "\nAnchor String: _SM_\nEPSChecksum: 0xa4\nEPLength: 0xa5\nMajorVersion: 0xa6\nMinorVersion: 0xa7\nMaxStructSize: 0xa9a8\nEPRevision: 0xaa\nInterAnchorString: _DMI?\nInterChecksum:0xb5\nStructTableLen:0xb7b6\nStructTableAddr:0xbbbab9b8\nNumStruct:0xbdbc\nBCDRevision:0x28\n")",
-          "EndTest"}));
-}
-
-struct Display {
-  const char* name;
-  std::uint32_t test;
-  Bytes fields;
-  Strings strings;
-  Lines lines;
-};
-
-// String number n is "n".
-Strings Numbers(unsigned count) {
-  Strings numbers;
-  for (unsigned i = 1; i <= count; ++i) numbers.push_back(std::to_string(i));
-  return numbers;
-}
-
-// Structures of the handle 0x1234.
-const Display kDisplays[] = {
-    {"system",
-     21,
-     {12, 11, 10, 9, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF},
-     Numbers(12),
-     {R"(DisplayPrint "\nStructure Header:\nType: 0x1   Len: 0x18   Handle: 0x1234")",
-      R"(DebugPrint 1 "\nNumber of strings found:12")",
-      R"(DisplayPrint "\nManufacturer:12\nProduct Name:11\nSerial Number:9\nVersion:10\nRaw/Flash GUID = 00 11 22 33 44 55 66 77 88 99 aa bb cc dd ee ff \n\nHuman Readable GUID = 33221100-5544-7766-8899-aabbccddeeff\n")"}},
-    {"system without strings, shorter than its UUID",
-     21,
-     {0, 0, 0, 0, 0xFF},
-     {},
-     {R"(DisplayPrint "\nStructure Header:\nType: 0x1   Len: 0x9   Handle: 0x1234")",
-      R"(DebugPrint 1 "\nNumber of strings found:0")",
-      R"(DisplayPrint "\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\nRaw/Flash GUID = ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n\nHuman Readable GUID = 000000ff-0000-0000-0000-000000000000\n")"}},
-    {"system of a header only: its strings are no fields",
-     21,
-     {},
-     {"\x01\x01\x01\x01 hostile string that a field must not reach"},
-     {R"(DisplayPrint "\nStructure Header:\nType: 0x1   Len: 0x4   Handle: 0x1234")",
-      R"(DebugPrint 1 "\nNumber of strings found:1")",
-      R"(DisplayPrint "\nManufacturer:\nProduct Name:\nSerial Number:\nVersion:\nRaw/Flash GUID = 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 \n\nHuman Readable GUID = 00000000-0000-0000-0000-000000000000\n")"}},
-    {"board, strings beyond the last",
-     23,
-     {24, 25, 1, 255},
-     Numbers(24),
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x2   Len: 0x8   Handle: 0x1234\nNumber of strings found:24")",
-      R"(DisplayPrint "\nManufacturer:24\nProduct Name:\nSerial Number:\nVersion:1\n")"}},
-    {"board, bare; a percent sign is shown as it stands",
-     23,
-     {1, 0, 0, 0},
-     {"100%s %n"},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x2   Len: 0x8   Handle: 0x1234\nNumber of strings found:1")",
-      R"(DisplayPrint "\nManufacturer:100%s %n\nProduct Name:\nSerial Number:\nVersion:\n")"}},
-    {"firmware",
-     24,
-     {3, 2, 0x00, 0xE8, 1},
-     {"04/01/2014", "1.0 caf\xE9", "Makers  "},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x0   Len: 0x9   Handle: 0x1234\nVendor Index:3  Version Index:2  Date Index:1\nNumber of strings found:3")",
-      R"(DisplayPrint "\nVendor:Makers  \nVersion:1.0 caf\u00E9\nRelease Date:04/01/2014\n")"}},
-    {"firmware without strings has no bare form",
-     24,
-     {0, 0, 0, 0, 0},
-     {},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x0   Len: 0x9   Handle: 0x1234\nVendor Index:0  Version Index:0  Date Index:0\nNumber of strings found:0")",
-      R"(DisplayPrint "\nVendor:\nVersion:\nRelease Date:\n")"}},
-    {"chassis, twelve strings",
-     25,
-     {12, 0x97, 11, 2, 1},
-     Numbers(12),
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x3   Len: 0x9   Handle: 0x1234\nNumber of strings found:12")",
-      R"(DisplayPrint "\nManufacturer:12\nType:97\nSerial Number:2\nVersion:11\nAsset Tag Number:1\n")"}},
-    {"chassis, bare",
-     25,
-     {0, 0, 0, 0, 0},
-     {},
-     {R"(DebugPrint 1 "\nStructure Header:\nType: 0x3   Len: 0x9   Handle: 0x1234\nNumber of strings found:0")",
-      R"(DisplayPrint "\nManufacturer:\nType:0\nSerial Number:\nVersion:\nAsset Tag Number:\n")"}},
-};
-
 std::uint8_t StructureType(std::uint32_t test) {
   static const std::map<std::uint32_t, std::uint8_t> types = {{21, 1}, {23, 2}, {24, 0}, {25, 3}};
   return types.at(test);
-}
-
-// The structure is the table's last, or six others of its type follow; the
-// first one counts.
-TEST(Display, ShowsTheFirstStructureOfItsType) {
-  for (const Display& display : kDisplays) {
-    for (const unsigned followers : {0u, 5u}) {
-      SCOPED_TRACE(display.name);
-      const std::uint8_t type = StructureType(display.test);
-      Station station;
-      station.smbios.Add(200, 0, {}).Add(type, 0x1234, display.fields, display.strings);
-      for (unsigned i = 0; i < followers; ++i) station.smbios.Add(type, 0x2000, {1, 1, 1, 1, 1}, {"another"});
-      EXPECT_EQ(Merged(station.Run(display.test)),
-                Joined({{"Initialize -> 0 test " + std::to_string(display.test)}, display.lines, {"EndTest"}}));
-    }
-  }
-}
-
-TEST(Display, AMissingStructureIsReportedAsTheSystemStructure) {
-  for (const std::uint32_t test : {21u, 23u, 24u, 25u}) {
-    Station station;
-    station.smbios.Add(127, 0, {});
-    EXPECT_EQ(station.Run(test),
-              (Lines{"Initialize -> 0 test " + std::to_string(test),
-                     R"(ReportError 3 "\nFailed to get SMBIOS System Structure.\nNo Structure Type )" +
-                         std::to_string(StructureType(test)) + R"(, Index 0, found.\n")",
-                     "EndTest"}));
-  }
-}
-
-TEST(Display, AMissingEntryPointIsAnErrorOfItsOwn) {
-  for (const std::uint32_t test : {20u, 22u}) {
-    Station station;
-    station.smbios_placement.entry = simulation::SmbiosPlacement::Entry::kNowhere;
-    EXPECT_EQ(Errors(station.Run(test)), Lines{kNoEntryPoint});
-  }
 }
 
 // dmidecode, a program of its own, reads the same table from a dump: the entry
@@ -281,60 +151,12 @@ TEST(Display, AgreesWithDmidecodeOnTheSameTable) {
   EXPECT_GT(compared, 200u);
 }
 
-// One round of the browser.
-Lines Round(unsigned number, const char* type, const char* length, const char* handle, const char* answer) {
-  return {R"(DebugPrint 1 "\nStructure )" + std::to_string(number) + R"( Header:")",
-          std::string(R"(DebugPrint 1 "\nType: 0x)") + type + R"(   ")",
-          std::string(R"(DebugPrint 1 "Len: 0x)") + length + R"(   ")",
-          std::string(R"(DebugPrint 1 "Handle: 0x)") + handle + R"(")",
-          R"(Prompt "\nPress any key for next structure or S to Stop: ")",
-          std::string(R"(ReadInput 4 0 -> ")") + answer + R"(")"};
-}
-
-Lines Browse(Station& station, std::deque<std::u16string> answers) {
-  station.library->answers = std::move(answers);
-  Lines lines = station.Run(22);
-  EXPECT_TRUE(station.library->answers.empty());
-  return Lines(lines.begin() + 1, lines.end() - 1);
-}
-
-TEST(Browser, GoesOnUntilTheLastStructureOrTheAnswerS) {
-  const Lines count = {R"(DebugPrint 1 "\nNumber of structs: 4")"};
-  const Lines first = Round(0, "0", "5", "1", "");
-  const struct {
-    std::deque<std::u16string> answers;
-    Lines rounds;
-  } cases[] = {
-      {{u"s"}, Round(0, "0", "5", "1", "s")},
-      {{u"", u"S"}, Joined({first, Round(1, "11", "4", "abcd", "S")})},
-      {{u"", u"Stop", u"s ", u"x"},
-       Joined({first, Round(1, "11", "4", "abcd", "Stop"), Round(2, "7f", "4", "7f00", "s "),
-               Round(3, "ff", "6", "3", "x")})},
-  };
-  for (const auto& c : cases) {
-    Station station;
-    station.smbios.Add(0, 1, {1}, {"A", "B"}).Add(17, 0xABCD, {}).Add(127, 0x7F00, {}).Add(255, 3, {9, 9}, {"C"});
-    EXPECT_EQ(Browse(station, c.answers), Joined({count, c.rounds}));
-  }
-}
-
-TEST(Browser, AnEmptyTableEndsAtOnceAndANullAddressIsAnError) {
-  {
-    Station station;
-    EXPECT_EQ(Browse(station, {}), Lines{R"(DebugPrint 1 "\nNumber of structs: 0")"});
-  }
-  Station station;
-  station.smbios_placement = {.declared_count = 2, .declared_address = 0};
-  EXPECT_EQ(Browse(station, {}), (Lines{R"(DebugPrint 1 "\nNumber of structs: 2")",
-                                        R"(ReportError 5 "\nStructure Table Address is NULL")"}));
-}
-
 TEST(Browser, ShowsAllOfALargeTableThoughItsCounterWraps) {
   Station station;
   for (unsigned i = 0; i < 620; ++i) station.smbios.Add(17, static_cast<std::uint16_t>(i), {1}, {"DIMM"});
-  const Lines lines = Browse(station, std::deque<std::u16string>(620));
-  EXPECT_EQ(Only({"ReadInput"}, lines).size(), 620u);
-  const Lines headers = Only({R"(DebugPrint 1 "\nStructure )"}, lines);
+  station.library->answers.assign(620, u"");
+  const Lines headers = Only({R"(DebugPrint 1 "\nStructure )"}, station.Run(22));
+  EXPECT_EQ(headers.size(), 620u);
   EXPECT_EQ(headers[255], R"(DebugPrint 1 "\nStructure 255 Header:")");
   EXPECT_EQ(headers[256], R"(DebugPrint 1 "\nStructure 0 Header:")");
 }

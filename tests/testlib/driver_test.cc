@@ -5,6 +5,7 @@
 
 #include <array>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,9 +25,9 @@
 #include "simulation/text.h"
 #include "simulation/volume.h"
 #include "testlib/results.h"
+#include "tests/drivers/loaded_driver.h"
 #include "tests/faults_fail_tests.h"
 
-extern "C" EFI_STATUS efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 extern "C" EFI_STATUS testlib_efi_main(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table);
 
 namespace {
@@ -36,6 +37,19 @@ using Words = std::vector<std::u16string>;
 using Body = std::function<void(TestLibrary& library)>;
 
 void Nothing(TestLibrary&) {}
+
+// Words between blanks; what stands in quotation marks may hold blanks.
+Words Typed(const std::u16string& line) {
+  Words words;
+  bool is_quoted = false;
+  for (char16_t last = u' '; const char16_t c : line) {
+    if (c == u'"') is_quoted = !is_quoted;
+    if (last == u' ' && c != u' ') words.emplace_back();
+    if (c != u'"' && (c != u' ' || is_quoted)) words.back() += c;
+    last = is_quoted ? u'"' : c;
+  }
+  return words;
+}
 
 // What the application of the running test does between Initialize and EndTest.
 Body application_body;
@@ -58,35 +72,17 @@ EFI_STATUS Application(EFI_HANDLE image, EFI_SYSTEM_TABLE* system_table) {
 struct Driver : testing::Test {
   Driver() { application_ends = true; }
 
-  void TearDown() override {
-    if (driver != nullptr) Unload();
-  }
-
   EFI_STATUS Load() {
-    const EFI_HANDLE loaded = machine.LoadImage();
-    const EFI_STATUS end = machine.StartImage(loaded, testlib_efi_main).status;
-    if (EFI_ERROR(end)) {
-      machine.UnloadImage(loaded);
-    } else {
-      driver = loaded;
-    }
-    return end;
-  }
-
-  EFI_STATUS Unload() {
-    void* loaded = nullptr;
-    machine.handles.Interface(driver, kLoadedImage, &loaded);
-    const EFI_STATUS unloaded = static_cast<EFI_LOADED_IMAGE*>(loaded)->Unload(driver);
-    machine.UnloadImage(driver);
-    driver = nullptr;
-    return unloaded;
+    loaded.emplace(machine, testlib_efi_main);
+    return loaded->status;
   }
 
   // What an application writes on the console.
   template <class Shell>
-  std::u16string RunOn(Shell& shell_to_use, Words words, const Body& body) {
+  std::u16string RunOn(Shell& shell_to_use, const std::u16string& line, const Body& body) {
     machine.console.written.clear();
-    words.insert(words.begin(), u"FS0:\\mfgtest.efi");
+    Words words = {u"FS0:\\mfgtest.efi"};
+    for (const std::u16string& word : Typed(line)) words.push_back(word);
     application_body = body;
     image = machine.LoadImage();
     platform::LoadedImage(image)->DeviceHandle = device;
@@ -102,10 +98,9 @@ struct Driver : testing::Test {
     return {reinterpret_cast<const char16_t*>(variable->data.data()), variable->data.size() / sizeof(char16_t)};
   }
 
-  static constexpr EFI_GUID kLoadedImage = LOADED_IMAGE_PROTOCOL;
   simulation::ImageEntry application = Application;
   simulation::Machine machine;
-  EFI_HANDLE driver = nullptr;
+  std::optional<LoadedDriver> loaded;
   EFI_HANDLE image = nullptr;
   // From which the application is loaded.
   EFI_HANDLE device = nullptr;
@@ -113,7 +108,7 @@ struct Driver : testing::Test {
 };
 
 struct DriverOnModernShell : Driver {
-  std::u16string Run(Words words, const Body& body = Nothing) { return RunOn(shell, std::move(words), body); }
+  std::u16string Run(const std::u16string& line, const Body& body = Nothing) { return RunOn(shell, line, body); }
 
   void AddFile(const char16_t* name, const std::string& content) {
     shell.files[name] = {content.begin(), content.end()};
@@ -131,80 +126,77 @@ void ReportStationError(TestLibrary& library) {
 }
 void ReportNoSuchTest(TestLibrary& library) { library.ReportError(0, u"Invalid test number: %d\n", UINTN{15}); }
 
+void ExpectShown(const std::u16string& written, std::initializer_list<std::u16string_view> texts) {
+  for (const std::u16string_view text : texts) {
+    EXPECT_NE(written.find(text), written.npos)
+        << simulation::Readable(text) << " in " << simulation::Readable(written);
+  }
+}
+
 TEST_F(DriverOnModernShell, TellsTheVerdictOfARun) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   AddFile(u"typo.cfg", "X_Own=1\nSytem_Product=x\nHSBP=y\n");
   AddFile(u"bad.cfg", "# x\nA B\n");
   AddFile(u"full.cfg", "#" + std::string(500, 'x') + "\n" + std::string(64 * 1024 - 502, '\n'));
   AddFile(u"big.cfg", std::string(64 * 1024 + 1, '\n'));
+  const Body refused;  // no test runs
   const struct {
-    Words words;
+    const char16_t* line;
     Body body;
     std::u16string verdict;
-    bool runs;
     std::u16string shows;
   } cases[] = {
-      {{u"1"}, Nothing, u"PASS", true, u"\r\nRESULT test 1 \"System manufacturer\": PASS, 0 errors, "},
-      {{u"1"},
-       ReportTwice,
-       u"FAIL",
-       true,
+      {u"1", Nothing, u"PASS", u"\r\nRESULT test 1 \"System manufacturer\": PASS, 0 errors, "},
+      {u"1", ReportTwice, u"FAIL",
        u"\r\nERROR 4: X mismatched. \r\n  Exp: \"a\"\r\n  Rec: \"b\"\r\n  -> program the unit, or correct the order's data\r\nERROR 23: again ab"},
-      {{u"1"}, ReportTwice, u"FAIL", true, u"\r\nRESULT test 1 \"System manufacturer\": FAIL, 2 errors, "},
-      {{u"15"}, ReportNoSuchTest, u"ERROR", true, u"\r\nRESULT test 15 \"-\": ERROR, 1 error, "},
-      {{u"--bogus"}, Nothing, u"ERROR", false, u"unknown option --bogus"},
-      {{}, Nothing, u"ERROR", false, u"\r\nRESULT test - \"-\": ERROR, 1 error, "},
-      {{u"1", u"-f", u"none.cfg"}, Nothing, u"ERROR", false, u"none.cfg: there is no such file"},
-      {{u"1", u"-f", u"bad.cfg"}, Nothing, u"ERROR", false, u"bad.cfg line 2: expected NAME = VALUE"},
-      {{u"1", u"-f", u"big.cfg"}, Nothing, u"ERROR", false, u"big.cfg: the file is larger than 65536 bytes"},
-      {{u"1", u"-f", u"full.cfg"}, Nothing, u"PASS", true, u"RESULT"},
-      {{u"1", u"X="}, Nothing, u"ERROR", false, u"command line: \"X=\": the value is empty"},
-      {{u"1", u"-f", u"typo.cfg"},
-       Nothing,
-       u"ERROR",
-       false,
-       u"ERROR: typo.cfg line 2: Sytem_Product = \"x\": no test knows this parameter. Is it System_Product? (Names of "
-       u"the station's own begin with X_.)\r\nERROR: typo.cfg line 3: HSBP = \"y\": expected a number"},
-      {{u"1", u"HSBP=x"}, Nothing, u"ERROR", false, u"ERROR: command line: HSBP = \"x\": expected a number"},
-      {{u"1"}, ReportStationError, u"ERROR", true, u"\r\n  -> load ipmi_kcs.efi, then start the test again\r\nRESULT"},
-      {{u"39", u"-n", u"HSBP=1"},
-       Nothing,
-       u"",
-       false,
-       u"  SYS_BD_FRU_ID: missing\r\n      FRU device ID, when HSBP is 0\r\n      a number of 32 bits, "
-       u"required\r\n  HSBP = \"1\"  (command line)\r\n"},
-      {{u"--help"}, Nothing, u"", false, u"mfgtest.efi [options]"},
-      {{u"-l"}, Nothing, u"", false, u"Chassis type\r\n      Chassis_Type\r\n"},
-      {{u"-l"}, Nothing, u"", false, u"  10  Chassis type"},
+      {u"1", ReportTwice, u"FAIL", u"\r\nRESULT test 1 \"System manufacturer\": FAIL, 2 errors, "},
+      {u"15", ReportNoSuchTest, u"ERROR", u"\r\n  -> --list shows the tests\r\nRESULT test 15 \"-\": ERROR, 1 error, "},
+      {u"1", ReportStationError, u"ERROR", u"\r\n  -> load ipmi_kcs.efi, then start the test again\r\nRESULT"},
+      {u"1 -f full.cfg", Nothing, u"PASS", u"RESULT"},
+      {u"--bogus", refused, u"ERROR", u"unknown option --bogus"},
+      {u"", refused, u"ERROR", u"\r\nRESULT test - \"-\": ERROR, 1 error, "},
+      {u"1 -f none.cfg", refused, u"ERROR", u"none.cfg: there is no such file"},
+      {u"1 -f bad.cfg", refused, u"ERROR", u"bad.cfg line 2: expected NAME = VALUE"},
+      {u"1 -f big.cfg", refused, u"ERROR", u"big.cfg: the file is larger than 65536 bytes"},
+      {u"1 X=", refused, u"ERROR", u"command line: \"X=\": the value is empty"},
+      {u"1 -f typo.cfg", refused, u"ERROR",
+       u"ERROR: typo.cfg line 2: Sytem_Product = \"x\": no test knows this parameter. Is it System_Product? (Names of the station's own begin with X_.)\r\nERROR: typo.cfg line 3: HSBP = \"y\": expected a number"},
+      {u"1 HSBP=x", refused, u"ERROR", u"ERROR: command line: HSBP = \"x\": expected a number"},
+      {u"39 -n HSBP=1", refused, u"",
+       u"  SYS_BD_FRU_ID: missing\r\n      FRU device ID, when HSBP is 0\r\n      a number of 32 bits, required\r\n  HSBP = \"1\"  (command line)\r\n"},
+      {u"--help", refused, u"", u"mfgtest.efi [options]"},
+      {u"-l", refused, u"", u"Chassis type\r\n      Chassis_Type\r\n"},
+      {u"-l", refused, u"", u"  10  Chassis type"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(simulation::Readable(c.shows));
     bool ran = false;
-    const std::u16string written = Run(c.words, [&](TestLibrary& library) {
+    const std::u16string written = Run(c.line, [&](TestLibrary& library) {
       ran = true;
-      c.body(library);
+      if (c.body) c.body(library);
     });
-    EXPECT_NE(written.find(c.shows), written.npos) << simulation::Readable(written);
+    ExpectShown(written, {c.shows});
     EXPECT_EQ(Verdict(), c.verdict);
     EXPECT_EQ(written.find(u"RESULT ") == written.npos, c.verdict.empty());
     EXPECT_EQ(written.rfind(u"RESULT "), written.find(u"RESULT "));
-    EXPECT_EQ(ran, c.runs);
+    EXPECT_EQ(ran, static_cast<bool>(c.body));
   }
 }
 
 TEST_F(DriverOnModernShell, AsksForAValueWhenItIsRead) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   const struct {
-    Words more;
+    const char16_t* line;
     std::u16string keys;
     std::u16string value;
-  } cases[] = {{{}, u"x\rSN-1\r", u"SN-1"}, {{}, u"SN-1\x1B", u""}, {{u"-aSN-2"}, u"", u"SN-2"}, {{u"-ax"}, u"", u""}};
+  } cases[] = {{u"4 System_Serial_Number=ask:SN-?", u"x\rSN-1\r", u"SN-1"},
+               {u"4 System_Serial_Number=ask:SN-?", u"SN-1\x1B", u""},
+               {u"4 System_Serial_Number=ask:SN-? -aSN-2", u"", u"SN-2"},
+               {u"4 System_Serial_Number=ask:SN-? -ax", u"", u""}};
   for (const auto& c : cases) {
-    Words words = {u"4", u"System_Serial_Number=ask:SN-?"};
-    words.insert(words.end(), c.more.begin(), c.more.end());
     machine.console.keys.assign(c.keys.begin(), c.keys.end());
     std::array<char16_t, 32> value{};
-    Run(words, [&](TestLibrary& library) {
+    Run(c.line, [&](TestLibrary& library) {
       // Asked once a run.
       library.GetParamString(u"System_Serial_Number", value.data(), sizeof value);
       if (value[0] != 0) library.GetParamString(u"System_Serial_Number", value.data(), sizeof value);
@@ -244,48 +236,40 @@ TEST_F(DriverOnModernShell, SaysWhatItLeavesOut) {
     library.ReportError(4, u"\r\n%s", std::u16string(5000, u'x').c_str());
   };
   const struct {
-    Words words;
-    Body body;
+    const char16_t* line;
     std::u16string shows;
     std::function<void()> prepare = [] {};
+    Body body = Nothing;
   } cases[] = {
-      {{u"--show"}, Nothing, u"\r\nNo parameters are given.\r\n", [] { platform::Write(u"FS0:\\> "); }},
-      {{u"1"}, remove, u"\r\nThere is no test 64 to remove.\r\n"},
-      {{u"1"}, ask_for_nothing, u"(x)\r\nRESULT"},
-      {{u"1"}, report_at_length, u"\r\nERROR 4: " + std::u16string(4000, u'x')},
-      {{u"1"}, publish_too_much, u"\r\nThere is no room for more results: last is not kept\r\n"},
-      {{u"1"},
-       Nothing,
+      {u"--show", u"\r\nNo parameters are given.\r\n", [] { platform::Write(u"FS0:\\> "); }},
+      {u"1", u"\r\nThere is no test 64 to remove.\r\n", [] {}, remove},
+      {u"1", u"(x)\r\nRESULT", [] {}, ask_for_nothing},
+      {u"1", u"\r\nERROR 4: " + std::u16string(4000, u'x'), [] {}, report_at_length},
+      {u"1", u"\r\nThere is no room for more results: last is not kept\r\n", [] {}, publish_too_much},
+      {u"1",
        u"ERROR: the verdict of an earlier run, MfgVerdict, cannot be removed: Access Denied. Delete it in the shell: set "
        u"-d MfgVerdict\r\nThe shell variable MfgVerdict could not be set: Access Denied\r\nRESULT test 1 \"System "
        u"manufacturer\": ERROR",
        [&] { calls->SetEnv = set_env; }},
-      {{u"28", u"FlashAddress=0xFFFE0001"},
-       Nothing,
-       u"ERROR: test 28 would erase and rewrite the 64 KiB at FlashAddress"},
-      {{u"28", u"FlashAddress=0xFFFFFFFF", u"Allow_Top_Of_Flash=no"}, Nothing, u"ERROR: test 28 would erase"},
-      {{u"28", u"FlashAddress=0xFFFF0000", u"Allow_Top_Of_Flash=YES"}, Nothing, u"GUID writing\": PASS"},
-      {{u"28", u"FlashAddress=0xFFFE0000"}, Nothing, u"GUID writing\": PASS"},
-      {{u"30", u"FlashAddress=0xFFFF0000"}, Nothing, u"GUID in flash\": PASS"},
-      {{u"1", u"-fa"}, Nothing, u"a: this is a folder, expected a file", [&] { calls->GetFileInfo = file_info; }},
-      {{u"1", u"-fa"}, Nothing, u"a: the file cannot be read: Device Error", [&] { calls->ReadFile = read_file; }},
-      {{u"1"}, Nothing, u"mfgtest.cfg line 2: expected NAME = VALUE", [&] { device = volume.handle; }},
-      {{u"1"},
-       Nothing,
-       u"Parameters of mfgtest.cfg beside the module count.\r\n",
+      {u"28 FlashAddress=0xFFFE0001", u"ERROR: test 28 would erase and rewrite the 64 KiB at FlashAddress"},
+      {u"28 FlashAddress=0xFFFFFFFF Allow_Top_Of_Flash=no", u"ERROR: test 28 would erase"},
+      {u"28 FlashAddress=0xFFFF0000 Allow_Top_Of_Flash=YES", u"GUID writing\": PASS"},
+      {u"28 FlashAddress=0xFFFE0000", u"GUID writing\": PASS"},
+      {u"30 FlashAddress=0xFFFF0000", u"GUID in flash\": PASS"},
+      {u"1 -fa", u"a: this is a folder, expected a file", [&] { calls->GetFileInfo = file_info; }},
+      {u"1 -fa", u"a: the file cannot be read: Device Error", [&] { calls->ReadFile = read_file; }},
+      {u"1", u"mfgtest.cfg line 2: expected NAME = VALUE", [&] { device = volume.handle; }},
+      {u"1", u"Parameters of mfgtest.cfg beside the module count.\r\n",
        [&] { volume.files[u"mfgtest.cfg"].resize(6); }},
-      {{u"1"},
-       Nothing,
-       u"mfgtest.cfg: the file cannot be read: No Media",
-       [&] { volume.behaviour.open_status = EFI_NO_MEDIA; }},
+      {u"1", u"mfgtest.cfg: the file cannot be read: No Media", [&] { volume.behaviour.open_status = EFI_NO_MEDIA; }},
   };
-  EXPECT_TRUE(Run({u"--summary"}).starts_with(u"Runs since the library was loaded: 0\r\n"));
+  EXPECT_TRUE(Run(u"--summary").starts_with(u"Runs since the library was loaded: 0\r\n"));
   for (const auto& c : cases) {
     SCOPED_TRACE(simulation::Readable(c.shows));
     *calls = good;
     c.prepare();
-    const std::u16string written = Run(c.words, c.body);
-    EXPECT_NE(written.find(c.shows), written.npos) << simulation::Readable(written);
+    const std::u16string written = Run(c.line, c.body);
+    ExpectShown(written, {c.shows});
   }
 }
 
@@ -293,7 +277,7 @@ TEST_F(DriverOnModernShell, GivesParametersByRank) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   AddFile(u"a", "X_A=a\nX_B=a\nX_C=a\nX_N=0x1F\nX_M=-1\n");
   AddFile(u"b", "X_B=b\nX_C=b\n");
-  const std::u16string written = Run({u"1", u"X_C=typed", u"-fa", u"-fb"}, [](TestLibrary& library) {
+  const std::u16string written = Run(u"1 X_C=typed -fa -fb", [](TestLibrary& library) {
     std::array<char16_t, 8> text{};
     for (const auto& [name, value] : {std::pair{u"X_A", u"a"}, {u"X_B", u"b"}, {u"X_C", u"typed"}}) {
       EXPECT_EQ(library.GetParamString(name, text.data(), sizeof text), 0u);
@@ -308,12 +292,9 @@ TEST_F(DriverOnModernShell, GivesParametersByRank) {
     EXPECT_EQ(library.GetParamNumber(u"X_M", &number), 2u);
     EXPECT_EQ(library.unused22(), 7u);
   });
-  EXPECT_NE(written.find(u"X_M = \"-1\" (a line 5): expected a number"), written.npos);
-  const std::u16string shown = Run({u"--show", u"X_C=typed", u"-fa", u"-fb"});
-  for (const auto* const line :
-       {u"X_A = \"a\"  (a line 1)", u"X_B = \"b\"  (b line 1)", u"X_C = \"typed\"  (command line)"}) {
-    EXPECT_NE(shown.find(line), shown.npos) << simulation::Readable(shown);
-  }
+  ExpectShown(written, {u"X_M = \"-1\" (a line 5): expected a number"});
+  ExpectShown(Run(u"--show X_C=typed -fa -fb"),
+              {u"X_A = \"a\"  (a line 1)", u"X_B = \"b\"  (b line 1)", u"X_C = \"typed\"  (command line)"});
 }
 
 TEST_F(DriverOnModernShell, TalksToTheOperator) {
@@ -335,13 +316,11 @@ TEST_F(DriverOnModernShell, TalksToTheOperator) {
     library.SetResultString(u"System_Product", u"Box");
     library.Delay(1000);
   };
-  const std::u16string scripted = Run({u"1", u"-a", u"s", u"-a", u"quite", u"-d2", u"-s", u"25"}, ask);
-  for (const auto* const text : {u"[s;qui;;]\r\n", u"no answer is left", u"details 7\r\n", u"?[2J\r\n", u"25 percent",
-                                 u"Results:\r\n  Type            23\r\n  System product  Box\r\nRESULT"}) {
-    EXPECT_NE(scripted.find(text), scripted.npos) << simulation::Readable(scripted);
-  }
+  const std::u16string scripted = Run(u"1 -a s -a quite -d2 -s 25", ask);
+  ExpectShown(scripted,
+              {u"[s;qui;;]\r\n", u"no answer is left", u"details 7\r\n", u"?[2J\r\n", u"25 percent",
+               u"Results:\r\n  Type            23\r\n  System product  Box\r\nRESULT", u" s, 1.0 s of waits\r\n"});
   EXPECT_EQ(scripted.find(u"progress"), scripted.npos);
-  EXPECT_NE(scripted.find(u" s, 1.0 s of waits\r\n"), scripted.npos);
   // A quarter of a second, and the calibration of the clock.
   EXPECT_EQ(machine.stalled_microseconds, 250'000u + 10'000u);
 
@@ -350,52 +329,48 @@ TEST_F(DriverOnModernShell, TalksToTheOperator) {
     simulation::Machine::Current().console.keys.push_back(u'\r');
     return EFI_STATUS{EFI_SUCCESS};
   };
-  const std::u16string typed = Run({u"1", u"-s0"}, ask);
-  EXPECT_NE(typed.find(u"[X Z;;lon;]"), typed.npos) << simulation::Readable(typed);
-  EXPECT_EQ(Run({u"1"}).find(u"Results"), typed.npos) << "those of another run";
+  ExpectShown(Run(u"1 -s0", ask), {u"[X Z;;lon;]"});
+  EXPECT_EQ(Run(u"1").find(u"Results"), std::u16string::npos) << "those of another run";
 }
 
 TEST_F(DriverOnModernShell, RemembersTheBoot) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
-  Run({u"0"}, [](TestLibrary& library) {
+  Run(u"0", [](TestLibrary& library) {
     library.LogMessage(u"No asset tag.\nRemoving 13.\n");
     library.DebugPrint(1, u"unseen");
     library.RemoveSubtest(13);
   });
   bool ran = false;
-  const std::u16string skipped = Run({u"13"}, [&](TestLibrary&) { ran = true; });
+  const std::u16string skipped = Run(u"13", [&](TestLibrary&) { ran = true; });
   EXPECT_FALSE(ran);
   EXPECT_EQ(Verdict(), u"SKIP");
-  EXPECT_NE(skipped.find(u"does not apply to this machine (removed by test 0): No asset tag. Removing 13.\r\n"),
-            skipped.npos);
-  const std::u16string failed = Run({u"13", u"Required_Tests=1-12 13"}, [&](TestLibrary&) { ran = true; });
+  ExpectShown(skipped, {u"does not apply to this machine (removed by test 0): No asset tag. Removing 13.\r\n"});
+  const std::u16string failed = Run(u"13 \"Required_Tests=1-12 13\"", [&](TestLibrary&) { ran = true; });
   EXPECT_EQ(Verdict(), u"FAIL");
-  EXPECT_NE(failed.find(u"ERROR: test 13 has to apply to this machine: Required_Tests names it"), failed.npos);
-  Run({u"1", u"Required_Tests=all"}, [&](TestLibrary&) { ran = true; });
+  ExpectShown(failed, {u"ERROR: test 13 has to apply to this machine: Required_Tests names it"});
+  Run(u"1 Required_Tests=all", [&](TestLibrary&) { ran = true; });
   EXPECT_EQ(Verdict(), u"ERROR");
   EXPECT_FALSE(ran);
-  EXPECT_NE(Run({u"-l"}).find(u"Chassis asset tag  (does not apply"), std::u16string::npos);
+  EXPECT_NE(Run(u"-l").find(u"Chassis asset tag  (does not apply"), std::u16string::npos);
 
   application_ends = false;
-  Run({u"2"});
+  Run(u"2");
   EXPECT_EQ(Verdict(), u"");
   application_ends = true;
-  const std::u16string summary = Run({u"--summary"});
-  for (
-      const auto* const line :
+  const std::u16string summary = Run(u"--summary");
+  ExpectShown(
+      summary,
       {u"loaded: 5\r\n", u"     0  Autosense                      PASS          0  ",
        u"    13  Chassis asset tag              SKIP          0  ",
        u"    13  Chassis asset tag              FAIL          1  ",
        u"     2  System product                 ERROR         0  ",
        u"test 13 does not apply (removed by test 0): No asset tag. Removing 13.\r\n",
        u"\r\nFAIL test 13 \"Chassis asset tag\":\r\n  No asset tag. Removing 13.\r\n  -> program what is missing, or take the test out of Required_Tests\r\nERROR test 1 ",
-       u"\r\n  the test did not come to its end\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"}) {
-    EXPECT_NE(summary.find(line), summary.npos) << simulation::Readable(summary);
-  }
-  Run({u"0"});
-  Run({u"13"});
+       u"\r\n  the test did not come to its end\r\nSUMMARY 1 passed, 1 failed, 2 errors, 1 skipped: FAIL\r\n"});
+  Run(u"0");
+  Run(u"13");
   EXPECT_EQ(Verdict(), u"PASS");
-  const std::u16string second = Run({u"--summary"});
+  const std::u16string second = Run(u"--summary");
   const std::u16string earlier = u"  (not counted)\r\n";
   std::size_t marked = 0;
   for (std::size_t at = 0; (at = second.find(earlier, at)) != second.npos; ++at) ++marked;
@@ -403,13 +378,13 @@ TEST_F(DriverOnModernShell, RemembersTheBoot) {
   EXPECT_TRUE(second.ends_with(u"SUMMARY 2 passed, 0 failed, 0 errors, 0 skipped: PASS\r\n"));
 
   // A result that is required and missing; a new line that does not start.
-  Run({u"13", u"Required_Results=UUID, Asset"}, [](TestLibrary& library) { library.SetResultNumber(u"Asset", 7); });
+  Run(u"13 \"Required_Results=UUID, Asset\"", [](TestLibrary& library) { library.SetResultNumber(u"Asset", 7); });
   EXPECT_TRUE(
-      Run({u"--summary"})
+      Run(u"--summary")
           .ends_with(
               u"\r\nFAIL required result missing or empty:\r\n  UUID\r\nSUMMARY 3 passed, 0 failed, 0 errors, 0 skipped: FAIL\r\n"));
-  Run({u"0", u"HSBP=x"});
-  const std::u16string refused = Run({u"--summary"});
+  Run(u"0 HSBP=x");
+  const std::u16string refused = Run(u"--summary");
   EXPECT_EQ(refused.find(u"Asset  "), refused.npos);
   EXPECT_TRUE(refused.ends_with(u"\r\nSUMMARY 0 passed, 0 failed, 1 errors, 0 skipped: ERROR\r\n"));
 }
@@ -422,14 +397,14 @@ TEST_F(DriverOnModernShell, TellsRigsInPlainLines) {
     simulation::Machine::Current().console.written += u'\x1B';
     return EFI_STATUS{EFI_SUCCESS};
   };
-  const std::u16string written = Run({u"43"}, [](TestLibrary& library) {
+  const std::u16string written = Run(u"43", [](TestLibrary& library) {
     for (int i = 0; i < 3; ++i) library.DebugPrint(16, u"\nSend IPMI Cmd to BMC: NetFn=0x%02x", UINTN{10});
     library.DebugPrint(16, u", RespData:0x");
     library.ReportError(31, u"\nbad\n");
   });
   EXPECT_NE(written.find(u"\r\nRESULT test 43 \"FRU end markers\": FAIL, 1 error, "), written.npos);
   EXPECT_TRUE(written.ends_with(u" s, 2 repeats\r\n")) << simulation::Readable(written);
-  EXPECT_NE(Run({u"--summary"}).find(u"\r\nSUMMARY 0 passed, 1 failed,"), written.npos);
+  EXPECT_NE(Run(u"--summary").find(u"\r\nSUMMARY 0 passed, 1 failed,"), written.npos);
 }
 
 TEST_F(DriverOnModernShell, ConnectsControllersAndNamesBridges) {
@@ -443,21 +418,21 @@ TEST_F(DriverOnModernShell, ConnectsControllersAndNamesBridges) {
   // The application's own handle is one more.
   std::array<char16_t, 100> expected;
   FormatText(expected, "All controllers are connected: %lu handles, %lu before.\r\n", handles + 2, handles + 1);
-  EXPECT_EQ(Run({u"--connect"}), expected.data());
+  EXPECT_EQ(Run(u"--connect"), expected.data());
   EXPECT_EQ(connected, handles + 1);
   EXPECT_EQ(Verdict(), u"");
 
   platform::Bridge bridge{};
   platform::PutOnRecord(bridge, u"a table offered as another");
-  EXPECT_NE(Run({u"--summary"}).find(u"  bridge: a table offered as another\r\n"), std::u16string::npos);
+  EXPECT_NE(Run(u"--summary").find(u"  bridge: a table offered as another\r\n"), std::u16string::npos);
   platform::TakeOffRecord(bridge);
-  EXPECT_EQ(Run({u"--summary"}).find(u"bridge:"), std::u16string::npos);
+  EXPECT_EQ(Run(u"--summary").find(u"bridge:"), std::u16string::npos);
 }
 
 TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   const std::u16string long_text(100, u'x');
-  std::u16string written = Run({u"1", u"X_A=v", u"-as", u"-s0", u"--trace", u"-d1"}, [&](TestLibrary& library) {
+  std::u16string written = Run(u"1 X_A=v -as -s0 --trace -d1", [&](TestLibrary& library) {
     std::array<char16_t, 4> text;
     library.GetParamString(u"X_A", text.data(), 8);
     library.GetParamString(u"X_B", text.data(), 8);
@@ -474,7 +449,7 @@ TEST_F(DriverOnModernShell, TracesOperationsInPieces) {
       u"\"\r\n@ ReadInput 4 0 -> \"s\"\r\n@ Delay 5\r\n@ SetResultNumber \"display.cfg:k\" 3\r\n"
       u"@ ReportError 4 \"bad\\n\"\r\n@ EndTest\r\nRESULT test 1 \"System manufacturer\": FAIL, 1 error, ";
   EXPECT_EQ(simulation::Readable(written.substr(0, expected.size())), simulation::Readable(expected));
-  written = Run({u"--trace"});
+  written = Run(u"--trace");
   EXPECT_NE(written.find(u"\r\n@ Initialize -> 3\r\n@ EndTest\r\nRESULT test - "), written.npos);
 }
 
@@ -483,7 +458,7 @@ TEST_F(DriverOnModernShell, BridgesAModernShell) {
   const std::size_t blocks = machine.memory.Outstanding();
   machine.variables.Add(u"MfgVerdict", simulation::TextData(u"PASS"));
   ASSERT_EQ(Load(), EFI_SUCCESS);
-  Run({u"1"}, [&](TestLibrary&) {
+  Run(u"1", [&](TestLibrary&) {
     EXPECT_EQ(Verdict(), u"");
     auto* const environment = platform::FirstInterface<ShellEnvironment>(kShellEnvironmentProtocolGuid);
     EXPECT_EQ(environment->Execute(&image, u"set \"MFG\" \"A B\"", FALSE), EFI_SUCCESS);
@@ -506,15 +481,15 @@ TEST_F(DriverOnModernShell, BridgesAModernShell) {
   // An application that ends without a word is cleared away at the next start,
   // and one that never comes to the library finds no verdict left.
   application_ends = false;
-  for (int i = 0; i < 40; ++i) Run({u"1"});
+  for (int i = 0; i < 40; ++i) Run(u"1");
   EXPECT_EQ(status, EFI_SUCCESS);
   EXPECT_EQ(machine.handles.Handles(&kShellInterfaceProtocolGuid).size(), 1u);
   EXPECT_EQ(Verdict(), u"");
 
-  EXPECT_EQ(Unload(), EFI_SUCCESS);
+  EXPECT_EQ(loaded->Unload(), EFI_SUCCESS);
   EXPECT_EQ(machine.handles.Handles(nullptr).size(), handles);
   EXPECT_EQ(machine.memory.Outstanding(), blocks);
-  Run({u"1"});
+  Run(u"1");
   EXPECT_EQ(status, EFI_NOT_FOUND);
 }
 
@@ -523,30 +498,17 @@ TEST_F(Driver, StaysOutOfTheWayOfAnOldShell) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   EXPECT_EQ(machine.handles.Handles(&kShellEnvironmentProtocolGuid).size(), 1u);
   old_shell.upper_half_of_argc = 0;
-  RunOn(old_shell, {u"1"}, Nothing);
+  RunOn(old_shell, u"1", Nothing);
   ASSERT_EQ(old_shell.commands.size(), 2u);
   EXPECT_EQ(old_shell.commands[0].line, u"set -d \"MfgVerdict\"");
   EXPECT_EQ(old_shell.commands[1].line, u"set -v \"MfgVerdict\" \"PASS\"");
   EXPECT_EQ(old_shell.commands[1].parent, image);
-  Unload();
-}
-
-TEST_F(DriverOnModernShell, RunsTheModule) {
-  ASSERT_EQ(Load(), EFI_SUCCESS);
-  application = efi_main;
-  Run({u"26"});
-  EXPECT_EQ(Verdict(), u"PASS");
-  const std::u16string written = Run({u"15"});
-  EXPECT_EQ(Verdict(), u"ERROR");
-  EXPECT_NE(written.find(u"ERROR 0: Invalid test number: 15\r\n  -> --list shows the tests\r\nRESULT"), written.npos)
-      << simulation::Readable(written);
-  EXPECT_EQ(status, EFI_SUCCESS);
 }
 
 TEST_F(DriverOnModernShell, RefusesASecondLoad) {
   ASSERT_EQ(Load(), EFI_SUCCESS);
   const std::size_t blocks = machine.memory.Outstanding();
-  EXPECT_EQ(Load(), EFI_ALREADY_STARTED);
+  EXPECT_EQ(LoadedDriver(machine, testlib_efi_main).status, EFI_ALREADY_STARTED);
   EXPECT_NE(machine.console.written.find(u"a test library is loaded already"), std::u16string::npos);
   EXPECT_EQ(machine.memory.Outstanding(), blocks);
   EXPECT_EQ(machine.handles.Handles(&kTestLibraryProtocolGuid).size(), 1u);
