@@ -36,7 +36,7 @@ void AddBootVariable(Input& input, simulation::VariableStore& store) {
                                 .vendor = kVariableVendors[vendor % std::size(kVariableVendors)],
                                 .attributes = vendor,
                                 .data = input.Take(size)};
-  if (name >= 0x80) variable.name.append(std::size_t{name & 0x7Fu} * 8, u'x');
+  if (name >= 0x80) variable.name.append(std::size_t{name & 0x7Fu} * 8, static_cast<char16_t>(input.Word() | 1));
   if (vendor >= 0x80) variable.vendor.Data1 ^= input.Byte();
   if (vendor >= 0xC0) variable.data.resize(size * 256, name);
   store.variables.insert(store.variables.begin(), variable);
