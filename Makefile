@@ -86,7 +86,7 @@ faults: setup-test configure-host ## every call of the platform failing in turn,
 
 MEMCHECK_RUNS := module_tests:ReferenceServer.* fault_tests:StartFaults.TheRecord* replay_tests:Dump.OfA*:Machines.* \
                  driver_tests:SmbiosEntry.*:IpmiKcsDiscovery.*
-memcheck: setup-memcheck configure-plain ## whole runs under valgrind: nothing depends on memory that nobody wrote; 2 minutes
+memcheck: setup-memcheck configure-plain ## whole runs under valgrind: nothing depends on memory that nobody wrote; a minute
 	@cmake --build build/plain -j $(JOBS) --target module_tests fault_tests replay_tests driver_tests
 	@set -f; for run in $(MEMCHECK_RUNS); do \
 	  echo "==> $$run"; \
