@@ -77,7 +77,9 @@ void AddFailures(Database& database, const Selection& selection, const std::stri
         if (attempt == attempts.end()) return;
         Failure failure{row.Text(1),
                         row.Text(2),
-                        {row.Number(3) != 0, row.Text(4), row.Text(5), row.Text(6), row.Text(7), row.Text(8)}};
+                        {row.Number(3) != 0, row.Text(4), row.Text(5), row.Text(6), row.Text(7), row.Text(8)},
+                        false,
+                        ""};
         const auto waiver = std::ranges::find_if(
             waivers, [&](const Waiver& one) { return Covers(one, failure, attempt->second->record.product); });
         failure.waived = waiver != waivers.end();
