@@ -122,14 +122,14 @@ class Server:
         """The event log, for a boot."""
         return ((_LOG + _LOG_START, self._log),)
 
-    def run_line(self, commands, on_line=lambda line: None, files=None, **machine):
+    def run_line(self, commands, on_line=lambda line: None, files=None, options=(), **machine):
         """Boots to the shell and types the commands at its prompt; gives what the machine said.
 
         files: further ones on the stick, by name
         """
         typed = (("FS0:\\> ", f"{command}\r") for command in (*commands, "reset -s"))
         files = {**unit_files(), **{driver.name: driver.read_bytes() for driver in self._drivers}, **(files or {})}
-        return self._boot(files, on_line, self.options, answers=(("Shell> ", "fs0:\r"), *typed), **machine)
+        return self._boot(files, on_line, (*self.options, *options), answers=(("Shell> ", "fs0:\r"), *typed), **machine)
 
     def start(self, files, on_line=lambda line: None, options=(), **machine):
         """Boots a stick that starts by itself, with no shell; gives what the machine said."""
