@@ -33,8 +33,6 @@ _LOG_START = 0x10
 _UUID = "78563412-bc9a-df11-8abc-001122334455"
 _MAC = "00:11:22:33:44:55"
 
-
-
 # Without them the firmware tries the older protocol first, over IPv6 for a minute.
 _NO_PXE = tuple(
     word for version in (4, 6) for word in ("-fw_cfg", f"name=opt/org.tianocore/IPv{version}PXESupport,string=n")

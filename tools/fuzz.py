@@ -92,7 +92,8 @@ class Target:
     def fuzz(self, workers, seconds):
         self.begun = time.monotonic()
         telling, found, status = [], None, None
-        for line in workers.lines(self.command(max(round(seconds - self.seconds), 1)), cwd=ROOT, env=environment(self.name)):
+        command = self.command(max(round(seconds - self.seconds), 1))
+        for line in workers.lines(command, cwd=ROOT, env=environment(self.name)):
             if not isinstance(line, str):
                 status = line
                 break
