@@ -5,6 +5,7 @@ TEST ?= 1
 PARAMS ?=
 LINE ?=
 SECURE ?=
+GDB ?=
 KEY ?=
 CERT ?=
 FIGURES ?=
@@ -41,13 +42,14 @@ help: ## this list
 	@echo "Fuzzing that counts: make fuzz FUZZ_SECONDS=600; one target: TARGET=smbios. A million runs: make campaign RUNS=1000000"
 	@echo "Both may be stopped and go on where they were; FRESH=1 begins anew"
 	@echo "The whole line run of a server, of one with three faults, and one that writes: make run LINE=1, =faulty, =write"
+	@echo "Under a debugger, see docs/debugging.md: make run TEST=4 GDB=1"
 	@echo "With Secure Boot on, from a signed stick: make run LINE=1 SECURE=1; your own stick: make image KEY=db.key CERT=db.pem"
 
 slow: setup lint check-builds check-mfgline ## what CI checks beyond `make test`, about 20 minutes
 	@echo "==> All green after $$(($$(date +%s) - $(STARTED))) s"
 
 run: setup-run build-image $(if $(LINE)$(filter $(IPMI_TESTS),$(TEST)),build-controller) ## one test on OVMF in QEMU, to watch; succeeds only for PASS
-	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE" $(if $(SECURE),--secure)
+	@python3 -B qemu/run.py --test="$$TEST" --parameters="$$PARAMS" --line="$$LINE" $(if $(SECURE),--secure) $(if $(GDB),--gdb)
 
 test: setup-test check-format check-images check-host check-firmware ## everything that has to be green
 	@echo "==> All green after $$(($$(date +%s) - $(STARTED))) s"
@@ -86,7 +88,7 @@ faults: setup-test configure-host ## every call of the platform failing in turn,
 
 MEMCHECK_RUNS := module_tests:ReferenceServer.* fault_tests:StartFaults.TheRecord* replay_tests:Dump.OfA*:Machines.* \
                  driver_tests:SmbiosEntry.*:IpmiKcsDiscovery.*
-memcheck: setup-memcheck configure-plain ## whole runs under valgrind: nothing depends on memory that nobody wrote; 2 minutes
+memcheck: setup-memcheck configure-plain ## whole runs under valgrind: nothing depends on memory that nobody wrote; a minute
 	@cmake --build build/plain -j $(JOBS) --target module_tests fault_tests replay_tests driver_tests
 	@set -f; for run in $(MEMCHECK_RUNS); do \
 	  echo "==> $$run"; \
@@ -102,12 +104,12 @@ bench: setup-bench build-image tools configure-bench ## instructions, waits and 
 fuzz: setup-fuzz configure-fuzz ## hostile devices, tables and files at random, FUZZ_SECONDS for each target
 	@echo "==> Building the fuzz targets"
 	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
-	@python3 -B fuzz/fuzz.py --seconds=$(FUZZ_SECONDS) --jobs=$(JOBS) $(if $(FRESH),--fresh) $(TARGET)
+	@python3 -B tools/fuzz.py --seconds=$(FUZZ_SECONDS) --jobs=$(JOBS) $(if $(FRESH),--fresh) $(TARGET)
 
 campaign: setup-test configure-campaign ## RUNS=100000 whole runs on machines that are wrong in many ways, each by its number
 	@echo "==> Building the runs"
 	@cmake --build build/campaign -j $(JOBS) --target fuzz_targets
-	@python3 -B fuzz/campaign.py --runs=$(RUNS) --jobs=$(JOBS) $(if $(FRESH),--fresh)
+	@python3 -B tools/campaign.py --runs=$(RUNS) --jobs=$(JOBS) $(if $(FRESH),--fresh)
 
 format: setup-test ## lays out the C++ sources
 	@clang-format -i $(SOURCES)

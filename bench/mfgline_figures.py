@@ -19,7 +19,8 @@ _FEW, _MANY = 10_000, 100_000
 _PLAIN = r"""
 find "$1" -name '*.jsonl' -print0 | xargs -0 cat |
   jq -r 'select(.testStepArtifact) | .timestamp as $time | .testStepArtifact | [$time, .testStepId, .measurement.name,
-         .measurement.value, .measurement.validators[0].value, .diagnosis.verdict, .testStepEnd.status] | @csv' >"$2.csv"
+         .measurement.value, .measurement.validators[0].value, .diagnosis.verdict,
+         .testStepEnd.status] | @csv' >"$2.csv"
 sqlite3 "$2" '.mode csv' "create table line (time, step, name, value, expected, verdict, status)" ".import $2.csv line"
 """
 

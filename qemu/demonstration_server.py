@@ -33,8 +33,6 @@ _LOG_START = 0x10
 _UUID = "78563412-bc9a-df11-8abc-001122334455"
 _MAC = "00:11:22:33:44:55"
 
-
-
 # Without them the firmware tries the older protocol first, over IPv6 for a minute.
 _NO_PXE = tuple(
     word for version in (4, 6) for word in ("-fw_cfg", f"name=opt/org.tianocore/IPv{version}PXESupport,string=n")
@@ -122,14 +120,14 @@ class Server:
         """The event log, for a boot."""
         return ((_LOG + _LOG_START, self._log),)
 
-    def run_line(self, commands, on_line=lambda line: None, files=None, **machine):
+    def run_line(self, commands, on_line=lambda line: None, files=None, options=(), **machine):
         """Boots to the shell and types the commands at its prompt; gives what the machine said.
 
         files: further ones on the stick, by name
         """
         typed = (("FS0:\\> ", f"{command}\r") for command in (*commands, "reset -s"))
         files = {**unit_files(), **{driver.name: driver.read_bytes() for driver in self._drivers}, **(files or {})}
-        return self._boot(files, on_line, self.options, answers=(("Shell> ", "fs0:\r"), *typed), **machine)
+        return self._boot(files, on_line, (*self.options, *options), answers=(("Shell> ", "fs0:\r"), *typed), **machine)
 
     def start(self, files, on_line=lambda line: None, options=(), **machine):
         """Boots a stick that starts by itself, with no shell; gives what the machine said."""

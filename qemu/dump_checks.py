@@ -108,7 +108,8 @@ def _difference(test, lines, again):
     if _result(again) != _result(lines):
         return [f"test {test}: {_result(lines)} on the machine, {_result(again)} replayed"]
     pairs = zip_longest(transcript(lines), transcript(again), fillvalue="nothing")
-    return [f"test {test}: on the machine {ours}\n    replayed {theirs}" for ours, theirs in pairs if ours != theirs][:3]
+    differing = [(ours, theirs) for ours, theirs in pairs if ours != theirs]
+    return [f"test {test}: on the machine {ours}\n    replayed {theirs}" for ours, theirs in differing[:3]]
 
 
 def _reader_faults(dump):

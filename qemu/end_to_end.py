@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause-Patent
-"""End-to-end checks of the images on OVMF, one boot a machine: end_to_end.py [PART]..., the usual ones without a name."""
+"""End-to-end checks of the images on OVMF, one boot a machine: end_to_end.py [PART]..., the usual ones by default."""
 
 import sys
 import tempfile

@@ -71,7 +71,8 @@ def _unwrapped(lines):
     """Removed tests on one line each: a console of 80 columns has them on several."""
     whole = []
     for line in lines:
-        if whole and line.startswith("  ") and whole[-1].startswith("  test ") and not line.startswith(("  test ", "  bridge: ")):
+        goes_on = line.startswith("  ") and not line.startswith(("  test ", "  bridge: "))
+        if whole and goes_on and whole[-1].startswith("  test "):
             whole[-1] += " " + line.strip()
         else:
             whole.append(line)
@@ -156,7 +157,10 @@ _FAILS = Check(
 _UNSIGNED = Check(
     "with Secure Boot on, a module that nobody signed is the station's fault",
     (),
-    shows=("mfgtest.efi is not loaded: Secure Boot is on, and it is not signed by a key", f"{len(_HEALTHY_VERDICTS)} not run: ERROR"),
+    shows=(
+        "mfgtest.efi is not loaded: Secure Boot is on, and it is not signed by a key",
+        f"{len(_HEALTHY_VERDICTS)} not run: ERROR",
+    ),
 )
 
 # What is typed at the shell of a healthy server.
@@ -202,7 +206,11 @@ _NEWER = (
         ),
         judge=_HEALTHY,
     ),
-    Check("controllers are connected from the shell", ("mfgtest.efi --connect",), shows=("All controllers are connected",)),
+    Check(
+        "controllers are connected from the shell",
+        ("mfgtest.efi --connect",),
+        shows=("All controllers are connected",),
+    ),
 )
 
 

@@ -70,7 +70,8 @@ def faults(objects, is_cut_off=False):
 def _order_faults(objects, is_cut_off):
     if [line["sequenceNumber"] for line in objects] != list(range(len(objects))):
         yield "the sequence has a gap"
-    if len(objects) < 2 or "schemaVersion" not in objects[0] or "testRunStart" not in objects[1].get("testRunArtifact", {}):
+    is_begun = len(objects) >= 2 and "testRunStart" in objects[1].get("testRunArtifact", {})
+    if not is_begun or "schemaVersion" not in objects[0]:
         yield "it does not begin with schemaVersion and testRunStart"
     run = [key for line in objects for key in line.get("testRunArtifact", {})]
     ends = run.count("testRunEnd")

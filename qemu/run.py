@@ -19,6 +19,8 @@ from shell import quote
 from station import ROOT, bootable, image_files
 
 TIME_LIMIT = 120
+# With a debugger the machine stands still for as long as somebody thinks.
+DEBUGGING = {"time_limit": 24 * 60 * 60, "options": ("-gdb", "tcp:127.0.0.1:1234")}
 
 BEGIN = "<<begin>>"
 VERDICT = "<<verdict "
@@ -65,9 +67,12 @@ def arguments():
     )
     parser.add_argument("--line", default="", help="the whole line run instead: 1, faulty, or write")
     parser.add_argument("--secure", action="store_true", help="with Secure Boot on, and the line's images signed")
+    parser.add_argument("--gdb", action="store_true", help="with QEMU's gdb server, and a minute before the test")
     options = parser.parse_args()
     if options.line and options.line not in _SERVERS_BY_LINE:
         parser.error(f"--line: expected 1, faulty or write, found {options.line}")
+    if options.gdb and options.line:
+        parser.error("--gdb: it takes one test, --test=4")
     if options.secure and options.line not in ("1", "faulty"):
         parser.error("--secure: there is no shell under Secure Boot; it takes --line=1 or --line=faulty")
     try:
@@ -79,7 +84,7 @@ def arguments():
 
 def command_line(options):
     """The module's command line, with the progress messages that show the firmware's table."""
-    words = [options.test, "--debug=1", RECORDED, *options.words]
+    words = [options.test, "--debug=1", RECORDED, *(["--gdb"] if options.gdb else []), *options.words]
     return " ".join(["mfgtest.efi", *(word if _PLAIN.fullmatch(word) else quote(word) for word in words)])
 
 
@@ -87,13 +92,15 @@ def run_test(options, show):
     command = command_line(options)
     print(f"==> load testlib.efi, then {command}", flush=True)
     commands = [f'echo "{BEGIN}"', "load testlib.efi", command, SHOW_VERDICT]
-    boot(smbios_options(EXAMPLE_SERVER), {**image_files(), **CONFIGURATION}, commands, TIME_LIMIT, show)
+    machine = DEBUGGING if options.gdb else {"time_limit": TIME_LIMIT}
+    boot(smbios_options(EXAMPLE_SERVER), {**image_files(), **CONFIGURATION}, commands, on_line=show, **machine)
 
 
 def run_ipmi_test(options, show):
     command = command_line(options)
     print(f"==> load testlib.efi and ipmi_kcs.efi, then {command}, on the demonstration server", flush=True)
-    SERVERS["healthy"].run_line(["load testlib.efi", "load ipmi_kcs.efi", command, SHOW_VERDICT], show)
+    machine = DEBUGGING if options.gdb else {}
+    SERVERS["healthy"].run_line(["load testlib.efi", "load ipmi_kcs.efi", command, SHOW_VERDICT], show, **machine)
 
 
 def run_writing_line(options, show):

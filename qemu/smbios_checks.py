@@ -124,7 +124,8 @@ def _memory(name, verdicts, changes=(), shows=()):
     """Test 36 with what the devices have, but for the changes."""
     expected = {}
     for slot, values in enumerate(_DEVICES):
-        expected |= zip((f"Memory{slot}_{field}" for field in ("Size", "Speed", "DeviceLocator", "BankLocator")), values)
+        fields = ("Size", "Speed", "DeviceLocator", "BankLocator")
+        expected |= zip((f"Memory{slot}_{field}" for field in fields), values)
     expected |= dict(changes)
     words = (f"{parameter}={value}" for parameter, value in expected.items())
     return Check(name, (module("36", *words),), verdicts=verdicts, shows=shows)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause-Patent
-"""What the library knows of each test, read from its own table: test_table.py ipmi names those that need a controller."""
+"""What the library knows of each test, from its own table: test_table.py ipmi names those that need a controller."""
 
 import re
 import sys

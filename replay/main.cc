@@ -105,7 +105,7 @@ Unit LearnFrom(const std::string& source, Options options) {
   const MachineData data = ReadMachine(options);
   for (const std::string& remark : data.remarks) Remark(remark);
   std::string complaint;
-  const Unit unit = LearnFromMachine(data, options.files, options.words, &complaint);
+  Unit unit = LearnFromMachine(data, options.files, options.words, &complaint);
   if (complaint.empty()) return unit;
   throw BadInput((source.empty() ? "this machine" : source) + " is no golden unit, Autosense does not pass on it:\n" +
                  complaint);

@@ -97,6 +97,12 @@ void ReadOption(const std::vector<std::string>& words, std::size_t& at, Options&
 
 bool IsNumber(const std::string& word) { return !word.empty() && word[0] >= '0' && word[0] <= '9'; }
 
+// What the line, or the module, reads itself.
+bool IsForTheMachine(const std::string& word, const Options& options) {
+  if (options.action == Options::Action::kRunLine && (word == "stop" || word == "write")) return true;
+  return word.find('=') != word.npos || (IsNumber(word) && !std::filesystem::is_directory(word));
+}
+
 void ReadPlainWord(const std::string& word, Options& options) {
   const bool is_first = options.action == Options::Action::kRun && options.dumps.empty() && options.words.empty();
   const std::size_t most_dumps = options.action == Options::Action::kLearn ? 2 : 1;
@@ -104,9 +110,7 @@ void ReadPlainWord(const std::string& word, Options& options) {
     options.action = Options::Action::kLearn;
   } else if (word == "line" && options.action == Options::Action::kRun) {
     options.action = Options::Action::kRunLine;
-  } else if ((word == "stop" || word == "write") && options.action == Options::Action::kRunLine) {
-    options.words.push_back(word);
-  } else if (word.find('=') != word.npos || (IsNumber(word) && !std::filesystem::is_directory(word))) {
+  } else if (IsForTheMachine(word, options)) {
     options.words.push_back(word);
   } else if (options.dumps.size() < most_dumps) {
     options.dumps.push_back(word);

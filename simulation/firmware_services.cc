@@ -105,6 +105,7 @@ EFI_STATUS EFIAPI GetMemoryMap(UINTN* size, EFI_MEMORY_DESCRIPTOR* map, UINTN*, 
   const UINTN capacity = *size;
   *size = machine.memory_map.size() * *entry_size;
   if (capacity < *size) return EFI_BUFFER_TOO_SMALL;
+  if (map == nullptr) return EFI_INVALID_PARAMETER;
   auto* entry = reinterpret_cast<std::uint8_t*>(map);
   for (const EFI_MEMORY_DESCRIPTOR& one : machine.memory_map) {
     std::memcpy(entry, &one, sizeof one);

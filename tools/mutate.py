@@ -29,7 +29,8 @@ RESULTS = ROOT / "build/mutation/results.json"
 FOLDERS = ["module", "report", "platform", "smbios", "guid", "net", "pci", "ipmi", "testlib", "drivers"]
 PROGRAMS = ["testlib_tests", "driver_tests", "guid_tests", "ipmi_tests", "module_tests",
             "fault_tests"]
-OWN_PROGRAM = {"module": "module_tests", "report": "module_tests", "smbios": "module_tests", "guid": "guid_tests", "net": "guid_tests",
+OWN_PROGRAM = {"module": "module_tests", "report": "module_tests", "smbios": "module_tests",
+               "guid": "guid_tests", "net": "guid_tests",
                "pci": "guid_tests", "ipmi": "ipmi_tests", "drivers": "driver_tests"}
 SLOW_SECONDS = 0.4
 
@@ -198,7 +199,8 @@ def main():
     parser.add_argument("--seed", default="1")
     parser.add_argument("--only", type=pathlib.Path, help="judge the survivors of these results again")
     parser.add_argument("paths", nargs="*", default=FOLDERS)
-    options = parser.parse_args()
+    # Folders may stand behind the options.
+    options = parser.parse_intermixed_args()
     RESULTS.parent.mkdir(parents=True, exist_ok=True)
     judge = Judge(options.build)
     everywhere = [mutant for file in sorted(judge.compile_of) for mutant in mutants_of(file)]
@@ -207,13 +209,15 @@ def main():
         wanted = {identity(result) for result in earlier if result["verdict"] == "survived"}
         mutants = [mutant for mutant in everywhere if identity(mutant) in wanted]
     else:
-        here = [m for m in everywhere if any((m["file"] + "/").startswith(path.rstrip("/") + "/") for path in options.paths)]
+        paths = tuple(path.rstrip("/") + "/" for path in options.paths)
+        here = [mutant for mutant in everywhere if (mutant["file"] + "/").startswith(paths)]
         mutants = list(chosen(here, options.sample, options.seed))
     print(f"{len(mutants)} of {len(everywhere)} mutants", flush=True)
     results = [result for result in earlier if result["verdict"] != "survived"]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as workers:
         for mutant, verdict in zip(mutants, workers.map(judge.verdict, mutants)):
-            results.append({key: mutant[key] for key in ("file", "line", "before", "after", "nth")} | {"verdict": verdict})
+            told = {key: mutant[key] for key in ("file", "line", "before", "after", "nth")}
+            results.append(told | {"verdict": verdict})
             print(shown(results[-1]) if verdict == "survived" else shown(results[-1]).splitlines()[0], flush=True)
             RESULTS.write_text(json.dumps(results, indent=1))
     print("Survivors:", *[shown(result) for result in results if result["verdict"] == "survived"], sep="\n")

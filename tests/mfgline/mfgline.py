@@ -42,7 +42,15 @@ class Mfgline:
         return {row[0]: row[1] for row in cells}
 
 
-def record(unit="SN-1", minute=0, end="COMPLETE/PASS", steps=(("0", None), ("4", None)), expected="a", product="Server", command="start.efi"):
+def record(
+    unit="SN-1",
+    minute=0,
+    end="COMPLETE/PASS",
+    steps=(("0", None), ("4", None)),
+    expected="a",
+    product="Server",
+    command="start.efi",
+):
     """The lines of a short record; a step's word is its status, or the code of its failure."""
     said = [
         {"schemaVersion": {"major": 2, "minor": 0}},

@@ -108,9 +108,9 @@ TEST(Replay, NamesTheWordThatItCannotTake) {
       {{"--fru", "256=a"}, "--fru 256=a: expected ID=FILE"},
       {{"--fru", "5"}, "--fru 5: expected ID=FILE"},
   };
-  for (const auto& [words, complaint] : cases) {
-    const std::string seen = Complaint([&] { replay::ReadOptions(words); });
-    EXPECT_NE(seen.find(complaint), seen.npos) << seen;
+  for (const auto& c : cases) {
+    const std::string seen = Complaint([&] { replay::ReadOptions(c.first); });
+    EXPECT_NE(seen.find(c.second), seen.npos) << seen;
   }
 }
 
