@@ -109,6 +109,7 @@ std::vector<Cause> Causes(const std::vector<Unit>& units, bool station) {
     }
   }
   std::vector<Cause> sorted;
+  sorted.reserve(causes.size());
   for (auto& [key, cause] : causes) sorted.push_back(std::move(cause));
   std::ranges::stable_sort(sorted, std::ranges::greater(),
                            [](const Cause& cause) { return std::pair(cause.units, cause.records); });

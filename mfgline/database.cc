@@ -158,6 +158,7 @@ class Postgresql final : public Database {
 
   static void Give(const PGresult& row, const OnRow& on_row) {
     std::vector<std::string_view> cells;
+    cells.reserve(static_cast<std::size_t>(PQnfields(&row)));
     for (int i = 0; i < PQnfields(&row); ++i) {
       cells.emplace_back(PQgetvalue(&row, 0, i), static_cast<std::size_t>(PQgetlength(&row, 0, i)));
     }

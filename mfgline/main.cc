@@ -2,6 +2,7 @@
 // mfgline: what ten thousand units' records say, on one command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
 
@@ -277,18 +278,24 @@ int Run(CLI::App& program, Options& options, int argc, char** argv) {
   return status;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::ios::sync_with_stdio(false);
+int RunOrExplain(int argc, char** argv) {
   Options options;
   CLI::App program("mfgline: what the records of line runs say", "mfgline");
   try {
     return Run(program, options, argc, argv);
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? kDone : kCouldNotRun;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);
+  try {
+    return RunOrExplain(argc, argv);
   } catch (const std::exception& error) {
-    std::cerr << "mfgline: " << error.what() << '\n';
+    std::fprintf(stderr, "mfgline: %s\n", error.what());
     return kCouldNotRun;
   }
 }

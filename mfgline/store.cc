@@ -120,9 +120,9 @@ void PrepareTables(Database& database, bool create) {
     database.Run("commit");
   }
   const long version = OneNumber(database, "select max(version) from mfgline");
-  if (version != kVersion)
-    throw std::runtime_error("the database is that of a newer mfgline (its tables have version " +
-                             std::to_string(version) + "): install that one");
+  if (version == kVersion) return;
+  throw std::runtime_error("the database is that of a newer mfgline (its tables have version " +
+                           std::to_string(version) + "): install that one");
 }
 
 void Store(Database& database, const std::vector<Record>& records, Stored& stored) {

@@ -188,14 +188,28 @@ Table::Table(std::vector<std::string> heads) {
     numbers_.push_back(head.starts_with('>'));
     if (numbers_.back()) head.erase(0, 1);
   }
-  rows_.push_back(std::move(heads));
+  widths_.resize(heads.size());
+  Add(std::move(heads));
+}
+
+void Table::Add(std::vector<std::string> cells) {
+  for (std::size_t i = 0; i < cells.size(); ++i) widths_[i] = std::max(widths_[i], Width(cells[i]));
+  rows_.push_back(std::move(cells));
+}
+
+void Table::PrintCell(const std::string& cell, std::size_t column) const {
+  const bool last = column + 1 == numbers_.size();
+  const std::string padding(widths_[column] - std::min(widths_[column], Width(cell)), ' ');
+  const char* const colour = ColourOf(cell);
+  if (numbers_[column]) std::cout << padding;
+  if (colour != nullptr) std::cout << colour;
+  std::cout << cell;
+  if (colour != nullptr) std::cout << "\033[0m";
+  if (!numbers_[column] && !last) std::cout << padding;
+  if (!last) std::cout << "  ";
 }
 
 void Table::Print(std::string_view indent) const {
-  std::vector<std::size_t> widths(rows_.front().size());
-  for (const auto& row : rows_) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
-  }
   const auto terminal = TerminalWidth();
   const bool headless = std::ranges::all_of(rows_.front(), &std::string::empty);
   for (const auto& row : rows_) {
@@ -203,13 +217,8 @@ void Table::Print(std::string_view indent) const {
     std::cout << indent;
     std::size_t used = Width(indent);
     for (std::size_t i = 0; i < row.size() && (!terminal || used < *terminal); ++i) {
-      const std::string cell = terminal ? Cut(row[i], *terminal - used) : row[i];
-      const bool last = i + 1 == row.size();
-      const std::string padding(widths[i] - std::min(widths[i], Width(cell)), ' ');
-      const char* const colour = ColourOf(cell);
-      std::cout << (numbers_[i] ? padding : "") << (colour != nullptr ? colour : "") << cell
-                << (colour != nullptr ? "\033[0m" : "") << (numbers_[i] || last ? "" : padding) << (last ? "" : "  ");
-      used += widths[i] + 2;
+      PrintCell(terminal ? Cut(row[i], *terminal - used) : row[i], i);
+      used += widths_[i] + 2;
     }
     std::cout << '\n';
   }

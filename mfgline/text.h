@@ -45,12 +45,15 @@ class Table {
  public:
   // A head that begins with ">" is that of numbers. Heads that are all empty are not shown.
   explicit Table(std::vector<std::string> heads);
-  void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+  void Add(std::vector<std::string> cells);
   bool empty() const { return rows_.size() == 1; }
   void Print(std::string_view indent = "") const;
 
  private:
+  void PrintCell(const std::string& cell, std::size_t column) const;
+
   std::vector<bool> numbers_;
+  std::vector<std::size_t> widths_;
   std::vector<std::vector<std::string>> rows_;
 };
 
